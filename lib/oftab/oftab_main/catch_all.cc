@@ -1,0 +1,134 @@
+// The catch-all entry at the last index of the region: what happens to packets that no flow matched.
+#include <cstring>
+
+#include "oftab/hw_entry.h"
+#include "oftab/message.h"
+#include "oftab/oftab.h"
+#include "oftab/oftab_main/action_translation.h"
+#include "oftab/oftab_main/catch_all.h"
+#include "oftab/oftab_main/counters.h"
+#include "oftab/trace.h"
+
+using namespace oftab;
+using result_field = hw::forward_result;
+
+namespace {
+
+const char op[] = "oftab_install_catch_all_entry";
+
+// Whether the catch-all record's stats_id is a counter that this library created, and not what an earlier life left in
+// the TCAM.
+bool holds_counter = false;
+
+constexpr uint32_t GLOBAL_LIF_BIT = 0x1000;
+constexpr uint8_t CPU_CODE = 4;
+
+bool is_in_tcam(oftab_sw_entry_t &entry) {
+  entry.tcam_index = OFTAB_CATCH_ALL_INDEX;
+  const int32_t rc =
+      qtr_custom_cache_unified_entry_get(0, OFTAB_CATCH_ALL_INDEX, entry.hw.key, entry.hw.mask, entry.hw.result);
+  return rc == 0 && hw::get(entry.hw.key, hw::ip_key::vld) == 1;
+}
+
+int32_t write_entry(const oftab_sw_entry_t &entry) {
+  const int32_t rc =
+      qtr_custom_cache_unified_entry_set(0, entry.tcam_index, entry.hw.key, entry.hw.mask, entry.hw.result);
+  if (rc != 0) {
+    TRACE_ERROR_IN(op, "Installing unified catch all entry at %d failed\n", entry.tcam_index);
+    return OFTAB_ERR_FAIL;
+  }
+  return OFTAB_OK;
+}
+
+void fill_dropping(oftab_sw_entry_t &entry) {
+  hw::set(entry.hw.result, result_field::entry_type, 1);
+  hw::set(entry.hw.result, result_field::drop, 1);
+  hw::set(entry.hw.result, result_field::adj_stats_ptr, entry.stats_id);
+  hw::set(entry.hw.key, hw::ip_key::vld, 1);
+  hw::set(entry.hw.mask, hw::ip_key::l2lif, GLOBAL_LIF_BIT);
+  hw::set(entry.hw.mask, hw::ip_key::vld, 1);
+  entry.result_kind = OFTAB_RESULT_DENY;
+}
+
+int32_t install(oftab_sw_entry_t &entry) {
+  if (is_in_tcam(entry)) {
+    TRACE_DETAIL_IN(op, "Unified catch all valid at %d\n", OFTAB_CATCH_ALL_INDEX);
+    return OFTAB_OK;
+  }
+  release_catch_all_counter();
+  memset(&entry, 0, sizeof entry);
+  entry.tcam_index = OFTAB_CATCH_ALL_INDEX;
+  if (create_entry_counter(op, &entry.stats_id) != 0) {
+    return OFTAB_ERR_FAIL;
+  }
+  hold_catch_all_counter();
+  fill_dropping(entry);
+  return write_entry(entry);
+}
+
+// Puts the flow's action into the record. -3 for a controller action without a valid app_id.
+int32_t update_action(oftab_sw_entry_t &entry, const oftab_flow_t &flow) {
+  switch (flow.result_type) {
+    case OFTAB_ACTION_PERMIT:
+      hw::set(entry.hw.result, result_field::drop, 0);
+      entry.result_kind = OFTAB_RESULT_PERMIT;
+      return OFTAB_OK;
+    case OFTAB_ACTION_DENY:
+      hw::set(entry.hw.result, result_field::drop, 1);
+      entry.result_kind = OFTAB_RESULT_DENY;
+      return OFTAB_OK;
+    case OFTAB_ACTION_CONTROLLER:
+      if (!is_valid_app_id(flow.app_id)) {
+        return OFTAB_ERR_INVALID;
+      }
+      hw::set(entry.hw.result, result_field::drop, 0);
+      hw::set(entry.hw.result, result_field::cp_to_cpu, 1);
+      hw::set(entry.hw.result, result_field::cpu_code, CPU_CODE);
+      entry.result_kind = OFTAB_RESULT_CONTROLLER;
+      return OFTAB_OK;
+    default:
+      return OFTAB_OK;
+  }
+}
+
+int32_t update(oftab_sw_entry_t &entry, const oftab_entry_update_req_t *request, oftab_entry_update_resp_t *response) {
+  if (request == nullptr) {
+    return OFTAB_ERR_INVALID;
+  }
+  const auto *flow = records_of<const oftab_flow_t>(request);
+  TRACE_DETAIL_IN(op, "%s() result_type = %d app = %d \n", op, flow->result_type, flow->app_id);
+  int32_t status = update_action(entry, *flow);
+  if (status == OFTAB_OK) {
+    status = write_entry(entry);
+  }
+  if (response != nullptr) {
+    *records_of<oftab_resp_entry_t>(response) = {flow->context, flow->seq_no, status};
+    response->status = status;
+  }
+  return status;
+}
+
+}  // namespace
+
+void oftab::release_catch_all_counter() {
+  if (holds_counter) {
+    libsdk_l3_route_stats_destroy(0, oftab_hw_rsrc_g.catch_all_entry.stats_id);
+    holds_counter = false;
+  }
+}
+
+void oftab::hold_catch_all_counter() {
+  holds_counter = true;
+}
+
+int32_t oftab_install_catch_all_entry(int32_t update_result, const oftab_entry_update_req_t *request,
+                                      oftab_entry_update_resp_t *response) {
+  TRACE_DETAIL("%s() Enter update_result = %d \n", __func__, update_result);
+  if (oftab_hw_rsrc_g.initialized == 0) {
+    return OFTAB_ERR_FAIL;
+  }
+  oftab_sw_entry_t &entry = oftab_hw_rsrc_g.catch_all_entry;
+  const int32_t status = update_result == 0 ? install(entry) : update(entry, request, response);
+  TRACE_DETAIL("%s() Exit. Status:%d \n", __func__, status);
+  return status;
+}

@@ -1,0 +1,37 @@
+#include "oftab/oftab_main/counters.h"
+
+#include "oftab/oftab.h"
+#include "oftab/trace.h"
+
+namespace oftab {
+
+int32_t create_counter(const char *function, uint32_t *id) {
+  uint32_t block[4] = {0xFFFFFFFFU, 0, 0, 0};
+  const int32_t rc = libsdk_l3_route_stats_create(0, block);
+  if (rc != 0) {
+    TRACE_ERROR_IN(function, "\ncreating stats_id failed, sdkrc %d\n", rc);
+    *id = 0xFFFFFFFFU;
+    return rc;
+  }
+  *id = block[0];
+  TRACE_DETAIL_IN(function, "stats_id %d allocated\n", *id);
+  return 0;
+}
+
+int32_t create_entry_counter(const char *function, uint16_t *stats_id) {
+  uint32_t id = 0;
+  const int32_t rc = create_counter(function, &id);
+  *stats_id = static_cast<uint16_t>(id);
+  if (rc == 0) {
+    oftab_dummy_stats_reader(*stats_id);
+  }
+  return rc;
+}
+
+}  // namespace oftab
+
+int32_t oftab_dummy_stats_reader(uint16_t stats_id) {
+  TRACE_ENTER();
+  route_stats dropped = {};
+  return libsdk_l3_route_stats_get(0, stats_id, 0, &dropped);
+}

@@ -1,0 +1,220 @@
+// Insertion: where new flows go.
+//
+// Reading the TCAM from index 0 upwards, flows stand by falling priority. The table occupies one range of indices; a
+// request of n flows goes above it if its first priority is not below the range's first (or there is only room above),
+// else below it. From the start index so chosen, current entries and new flows are merged by priority:
+//
+//   priorities   2000: 90  2001: 80  2002: 70      add 85, 60: both below 90, room below, so the merge starts at 2000
+//   after        2000: 90  2001: 85  2002: 80  2003: 70  2004: 60      80 and 70 have moved
+//
+// Once the merge has passed the old range, priorities are compared no more: what is left of the table follows, then
+// what is left of the request, in its own order.
+#include <cstring>
+
+#include "oftab/message.h"
+#include "oftab/oftab.h"
+#include "oftab/oftab_main/transaction.h"
+#include "oftab/table.h"
+#include "oftab/trace.h"
+
+using namespace oftab;
+
+namespace {
+
+constexpr uint16_t FIRST_PLACEMENT = 2000;
+constexpr uint16_t LAST_INDEX = OFTAB_FLOW_CAPACITY - 1;
+
+enum direction : uint32_t { TOP_DOWN = 1, BOTTOM_UP = 2 };
+
+struct placement {
+  uint16_t start;
+  uint32_t direction;
+};
+
+placement place_first(uint16_t count) {
+  const auto start = static_cast<uint16_t>(count >= FIRST_PLACEMENT ? OFTAB_FLOW_CAPACITY - count : FIRST_PLACEMENT);
+  TRACE_DETAIL_IN("oftab_insert_entries", "first time installing. start_idnex:%d \n", start);
+  return {start, TOP_DOWN};
+}
+
+// Where the merge of `count` flows, the first of priority `first_priority`, starts in a table that is not empty.
+placement choose_placement(const oftab_tcam_tbl_t &table, uint16_t count, uint32_t first_priority) {
+  static const char op[] = "oftab_insert_entries";
+  const table_view records = current_view();
+  const uint32_t top_priority = records.count > 0 && is_used(*records.first) ? records.first->priority : 0;
+  const bool room_above = table.tcam_st_idx >= count;
+  const bool room_below = LAST_INDEX - table.tcam_end_idx >= count;
+  const placement above = {static_cast<uint16_t>(table.tcam_st_idx - count), TOP_DOWN};
+  const placement below = {static_cast<uint16_t>(table.tcam_end_idx + count), BOTTOM_UP};
+  if (room_above && first_priority >= top_priority) {
+    TRACE_DETAIL_IN(op, "top free & prio. start_index:%d install_dir:%d \n", above.start, above.direction);
+    return above;
+  }
+  if (room_below && first_priority < top_priority) {
+    TRACE_DETAIL_IN(op, "bottom free & prio. start_index:%d install_dir:%d \n", below.start, below.direction);
+    return below;
+  }
+  if (room_above) {
+    TRACE_DETAIL_IN(op, "top free. start_index:%d install_dir:%d \n", above.start, above.direction);
+    return above;
+  }
+  if (room_below) {
+    TRACE_DETAIL_IN(op, "bottom free. start_index:%d install_dir:%d \n", below.start, below.direction);
+    return below;
+  }
+  TRACE_DETAIL_IN(op, "Default top-down. start_index:%d install_dir:%d \n", 0, TOP_DOWN);
+  return {0, TOP_DOWN};
+}
+
+// The merge of the current table (`next_record` to `end_record`) and a request into the shadow table.
+class merge {
+ public:
+  merge(const oftab_entry_update_req_t *request, uint16_t start, oftab_entry_update_resp_t *response)
+      : index_(start),
+        flow_(records_of<const oftab_flow_t>(request)),
+        flows_left_(request->num_entries),
+        response_(response),
+        answer_(records_of<oftab_resp_entry_t>(response)),
+        current_(current_view()),
+        next_record_(current_.begin()) {}
+
+  // Places everything; returns the last index used (one below the start when nothing was placed).
+  uint16_t run() {
+    while (flows_left_ > 0 && !passed_current_range() && next_record_ != current_.end()) {
+      if (!is_used(*next_record_)) {
+        ++next_record_;
+      } else if (flow_goes_first()) {
+        place_flow();
+      } else {
+        place_record();
+      }
+    }
+    while (next_record_ != current_.end()) {
+      is_used(*next_record_) ? place_record() : static_cast<void>(++next_record_);
+    }
+    while (flows_left_ > 0) {
+      place_flow();
+    }
+    return static_cast<uint16_t>(index_ - 1);
+  }
+
+ private:
+  bool passed_current_range() const { return oftab_hw_rsrc_g.current_table->tcam_end_idx < index_; }
+
+  // Among equal priorities, the entry that need not move comes before the new flow, any other after it.
+  bool flow_goes_first() const {
+    return flow_->priority > next_record_->priority ||
+           (flow_->priority == next_record_->priority && next_record_->tcam_index != index_);
+  }
+
+  // The shadow record to fill next; null beyond the last index.
+  oftab_sw_entry_t *free_slot() const {
+    return index_ <= LAST_INDEX ? oftab_hw_rsrc_g.shadow_table->tcam_entry + index_ : nullptr;
+  }
+
+  void place_record() {
+    oftab_sw_entry_t *slot = free_slot();
+    if (slot != nullptr) {
+      *slot = *next_record_;
+      if (slot->tcam_index != index_) {
+        set_flags(*slot, OFTAB_ENTRY_MOVED);
+      }
+      slot->tcam_index = index_;
+    }
+    ++next_record_;
+    count_placed();
+  }
+
+  void place_flow() {
+    oftab_sw_entry_t *slot = free_slot();
+    answer_->context = flow_->context;
+    answer_->seq_no = flow_->seq_no;
+    const int32_t status = slot != nullptr ? convert_into(*slot) : OFTAB_ERR_CAPACITY;
+    answer_->status = status;
+    if (status != OFTAB_OK) {
+      response_->status = status;
+    }
+    if (status == OFTAB_OK || slot == nullptr) {
+      count_placed();
+    }
+    flow_ = next_flow(flow_);
+    ++answer_;
+    --flows_left_;
+  }
+
+  int32_t convert_into(oftab_sw_entry_t &slot) const {
+    const int32_t status = oftab_convert_vmr_to_hw_vmr(&slot, flow_);
+    slot.seq_no = flow_->seq_no;
+    if (status != OFTAB_OK) {
+      TRACE_ERROR_IN("oftab_insert_entries_top_down", "oftab_convert_vmr_to_hw_vmr failed (%d) \n", status);
+      release_entry(slot);
+      memset(&slot, 0, sizeof slot);
+      return status;
+    }
+    slot.tcam_index = index_;
+    slot.priority = flow_->priority;
+    slot.ifindex = flow_->value.ifindex;
+    set_flags(slot, OFTAB_ENTRY_NEW);
+    if (flow_->mask.ifindex == 0xFFFFFFFFU) {
+      oftab_add_intf(flow_->value.ifindex);
+    }
+    return OFTAB_OK;
+  }
+
+  void count_placed() {
+    oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
+    ++shadow.entries_allocated;
+    --shadow.free_entries;
+    ++index_;
+  }
+
+  uint16_t index_;  // the next TCAM index to fill
+  const oftab_flow_t *flow_;
+  uint16_t flows_left_;
+  oftab_entry_update_resp_t *response_;
+  oftab_resp_entry_t *answer_;
+  table_view current_;
+  oftab_sw_entry_t *next_record_;
+};
+
+}  // namespace
+
+int32_t oftab_insert_entries(const oftab_entry_update_req_t *request, oftab_entry_update_resp_t *response) {
+  TRACE_ENTER();
+  const oftab_tcam_tbl_t &current = *oftab_hw_rsrc_g.current_table;
+  const uint16_t count = request->num_entries;
+  const uint32_t first_priority = count > 0 ? records_of<const oftab_flow_t>(request)->priority : 0;
+  const placement chosen = current.free_entries == OFTAB_FLOW_CAPACITY
+                               ? place_first(count)
+                               : choose_placement(current, count, first_priority);
+  TRACE_DETAIL("start_index:%d install_dir:%d \n", chosen.start, chosen.direction);
+  uint16_t start = chosen.start;
+  if (chosen.direction == BOTTOM_UP) {
+    // Below the range: the merge starts with the range and runs down into the free room.
+    start = current.tcam_st_idx;
+    TRACE_DETAIL("using top_down for bottom up start_index:%d install_dir:%d \n", start, BOTTOM_UP);
+  }
+  const int32_t status = oftab_insert_entries_top_down(request, start, TOP_DOWN, response);
+  TRACE_DETAIL("%s() Exit. status=%d \n", __func__, status);
+  return status;
+}
+
+int32_t oftab_insert_entries_top_down(const oftab_entry_update_req_t *request, uint16_t start, uint32_t /*direction*/,
+                                      oftab_entry_update_resp_t *response) {
+  TRACE_ENTER();
+  oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
+  shadow.tcam_st_idx = start;
+  shadow.tcam_end_idx = merge(request, start, response).run();
+  if (shadow.tcam_end_idx > LAST_INDEX) {
+    TRACE_WARNING("*** Something wrong in updating the table(). start_index=%d end_index=%d *** \n", start,
+                  shadow.tcam_end_idx);
+  }
+  TRACE_EXIT();
+  return response->status;
+}
+
+int32_t oftab_insert_entries_bottom_up(void) {
+  TRACE_ENTER();
+  TRACE_EXIT();
+  return 0;
+}

@@ -1,0 +1,176 @@
+// Statistics: the periodic collection of the hardware counters, and the queries answered from its totals.
+#include "oftab/message.h"
+#include "oftab/oftab.h"
+#include "oftab/oftab_main/flow_index.h"
+#include "oftab/statistics_timer.h"
+#include "oftab/table.h"
+#include "oftab/trace.h"
+#include "platform/message_service.h"
+#include "platform/timers.h"
+
+using namespace oftab;
+
+namespace {
+
+const char handler[] = "oftab_process_get_stats";
+
+// Adds the counts since the last read to the entry's totals. Returns the SDK's result.
+int32_t collect(oftab_sw_entry_t &entry) {
+  route_stats counts = {};
+  const int32_t rc = libsdk_l3_route_stats_get(0, entry.stats_id, 0, &counts);
+  if (rc == 0) {
+    entry.byte_cnt += counts.bytes;
+    entry.pkt_cnt += counts.packets;
+  }
+  return rc;
+}
+
+void collect_current_table() {
+  for (oftab_sw_entry_t &entry : current_view()) {
+    if (is_used(entry) && collect(entry) != 0) {
+      TRACE_ERROR_IN("hdm_oftab_stats_timer_handler", "Error reading stats for stats idx:%d \n", entry.stats_id);
+    }
+  }
+}
+
+bool is_known_op(uint32_t op) {
+  return op == OFTAB_STATS_LISTED || op == OFTAB_STATS_ALL || op == OFTAB_STATS_CLEAR;
+}
+
+// The number of used entries by the current table's header.
+uint16_t used_entries() {
+  return static_cast<uint16_t>(oftab_hw_rsrc_g.tcam_capacity - oftab_hw_rsrc_g.current_table->free_entries);
+}
+
+// The records behind the header of a response.
+uint16_t records_in_response(uint32_t op, uint16_t requested, uint16_t used) {
+  switch (op) {
+    case OFTAB_STATS_LISTED:
+      return requested;
+    case OFTAB_STATS_ALL:
+      return used;
+    default:
+      return 0;
+  }
+}
+
+void copy_counts(oftab_stats_resp_info_t *record, const oftab_sw_entry_t &entry, uint16_t tcam_index) {
+  record->status = OFTAB_OK;
+  record->seq_no = entry.seq_no;
+  record->pkt_cnt = entry.pkt_cnt;
+  record->byte_cnt = entry.byte_cnt;
+  TRACE_DETAIL_IN(handler, "Copied stats for idx:%d pkts:%lld bytes:%lld\n", tcam_index,
+                  static_cast<long long>(entry.pkt_cnt), static_cast<long long>(entry.byte_cnt));
+}
+
+void answer_listed(const oftab_stats_query_req_t *request, oftab_stats_query_resp_t *response) {
+  static flow_index flows;
+  const table_view table = current_view();
+  flows.build(table);
+  const auto *asked = records_of<const oftab_stats_req_info_t>(request);
+  auto *record = records_of<oftab_stats_resp_info_t>(response);
+  for (uint16_t i = 0; i < request->num_entries; ++i, ++asked, ++record) {
+    record->status = OFTAB_ERR_FAIL;
+    record->seq_no = asked->seq_no;
+    record->context = asked->context;
+    const oftab_sw_entry_t *entry = flows.find(table, asked->seq_no);
+    if (entry != nullptr) {
+      copy_counts(record, *entry, table.index_of(*entry));
+    }
+  }
+}
+
+void answer_all(oftab_stats_query_resp_t *response, uint16_t used) {
+  const table_view table = current_view();
+  auto *record = records_of<oftab_stats_resp_info_t>(response);
+  uint16_t filled = 0;
+  for (const oftab_sw_entry_t &entry : table) {
+    if (is_used(entry) && filled < used) {
+      copy_counts(record + filled, entry, table.index_of(entry));
+      ++filled;
+    }
+  }
+}
+
+void clear_all() {
+  const table_view table = current_view();
+  for (oftab_sw_entry_t &entry : table) {
+    if (is_used(entry)) {
+      entry.pkt_cnt = 0;
+      entry.byte_cnt = 0;
+      oftab_dummy_stats_reader(entry.stats_id);
+      TRACE_DETAIL_IN(handler, "Cleared stats for idx:%d \n", table.index_of(entry));
+    }
+  }
+}
+
+void fill_response(const oftab_stats_query_req_t *request, oftab_stats_query_resp_t *response, uint16_t used) {
+  response->op = request->op;
+  response->num_entries = request->num_entries;
+  if (!is_known_op(request->op)) {
+    response->status = OFTAB_ERR_STATS_OP;
+    return;
+  }
+  if (used == 0) {
+    return;
+  }
+  if (request->op == OFTAB_STATS_LISTED) {
+    answer_listed(request, response);
+    return;
+  }
+  response->num_entries = used;
+  request->op == OFTAB_STATS_ALL ? answer_all(response, used) : clear_all();
+}
+
+int32_t answer(void *reply, void *buffer) {
+  const auto *request = static_cast<const oftab_stats_query_req_t *>(ipq_payload_get(buffer));
+  if (request == nullptr) {
+    TRACE_ERROR_IN(handler, "%s() Exit. Null parameter \n", handler);
+    return OFTAB_ERR_MESSAGE;
+  }
+  const uint16_t used = used_entries();
+  oftab_dump_stats_query_req(request);
+  const size_t length = sizeof(oftab_stats_query_resp_t) +
+                        records_in_response(request->op, request->num_entries, used) * sizeof(oftab_stats_resp_info_t);
+  const owned_memory memory(length);
+  auto *response = memory.as<oftab_stats_query_resp_t>();
+  if (response == nullptr) {
+    TRACE_ERROR_IN(handler, "%s() Malloc failure \n", handler);
+    return OFTAB_ERR_INVALID;
+  }
+  fill_response(request, response, used);
+  const int32_t status = response->status;
+  oftab_dump_stats_query_resp(response);
+  fu_ipq_send_response(reply, response, static_cast<uint32_t>(length), buffer, 0);
+  TRACE_DETAIL_IN(handler, "%s() Exit. status=%d \n", handler, status);
+  return status;
+}
+
+}  // namespace
+
+int32_t hdm_oftab_stats_timer_handler(void) {
+  if (tg_is_timer_active(oftab_stats_timer) != 0) {
+    tg_stop_timer(oftab_stats_timer);
+  }
+  collect(oftab_hw_rsrc_g.catch_all_entry);
+  if (oftab_hw_rsrc_g.initialized != 0) {
+    collect_current_table();
+  }
+  start_statistics_timer(__func__);
+  return 0;
+}
+
+int32_t oftab_process_get_stats(void *reply, void *message, void *dispatch_context) {
+  TRACE_ENTER();
+  if (oftab_hw_rsrc_g.initialized == 0) {
+    TRACE_ERROR("%s() Exit. Not Initialized yet \n", __func__);
+    return OFTAB_ERR_NOT_READY;
+  }
+  int32_t status = 0;
+  hdm_ipq_handler_init(message, dispatch_context, &status, OFTAB_MSG_GET_STATS);
+  if (status != 0) {
+    TRACE_ERROR("handle openflow stats query - ipq handler init: %s ", hdm_errcat2str(status));
+    return OFTAB_ERR_MESSAGE;
+  }
+  return answer(reply, message_buffer(message));
+}

@@ -1,0 +1,39 @@
+// The ledger of the TCAM: what the library knows of each index beyond the tables.
+//
+// Three things: whether the record last written there is valid, which multicast index it names, and the resources of
+// an entry that a failed request left behind there (a stranded entry). All flow entries are written through here.
+#ifndef OFTAB_TCAM_LEDGER_H
+#define OFTAB_TCAM_LEDGER_H
+
+#include "oftab/oftab.h"
+
+namespace oftab {
+
+// Writes the entry at its tcam_index. Returns the SDK's result. A successful write gives back what was stranded there.
+int32_t tcam_write(const oftab_sw_entry_t &entry);
+
+// The same with its outcome traced in the name of `function`. Whether it was written.
+bool program_record(const char *function, const oftab_sw_entry_t &entry);
+
+// Erases every index that holds a valid record but no used entry of the current table and no stranded one.
+void erase_vacated();
+
+// An entry stays in the TCAM at its index although no table holds it: remembers the counter and the fan-out that it
+// holds until the index is next written, and withdraws its flow from its port channels.
+void strand(oftab_sw_entry_t &entry);
+
+// The same for an entry whose record lives on in the current table with another fan-out: only the fan-out is stranded.
+void strand_fanout(const oftab_sw_entry_t &entry);
+
+// Gives back what is stranded at an index that was written.
+void give_back_stranded(uint32_t tcam_index);
+
+// Whether a stranded entry holds this multicast index.
+bool is_stranded_fanout(uint32_t mcst_idx);
+
+// Whether any record in the TCAM names this multicast index.
+bool named_in_tcam(uint32_t mcst_idx);
+
+}  // namespace oftab
+
+#endif
