@@ -102,6 +102,7 @@ int32_t defragment(oftab_tcam_tbl_t &current, int32_t holes) {
   oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
   const table_view table = current_view();
   const uint16_t live = count_live(table);
+  enter_current_table();
   if (live > 0) {
     shadow.tcam_entry = static_cast<oftab_sw_entry_t *>(calloc(live, sizeof(oftab_sw_entry_t)));
     if (shadow.tcam_entry == nullptr) {

@@ -64,6 +64,15 @@ bool program_record(const char *function, const oftab_sw_entry_t &entry) {
   return rc == 0;
 }
 
+void enter_current_table() {
+  const table_view table = current_view();
+  for (const oftab_sw_entry_t &entry : table) {
+    if (is_used(entry)) {
+      slots[table.index_of(entry)].valid = true;
+    }
+  }
+}
+
 void erase_vacated() {
   const table_view table = current_view();
   for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {

@@ -15,6 +15,10 @@ int32_t tcam_write(const oftab_sw_entry_t &entry);
 // The same with its outcome traced in the name of `function`. Whether it was written.
 bool program_record(const char *function, const oftab_sw_entry_t &entry);
 
+// The current table mirrors the hardware: every used record of it counts as written. To be called before the table
+// changes.
+void enter_current_table();
+
 // Erases every index that holds a valid record but no used entry of the current table and no stranded one.
 void erase_vacated();
 

@@ -37,10 +37,9 @@ void undo_modification(oftab_sw_entry_t &shadow, oftab_sw_entry_t &current, cons
   oftab_entry_clear_pc_data(&shadow);
   record_pc_data(current);
   const bool built_fanout = shadow.mcst_idx != current.mcst_idx && holds_fanout(shadow);
-  if (page.written && !restore_tcam(current)) {
-    strand_fanout(shadow);
-  } else if (built_fanout) {
-    release_fanout(shadow);
+  const bool restored = !page.written || restore_tcam(current);
+  if (built_fanout) {
+    restored ? release_fanout(shadow) : strand_fanout(shadow);
   }
 }
 
@@ -59,6 +58,7 @@ void undo_placement(oftab_sw_entry_t &shadow, oftab_sw_entry_t *current, const j
 
 void begin_journal() {
   memset(journal, 0, sizeof journal);
+  enter_current_table();
 }
 
 void journal_programming(uint16_t tcam_index, bool is_new, bool written) {
