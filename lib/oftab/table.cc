@@ -12,8 +12,7 @@ table_view compact_view(const oftab_tcam_tbl_t *table) {
   return {table->tcam_entry, table->tcam_st_idx, static_cast<uint16_t>(table->tcam_end_idx - table->tcam_st_idx + 1)};
 }
 
-table_view shadow_view() {
-  const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.shadow_table;
+table_view full_view(const oftab_tcam_tbl_t *table) {
   constexpr uint16_t LAST = OFTAB_FLOW_CAPACITY - 1;
   if (table == nullptr || table->tcam_entry == nullptr ||
       static_cast<uint16_t>(table->tcam_end_idx + 1) == table->tcam_st_idx) {

@@ -31,8 +31,12 @@ inline table_view current_view() {
   return compact_view(oftab_hw_rsrc_g.current_table);
 }
 
-// The range of the shadow table while it has its full array.
-table_view shadow_view();
+// The range of a table in full form, by TCAM index, as the shadow table is while a request is applied.
+table_view full_view(const oftab_tcam_tbl_t *table);
+
+inline table_view shadow_view() {
+  return full_view(oftab_hw_rsrc_g.shadow_table);
+}
 
 inline bool is_used(const oftab_sw_entry_t &entry) {
   return (entry.flags & OFTAB_ENTRY_USED) != 0;

@@ -1,4 +1,5 @@
 // Requests and responses in the trace, for an operator who follows the exchange with the OpenFlow agent.
+#include "oftab/oftab_debug/message_dumps.h"
 #include "oftab/message.h"
 #include "oftab/oftab.h"
 #include "oftab/trace.h"
@@ -49,22 +50,21 @@ void dump_action(const char *function, const oftab_flow_t *flow) {
   }
 }
 
-// The records behind the header of a statistics response: the count alone does not tell.
-uint16_t stats_records(const oftab_stats_query_resp_t *response) {
-  switch (response->op) {
-    case OFTAB_STATS_LISTED:
-      return response->num_entries;
-    case OFTAB_STATS_ALL:  // an empty table answers with the request's count and no records
-      return oftab_hw_rsrc_g.current_table != nullptr &&
-                     oftab_hw_rsrc_g.tcam_capacity != oftab_hw_rsrc_g.current_table->free_entries
-                 ? response->num_entries
-                 : 0;
-    default:
-      return 0;
+}  // namespace
+
+void oftab::dump_stats_response(const oftab_stats_query_resp_t *response, uint16_t count) {
+  static const char op[] = "oftab_dump_stats_query_resp";
+  if (!enter_dump(op, response)) {
+    return;
+  }
+  TRACE_DETAIL_IN(op, "op=%d num_entries:%d  status:%d \n", response->op, response->num_entries, response->status);
+  const auto *records = records_of<const oftab_stats_resp_info_t>(response);
+  for (uint16_t i = 0; i < count; ++i) {
+    TRACE_DETAIL_IN(op, "  seq_no:%d  context:0x%x  status:%d  pkt_cnt:%lld byte_cnt:%lld\n", records[i].seq_no,
+                    records[i].context, records[i].status, static_cast<long long>(records[i].pkt_cnt),
+                    static_cast<long long>(records[i].byte_cnt));
   }
 }
-
-}  // namespace
 
 void oftab_dump_entry_update_req(const oftab_entry_update_req_t *request) {
   if (!enter_dump(__func__, request)) {
@@ -106,7 +106,7 @@ void oftab_dump_entry_update_resp(const oftab_entry_update_resp_t *response) {
   if (!enter_dump(__func__, response)) {
     return;
   }
-  TRACE_DETAIL("entry_op:%d  num_entries:%d status:%d \n", response->entry_op, response->num_entries, response->status);
+  TRACE_DETAIL("entry_op:%d  num_entries:%d status:%d \n", response->entry_op, entry_count(response), response->status);
   const auto *entries = records_of<const oftab_resp_entry_t>(response);
   for (uint16_t i = 0; i < entry_count(response); ++i) {
     TRACE_DETAIL("  seq:%d  context:0x%x  status:%d \n", entries[i].seq_no, entries[i].context, entries[i].status);
@@ -153,14 +153,7 @@ void oftab_dump_stats_query_req(const oftab_stats_query_req_t *request) {
 }
 
 void oftab_dump_stats_query_resp(const oftab_stats_query_resp_t *response) {
-  if (!enter_dump(__func__, response)) {
-    return;
-  }
-  TRACE_DETAIL("op=%d num_entries:%d  status:%d \n", response->op, response->num_entries, response->status);
-  const auto *records = records_of<const oftab_stats_resp_info_t>(response);
-  for (uint16_t i = 0; i < stats_records(response); ++i) {
-    TRACE_DETAIL("  seq_no:%d  context:0x%x  status:%d  pkt_cnt:%lld byte_cnt:%lld\n", records[i].seq_no,
-                 records[i].context, records[i].status, static_cast<long long>(records[i].pkt_cnt),
-                 static_cast<long long>(records[i].byte_cnt));
-  }
+  const bool has_records =
+      response != nullptr && (response->op == OFTAB_STATS_LISTED || response->op == OFTAB_STATS_ALL);
+  oftab::dump_stats_response(response, has_records ? response->num_entries : uint16_t{0});
 }

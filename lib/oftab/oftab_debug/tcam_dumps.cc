@@ -207,9 +207,9 @@ void oftab_dump_sw_tcam_tbl(const oftab_tcam_tbl_t *table, int is_shadow) {
   }
   print("TcamIndex    Seq   prio   Used  Stat-index \n");
   print_rule(print, '=', 43);
-  table_view rows = compact_view(table);
-  if (is_shadow != 0) {
-    rows.first += rows.start;
+  const table_view rows = is_shadow != 0 ? full_view(table) : compact_view(table);
+  if (table->entries_allocated == 0) {
+    return;
   }
   for (const oftab_sw_entry_t &entry : rows) {
     print("%6d  %6d  %6d   %1d  %6d\n", entry.tcam_index, entry.seq_no, entry.priority, is_used(entry), entry.stats_id);

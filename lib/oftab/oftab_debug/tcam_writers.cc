@@ -31,13 +31,21 @@ void mark_progress(uint32_t index) {
   sleep(1);
 }
 
+// What stood at the index before holds its resources no longer.
+void note_direct_write(uint32_t index) {
+  give_back_stranded(index);
+  if (index == OFTAB_CATCH_ALL_INDEX) {
+    catch_all_written();
+  }
+}
+
 int32_t write_index(uint32_t index, const oftab_sw_entry_t &entry) {
   int32_t status = OFTAB_OK;
   if (qtr_custom_cache_unified_entry_set(0, index, entry.hw.key, entry.hw.mask, entry.hw.result) != 0) {
     syslog(LOG_ALERT, "installing unified catch all entry at :%d failed\n", static_cast<int>(index));
     status = OFTAB_ERR_FAIL;
   } else {
-    give_back_stranded(index);
+    note_direct_write(index);
   }
   if (index % PROGRESS_STEP == 0) {
     mark_progress(index);
@@ -80,7 +88,7 @@ void fill_deny_all(oftab_sw_entry_t &entry, uint32_t stats_id, uint32_t index) {
 
 // Gives the catch-all record, zeroed, a counter of its own. Returns the SDK's result.
 int32_t renew_catch_all_counter(const char *function, oftab_sw_entry_t &entry, uint32_t *stats_id) {
-  release_catch_all_counter();
+  displace_catch_all_counter();
   memset(&entry, 0, sizeof entry);
   const int32_t rc = create_counter(function, stats_id);
   if (rc != 0) {

@@ -16,9 +16,21 @@ namespace {
 
 const char op[] = "oftab_install_catch_all_entry";
 
-// Whether the catch-all record's stats_id is a counter that this library created, and not what an earlier life left in
-// the TCAM.
-bool holds_counter = false;
+// A counter that this library created, and not one that an earlier life left in the TCAM.
+struct owned_counter {
+  bool held;
+  uint16_t id;
+
+  void release() {
+    if (held) {
+      libsdk_l3_route_stats_destroy(0, id);
+      held = false;
+    }
+  }
+};
+
+owned_counter record_counter;     // of the catch-all record
+owned_counter displaced_counter;  // of the record before it, which still stands in the TCAM
 
 constexpr uint32_t GLOBAL_LIF_BIT = 0x1000;
 constexpr uint8_t CPU_CODE = 4;
@@ -37,6 +49,7 @@ int32_t write_entry(const oftab_sw_entry_t &entry) {
     TRACE_ERROR_IN(op, "Installing unified catch all entry at %d failed\n", entry.tcam_index);
     return OFTAB_ERR_FAIL;
   }
+  catch_all_written();
   return OFTAB_OK;
 }
 
@@ -55,7 +68,7 @@ int32_t install(oftab_sw_entry_t &entry) {
     TRACE_DETAIL_IN(op, "Unified catch all valid at %d\n", OFTAB_CATCH_ALL_INDEX);
     return OFTAB_OK;
   }
-  release_catch_all_counter();
+  release_catch_all_counters();
   memset(&entry, 0, sizeof entry);
   entry.tcam_index = OFTAB_CATCH_ALL_INDEX;
   if (create_entry_counter(op, &entry.stats_id) != 0) {
@@ -110,15 +123,31 @@ int32_t update(oftab_sw_entry_t &entry, const oftab_entry_update_req_t *request,
 
 }  // namespace
 
-void oftab::release_catch_all_counter() {
-  if (holds_counter) {
-    libsdk_l3_route_stats_destroy(0, oftab_hw_rsrc_g.catch_all_entry.stats_id);
-    holds_counter = false;
-  }
+void oftab::release_catch_all_counters() {
+  record_counter.release();
+  displaced_counter.release();
 }
 
 void oftab::hold_catch_all_counter() {
-  holds_counter = true;
+  record_counter = {true, oftab_hw_rsrc_g.catch_all_entry.stats_id};
+}
+
+void oftab::displace_catch_all_counter() {
+  if (displaced_counter.held) {
+    record_counter.release();
+  } else {
+    displaced_counter = record_counter;
+  }
+  record_counter.held = false;
+}
+
+void oftab::catch_all_written() {
+  displaced_counter.release();
+}
+
+void oftab::forget_catch_all_counters() {
+  record_counter.held = false;
+  displaced_counter.held = false;
 }
 
 int32_t oftab_install_catch_all_entry(int32_t update_result, const oftab_entry_update_req_t *request,

@@ -34,7 +34,7 @@ oftab_sw_entry_t *find_slot(uint32_t seq_no) {
 // A record whose new action failed stays without fan-out, and its TCAM entry as it was: gives back what the action had
 // set up, and lets the record name the same index as its TCAM entry again.
 void abandon_action(oftab_sw_entry_t &slot, uint32_t mcst_idx, uint32_t ltl_idx) {
-  if (slot.mcst_idx != mcst_idx && holds_fanout(slot)) {
+  if (holds_fanout(slot)) {
     release_fanout(slot);
   }
   slot.mcst_idx = mcst_idx;

@@ -1,6 +1,8 @@
 // Output fan-out: the pool of multicast indices, and the replication trees behind them.
 #include "oftab/oftab_main/output_fanout.h"
 
+#include <cstring>
+
 #include "oftab/hw_entry.h"
 #include "oftab/message.h"
 #include "oftab/oftab_main/interface_lookup.h"
@@ -57,28 +59,47 @@ bool belongs_to_live_entry(uint32_t index) {
                           is_stranded_fanout(index));
 }
 
-// The lowest index at or after `from` that is free and that no TCAM record names: a record may go on naming an index
-// that was released, and must never reach another flow's ports.
-int32_t usable_bit(int32_t bit) {
-  while (bit >= 0 && named_in_tcam(POOL_LOWER + static_cast<uint32_t>(bit))) {
+// The first free index from `bit` on that no TCAM record names but the one to be modified, at `own_tcam_index`: a
+// record may go on naming an index that was released, and must never reach another flow's ports.
+int32_t usable_bit(int32_t bit, uint16_t own_tcam_index) {
+  while (bit >= 0 && named_by_another(POOL_LOWER + static_cast<uint32_t>(bit), own_tcam_index)) {
     const uint32_t next = static_cast<uint32_t>(bit) + 1;
     bit = next < OFTAB_MCST_IDX_COUNT ? bitset_next_free_bit(g_oftab_mcast_idx_bmp, next) : -1;
   }
   return bit;
 }
 
-int32_t find_usable_bit() {
+int32_t find_usable_bit(uint16_t own_tcam_index) {
   const uint32_t from = g_oftab_mcst_idx_last_allocated - POOL_LOWER;
-  const int32_t bit = usable_bit(bitset_next_free_bit(g_oftab_mcast_idx_bmp, from));
-  return bit >= 0 ? bit : usable_bit(bitset_first_free_bit(g_oftab_mcast_idx_bmp));
+  const int32_t bit = usable_bit(bitset_next_free_bit(g_oftab_mcast_idx_bmp, from), own_tcam_index);
+  return bit >= 0 ? bit : usable_bit(bitset_first_free_bit(g_oftab_mcast_idx_bmp), own_tcam_index);
 }
 
 void create_pool() {
   g_oftab_mcast_idx_bmp = bitset_create(OFTAB_MCST_IDX_COUNT);
   if (g_oftab_mcast_idx_bmp != nullptr) {
     bitset_clear(g_oftab_mcast_idx_bmp);
+    memset(holder, 0, sizeof holder);
     g_oftab_mcst_idx_last_allocated = POOL_LOWER;
   }
+}
+
+// Takes an index for the entry that stands at `own_tcam_index`, if it stands in the TCAM. False when there is none
+// left.
+bool allocate_index(uint32_t *index, uint16_t own_tcam_index) {
+  if (g_oftab_mcast_idx_bmp == nullptr) {
+    create_pool();
+  }
+  const int32_t bit = g_oftab_mcast_idx_bmp == nullptr ? -1 : find_usable_bit(own_tcam_index);
+  if (bit < 0) {
+    TRACE_ERROR_IN("oftab_mcst_idx_alloc", "%s: mcst idx exhausted for openflow \n", "oftab_mcst_idx_alloc");
+    return false;
+  }
+  bitset_set_bit(g_oftab_mcast_idx_bmp, static_cast<uint32_t>(bit));
+  g_oftab_mcst_idx_last_allocated = POOL_LOWER + static_cast<uint32_t>(bit);
+  *index = g_oftab_mcst_idx_last_allocated;
+  TRACE_DETAIL_IN("oftab_mcst_idx_alloc", "g_oftab_mcst_idx_last_allocated %d", *index);
+  return true;
 }
 
 void record_port_channel(oftab_sw_entry_t &entry, uint32_t pc_ifindex, uint32_t seq_no) {
@@ -151,7 +172,7 @@ int32_t set_up_fanout(oftab_sw_entry_t &entry, const oftab_flow_t &flow, const a
   entry.result_kind = OFTAB_RESULT_OUTPORT;
   oftab_process_l2_redirect_action(&entry, &flow);
   uint32_t index = 0;
-  if (oftab_mcst_idx_alloc(&index) == 0) {
+  if (!allocate_index(&index, caller.modifying ? entry.tcam_index : NOT_IN_TCAM)) {
     TRACE_ERROR_IN(caller.function, "Failed to allocate mcst idx!");
     return OFTAB_ERR_FANOUT;
   }
@@ -170,7 +191,7 @@ bool holds_fanout(const oftab_sw_entry_t &entry) {
 void release_fanout(const oftab_sw_entry_t &entry) {
   const uint32_t index = entry.mcst_idx;
   if (in_pool(index)) {
-    if (!holds_fanout(entry) && belongs_to_live_entry(index)) {
+    if (holder_of(index) != 0 && !holds_fanout(entry)) {
       return;
     }
     holder_of(index) = 0;
@@ -179,7 +200,11 @@ void release_fanout(const oftab_sw_entry_t &entry) {
   oftab_mcst_idx_dealloc(index);
 }
 
-void put_back_fanout(oftab_sw_entry_t &entry) {
+void put_back_fanout(const oftab_sw_entry_t &entry) {
+  if (holds_fanout(entry)) {  // the new action has the same index: its tree gets the old ports
+    program_ports(entry, __func__);
+    return;
+  }
   bitset_set_bit(g_oftab_mcast_idx_bmp, entry.mcst_idx - POOL_LOWER);
   holder_of(entry.mcst_idx) = as_holder(entry);
   uint32_t index = entry.mcst_idx;
@@ -196,19 +221,7 @@ void put_back_fanout(oftab_sw_entry_t &entry) {
 using namespace oftab;
 
 int32_t oftab_mcst_idx_alloc(uint32_t *index) {
-  if (g_oftab_mcast_idx_bmp == nullptr) {
-    create_pool();
-  }
-  const int32_t bit = g_oftab_mcast_idx_bmp == nullptr ? -1 : find_usable_bit();
-  if (bit < 0) {
-    TRACE_ERROR("%s: mcst idx exhausted for openflow \n", __func__);
-    return 0;
-  }
-  bitset_set_bit(g_oftab_mcast_idx_bmp, static_cast<uint32_t>(bit));
-  g_oftab_mcst_idx_last_allocated = POOL_LOWER + static_cast<uint32_t>(bit);
-  *index = g_oftab_mcst_idx_last_allocated;
-  TRACE_DETAIL("g_oftab_mcst_idx_last_allocated %d", *index);
-  return 1;
+  return allocate_index(index, NOT_IN_TCAM) ? 1 : 0;
 }
 
 int32_t oftab_mcst_idx_dealloc(uint32_t index) {

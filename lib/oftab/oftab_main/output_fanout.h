@@ -18,14 +18,15 @@ struct action_caller {
 int32_t set_up_fanout(oftab_sw_entry_t &entry, const oftab_flow_t &flow, const action_caller &caller);
 
 // Destroys the entry's tree and gives its index back, whether or not it has one; does nothing at all when the index
-// belongs to another live entry. The entry goes on naming the index.
+// belongs to another entry. The entry goes on naming the index.
 void release_fanout(const oftab_sw_entry_t &entry);
 
 // Whether the entry itself holds the index that it names.
 bool holds_fanout(const oftab_sw_entry_t &entry);
 
-// Takes the entry's released index again and rebuilds its tree with the entry's ports.
-void put_back_fanout(oftab_sw_entry_t &entry);
+// Takes the entry's released index again, unless it is taken for the entry already, and lets its tree replicate to the
+// entry's ports.
+void put_back_fanout(const oftab_sw_entry_t &entry);
 
 }  // namespace oftab
 

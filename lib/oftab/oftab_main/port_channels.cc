@@ -17,14 +17,9 @@ void *oftab_pc_tree = nullptr;
 namespace oftab {
 namespace {
 
-// What the tree's nodes are made of: the record, and its place in the list of those without flows.
-struct pc_node {
-  pc_entry record;
-  bool listed;
-  pc_node *next_listed;
-};
-
-pc_node *flowless_nodes = nullptr;
+// Port channels that lost their last flow inside the scope.
+uint32_t flowless[1024];
+size_t flowless_count = 0;
 bool in_scope = false;
 
 flow_index current_flows;
@@ -39,39 +34,35 @@ bool has_flows(const pc_entry &record) {
   return false;
 }
 
-void drop_node(pc_node *node) {
-  avl_delete(oftab_pc_tree, node);
-  free(node);
+void drop_record(pc_entry *record) {
+  avl_delete(oftab_pc_tree, record);
+  free(record);
 }
 
-// A node in the tree lost its last flow.
-void flowless(pc_node *node) {
-  if (!in_scope) {
-    drop_node(node);
-  } else if (!node->listed) {
-    node->listed = true;
-    node->next_listed = flowless_nodes;
-    flowless_nodes = node;
+// A record of the tree lost its last flow.
+void lost_last_flow(pc_entry *record) {
+  if (in_scope && flowless_count < sizeof flowless / sizeof flowless[0]) {
+    flowless[flowless_count++] = record->pc_ifindex;
+  } else {
+    drop_record(record);
   }
 }
 
-void drop_flowless_nodes() {
-  while (flowless_nodes != nullptr) {
-    pc_node *node = flowless_nodes;
-    flowless_nodes = node->next_listed;
-    node->listed = false;
-    if (!has_flows(node->record)) {
-      drop_node(node);
+void drop_flowless_records() {
+  while (flowless_count > 0) {
+    pc_entry *record = oftab_pc_entry_find(flowless[--flowless_count]);
+    if (record != nullptr && !has_flows(*record)) {
+      drop_record(record);
     }
   }
 }
 
-pc_node *create_node(uint32_t pc_ifindex) {
-  auto *node = static_cast<pc_node *>(calloc(1, sizeof(pc_node)));
-  if (node != nullptr) {
-    node->record.pc_ifindex = pc_ifindex;
+pc_entry *create_record(uint32_t pc_ifindex) {
+  auto *record = static_cast<pc_entry *>(calloc(1, sizeof(pc_entry)));
+  if (record != nullptr) {
+    record->pc_ifindex = pc_ifindex;
   }
-  return node;
+  return record;
 }
 
 bool lists_pc(const oftab_sw_entry_t &entry, uint32_t pc_ifindex) {
@@ -142,7 +133,7 @@ port_channel_scope::port_channel_scope() {
 
 port_channel_scope::~port_channel_scope() {
   in_scope = false;
-  drop_flowless_nodes();
+  drop_flowless_records();
 }
 
 void current_table_changed() {
@@ -184,26 +175,27 @@ int32_t oftab_pc_entry_update_flowmask(uint32_t pc_ifindex, uint32_t flow_handle
     TRACE_WARNING("%s: flow %u is not tracked on port channel %x\n", __func__, flow_handle, pc_ifindex);
     return OFTAB_ERR_INVALID;
   }
-  auto *node = reinterpret_cast<pc_node *>(oftab_pc_entry_find(pc_ifindex));
-  const bool known = node != nullptr;
+  pc_entry *record = oftab_pc_entry_find(pc_ifindex);
+  const bool known = record != nullptr;
   if (!known) {
     TRACE_DETAIL("pc_entry is NULL\n");
-    node = create_node(pc_ifindex);
-    if (node == nullptr) {
+    record = create_record(pc_ifindex);
+    if (record == nullptr) {
       return OFTAB_ERR_INVALID;
     }
   }
-  uint32_t &word = node->record.flow_mask[flow_handle / 32];
+  uint32_t &word = record->flow_mask[flow_handle / 32];
   const uint32_t bit = 1U << flow_handle % 32;
   TRACE_DETAIL("flow_mask = %x\n", word);
   word = add != 0 ? word | bit : word & ~bit;
-  if (!has_flows(node->record)) {
-    known ? flowless(node) : free(node);
+  if (!has_flows(*record)) {
+    known ? lost_last_flow(record) : free(record);
     return OFTAB_OK;
   }
   TRACE_DETAIL("index %d flow_mask = %x\n", flow_handle / 32, word);
-  if (avl_insert(oftab_pc_tree, node) == nullptr && !known) {
-    free(node);
+  avl_insert(oftab_pc_tree, record);
+  if (!known && oftab_pc_entry_find(pc_ifindex) != record) {
+    free(record);
     return OFTAB_ERR_INVALID;
   }
   return OFTAB_OK;
@@ -245,12 +237,15 @@ void oftab_port_channel_intf_update(uint32_t member_ifindex, uint32_t pc_ifindex
     return;
   }
   const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table;
-  TRACE_DETAIL("tcam_entry = %p entries_allocated = %d\n", static_cast<void *>(table->tcam_entry),
-               table->entries_allocated);
-  const table_view entries = current_view();
-  if (entries.count == 0) {
+  if (table == nullptr) {
     return;
   }
+  TRACE_DETAIL("tcam_entry = %p entries_allocated = %d\n", static_cast<void *>(table->tcam_entry),
+               table->entries_allocated);
+  if (table->tcam_entry == nullptr || table->entries_allocated == 0) {
+    return;
+  }
+  const table_view entries = current_view();
   TRACE_DETAIL("tcam_st_idx = %d tcam_end_idx = %d\n", table->tcam_st_idx, table->tcam_end_idx);
   for (oftab_sw_entry_t &entry : entries) {
     TRACE_DETAIL("undex %d used = %d\n", entries.index_of(entry), is_used(entry));

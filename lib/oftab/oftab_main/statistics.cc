@@ -1,6 +1,7 @@
 // Statistics: the periodic collection of the hardware counters, and the queries answered from its totals.
 #include "oftab/message.h"
 #include "oftab/oftab.h"
+#include "oftab/oftab_debug/message_dumps.h"
 #include "oftab/oftab_main/flow_index.h"
 #include "oftab/statistics_timer.h"
 #include "oftab/table.h"
@@ -130,8 +131,8 @@ int32_t answer(void *reply, void *buffer) {
   }
   const uint16_t used = used_entries();
   oftab_dump_stats_query_req(request);
-  const size_t length = sizeof(oftab_stats_query_resp_t) +
-                        records_in_response(request->op, request->num_entries, used) * sizeof(oftab_stats_resp_info_t);
+  const uint16_t count = records_in_response(request->op, request->num_entries, used);
+  const size_t length = sizeof(oftab_stats_query_resp_t) + count * sizeof(oftab_stats_resp_info_t);
   const owned_memory memory(length);
   auto *response = memory.as<oftab_stats_query_resp_t>();
   if (response == nullptr) {
@@ -140,7 +141,7 @@ int32_t answer(void *reply, void *buffer) {
   }
   fill_response(request, response, used);
   const int32_t status = response->status;
-  oftab_dump_stats_query_resp(response);
+  dump_stats_response(response, count);
   fu_ipq_send_response(reply, response, static_cast<uint32_t>(length), buffer, 0);
   TRACE_DETAIL_IN(handler, "%s() Exit. status=%d \n", handler, status);
   return status;

@@ -1,5 +1,7 @@
 #include "oftab/oftab_main/tcam_ledger.h"
 
+#include <cstring>
+
 #include "oftab/hw_entry.h"
 #include "oftab/oftab_main/output_fanout.h"
 #include "oftab/table.h"
@@ -47,7 +49,7 @@ bool is_vacated(const table_view &table, uint16_t index) {
 int32_t tcam_write(const oftab_sw_entry_t &entry) {
   const int32_t rc =
       qtr_custom_cache_unified_entry_set(0, entry.tcam_index, entry.hw.key, entry.hw.mask, entry.hw.result);
-  if (rc == 0) {
+  if (rc == 0 && entry.tcam_index < TCAM_INDICES) {
     note_written(entry);
     give_back_stranded(entry.tcam_index);
   }
@@ -117,8 +119,14 @@ bool is_stranded_fanout(uint32_t mcst_idx) {
   return false;
 }
 
-bool named_in_tcam(uint32_t mcst_idx) {
-  return references[mcst_idx] != 0;
+bool named_by_another(uint32_t mcst_idx, uint16_t own_tcam_index) {
+  const bool named_here = own_tcam_index < TCAM_INDICES && slots[own_tcam_index].mcst_idx == mcst_idx;
+  return references[mcst_idx] > (named_here ? 1 : 0);
+}
+
+void reset_ledger() {
+  memset(slots, 0, sizeof slots);
+  memset(references, 0, sizeof references);
 }
 
 }  // namespace oftab

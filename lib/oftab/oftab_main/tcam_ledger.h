@@ -35,8 +35,14 @@ void give_back_stranded(uint32_t tcam_index);
 // Whether a stranded entry holds this multicast index.
 bool is_stranded_fanout(uint32_t mcst_idx);
 
-// Whether any record in the TCAM names this multicast index.
-bool named_in_tcam(uint32_t mcst_idx);
+// Stands for the index of an entry that is not in the TCAM.
+constexpr uint16_t NOT_IN_TCAM = 0xFFFF;
+
+// Whether any record in the TCAM but the one at `own_tcam_index` names this multicast index.
+bool named_by_another(uint32_t mcst_idx, uint16_t own_tcam_index);
+
+// Forgets everything: the library starts anew.
+void reset_ledger();
 
 }  // namespace oftab
 

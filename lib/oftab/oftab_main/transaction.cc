@@ -31,12 +31,13 @@ bool restore_tcam(oftab_sw_entry_t &current) {
 }
 
 void undo_modification(oftab_sw_entry_t &shadow, oftab_sw_entry_t &current, const journal_page &page) {
+  const bool same_index = page.had_fanout && shadow.mcst_idx == current.mcst_idx;
+  const bool built_fanout = !same_index && holds_fanout(shadow);
   if (page.had_fanout) {
     put_back_fanout(current);
   }
   oftab_entry_clear_pc_data(&shadow);
   record_pc_data(current);
-  const bool built_fanout = shadow.mcst_idx != current.mcst_idx && holds_fanout(shadow);
   const bool restored = !page.written || restore_tcam(current);
   if (built_fanout) {
     restored ? release_fanout(shadow) : strand_fanout(shadow);
