@@ -19,20 +19,25 @@ struct stranded_entry {
 
 struct tcam_slot {
   bool valid;
-  uint32_t mcst_idx;  // named by the record; 0 for none
+  uint32_t mcst_idx;           // named by the record; 0 for none
+  uint32_t prepared_mcst_idx;  // named by the modified record that is to be written there
   stranded_entry stranded;
 };
 
 tcam_slot slots[TCAM_INDICES];
 
-uint16_t references[1U << 14];  // by multicast index: TCAM records that name it (element 0: of no meaning)
+uint16_t references[1U << 14];  // by multicast index: the slots that name it (element 0: of no meaning)
+
+void change_name(uint32_t &name, uint32_t mcst_idx) {
+  --references[name];
+  name = mcst_idx;
+  ++references[name];
+}
 
 void note_written(const oftab_sw_entry_t &entry) {
   tcam_slot &slot = slots[entry.tcam_index];
-  --references[slot.mcst_idx];
   slot.valid = hw::get(entry.hw.key, hw::ip_key::vld) != 0;
-  slot.mcst_idx = slot.valid ? hw::ltl_idx(entry.hw.result) : 0;
-  ++references[slot.mcst_idx];
+  change_name(slot.mcst_idx, slot.valid ? hw::ltl_idx(entry.hw.result) : 0);
 }
 
 bool is_stranded(const tcam_slot &slot) {
@@ -120,8 +125,24 @@ bool is_stranded_fanout(uint32_t mcst_idx) {
 }
 
 bool named_by_another(uint32_t mcst_idx, uint16_t own_tcam_index) {
-  const bool named_here = own_tcam_index < TCAM_INDICES && slots[own_tcam_index].mcst_idx == mcst_idx;
-  return references[mcst_idx] > (named_here ? 1 : 0);
+  int own = 0;
+  if (own_tcam_index < TCAM_INDICES) {
+    const tcam_slot &slot = slots[own_tcam_index];
+    own = (slot.mcst_idx == mcst_idx ? 1 : 0) + (slot.prepared_mcst_idx == mcst_idx ? 1 : 0);
+  }
+  return references[mcst_idx] > own;
+}
+
+void prepare_index(uint16_t tcam_index, uint32_t mcst_idx) {
+  if (tcam_index < TCAM_INDICES) {
+    change_name(slots[tcam_index].prepared_mcst_idx, mcst_idx);
+  }
+}
+
+void forget_prepared_indices() {
+  for (tcam_slot &slot : slots) {
+    change_name(slot.prepared_mcst_idx, 0);
+  }
 }
 
 void reset_ledger() {

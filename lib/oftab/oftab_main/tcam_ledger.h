@@ -38,7 +38,12 @@ bool is_stranded_fanout(uint32_t mcst_idx);
 // Stands for the index of an entry that is not in the TCAM.
 constexpr uint16_t NOT_IN_TCAM = 0xFFFF;
 
-// Whether any record in the TCAM but the one at `own_tcam_index` names this multicast index.
+// The record that is to be written at `tcam_index` names this multicast index from now on; until forgotten, it counts
+// like one in the TCAM.
+void prepare_index(uint16_t tcam_index, uint32_t mcst_idx);
+void forget_prepared_indices();
+
+// Whether any record, in the TCAM or prepared for it, but those of `own_tcam_index` names this multicast index.
 bool named_by_another(uint32_t mcst_idx, uint16_t own_tcam_index);
 
 // Forgets everything: the library starts anew.
