@@ -59,8 +59,8 @@ bool belongs_to_live_entry(uint32_t index) {
                           is_stranded_fanout(index));
 }
 
-// The first free index from `bit` on that no TCAM record names but the one to be modified, at `own_tcam_index`: a
-// record may go on naming an index that was released, and must never reach another flow's ports.
+// The first free index from `bit` on that no record names but the one to be modified, at `own_tcam_index`: a record may
+// go on naming an index that was released, and must never reach another flow's ports.
 int32_t usable_bit(int32_t bit, uint16_t own_tcam_index) {
   while (bit >= 0 && named_by_another(POOL_LOWER + static_cast<uint32_t>(bit), own_tcam_index)) {
     const uint32_t next = static_cast<uint32_t>(bit) + 1;
@@ -151,6 +151,7 @@ void name_index(oftab_sw_entry_t &entry, uint32_t index, const action_caller &ca
   hw::set_ltl_idx(entry.hw.result, index);
   holder_of(index) = as_holder(entry);
   if (caller.modifying) {
+    prepare_index(entry.tcam_index, index);
     TRACE_DETAIL_IN(caller.function, "%s:create success for ltl_index : %d", caller.function, index);
   } else {
     TRACE_DETAIL_IN(caller.function, "%s:tree_create_batch success for ltl_index : %d", caller.function, index);

@@ -59,6 +59,7 @@ void undo_placement(oftab_sw_entry_t &shadow, oftab_sw_entry_t *current, const j
 
 void begin_journal() {
   memset(journal, 0, sizeof journal);
+  forget_prepared_indices();
   enter_current_table();
 }
 
