@@ -1,0 +1,105 @@
+// Reading an Ethernet frame: addresses, one VLAN tag, and of IPv4 what the TCAM can compare.
+#include <algorithm>
+
+#include "host/asic/packet.h"
+
+namespace host::asic {
+namespace {
+
+constexpr uint16_t kVlanTag = 0x8100;
+constexpr uint16_t kServiceTag = 0x88a8;
+constexpr uint16_t kIpv4 = 0x0800;
+constexpr uint16_t kSmallestEthertype = 0x0600;  // below: an 802.3 length field
+constexpr uint16_t kLengthField = 0x05ff;
+
+enum Protocol : uint8_t { kIcmp = 1, kTcp = 6, kUdp = 17, kSctp = 132 };
+
+// Reads big-endian numbers; one that reaches beyond the end is 0.
+class Reader {
+ public:
+  explicit Reader(std::span<const uint8_t> bytes) : bytes_(bytes) {}
+
+  uint32_t number(size_t offset, size_t width) const {
+    uint32_t value = 0;
+    for (size_t i = 0; i < width && has(offset, width); ++i) {
+      value = value << 8 | bytes_[offset + i];
+    }
+    return value;
+  }
+  uint8_t u8(size_t offset) const { return static_cast<uint8_t>(number(offset, 1)); }
+  uint16_t u16(size_t offset) const { return static_cast<uint16_t>(number(offset, 2)); }
+  uint32_t u32(size_t offset) const { return number(offset, 4); }
+
+  Mac mac(size_t offset) const {
+    Mac octets{};
+    if (has(offset, octets.size())) {
+      std::ranges::copy(bytes_.subspan(offset, octets.size()), octets.begin());
+    }
+    return octets;
+  }
+
+  Reader from(size_t offset) const { return Reader(bytes_.subspan(std::min(offset, bytes_.size()))); }
+
+ private:
+  bool has(size_t offset, size_t width) const { return offset + width <= bytes_.size(); }
+
+  std::span<const uint8_t> bytes_;
+};
+
+void read_ports(PacketHeader &packet, const Reader &segment) {
+  switch (packet.proto) {
+    case kTcp:
+    case kUdp:
+    case kSctp:
+      packet.src_port = segment.u16(0);
+      packet.dst_port = segment.u16(2);
+      break;
+    case kIcmp:
+      packet.src_port = segment.u8(0);
+      packet.dst_port = segment.u8(1);
+      break;
+    default:
+      break;
+  }
+}
+
+void read_ipv4(PacketHeader &packet, const Reader &header) {
+  constexpr size_t kShortestHeader = 20;
+  const size_t header_length = (header.u8(0) & 0x0fU) * size_t{4};
+  const bool first_fragment = (header.u16(6) & 0x1fffU) == 0;
+  packet.tos = header.u8(1);
+  packet.proto = header.u8(9);
+  packet.ip_sa = header.u32(12);
+  packet.ip_da = header.u32(16);
+  if (first_fragment && header_length >= kShortestHeader) {
+    read_ports(packet, header.from(header_length));
+  }
+}
+
+bool is_vlan_tag(uint16_t ethertype) {
+  return ethertype == kVlanTag || ethertype == kServiceTag;
+}
+
+}  // namespace
+
+PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length) {
+  const Reader whole(frame);
+  PacketHeader packet;
+  packet.length = wire_length;
+  packet.mac_da = whole.mac(0);
+  packet.mac_sa = whole.mac(6);
+  size_t type_at = 12;
+  if (is_vlan_tag(whole.u16(type_at))) {
+    packet.vlan = static_cast<uint16_t>(whole.u16(type_at + 2) & 0x0fffU);
+    type_at += 4;
+  }
+  const bool cut = frame.size() < type_at + 2;
+  const uint16_t type = whole.u16(type_at);
+  packet.ethertype = !cut && type < kSmallestEthertype ? kLengthField : type;
+  if (packet.ethertype == kIpv4) {
+    read_ipv4(packet, whole.from(type_at + 2));
+  }
+  return packet;
+}
+
+}  // namespace host::asic

@@ -1,0 +1,47 @@
+// What the simulated ASIC sees of a packet, and what it did with it.
+#ifndef HOST_ASIC_PACKET_H
+#define HOST_ASIC_PACKET_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace host::asic {
+
+using Mac = std::array<uint8_t, 6>;
+
+// The fields that key formats can carry. Fields that the packet does not have are 0.
+struct PacketHeader {
+  Mac mac_sa{};
+  Mac mac_da{};
+  uint16_t ethertype = 0;        // of the payload behind one VLAN tag; 0x05ff for an 802.3 length field
+  std::optional<uint16_t> vlan;  // VLAN id of the outer tag; none when untagged
+  uint32_t ip_sa = 0;
+  uint32_t ip_da = 0;
+  uint8_t tos = 0;
+  uint8_t proto = 0;
+  uint16_t src_port = 0;  // ICMP: type; later fragments: 0
+  uint16_t dst_port = 0;  // ICMP: code
+  size_t length = 0;      // bytes on the wire
+};
+
+// Reads an Ethernet frame, however short; fields beyond its end stay 0. `wire_length` counts (a capture may be cut).
+PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length);
+
+enum class Verdict { NoMatch, Forward, Drop, Replicate };
+
+struct Fate {
+  Verdict verdict = Verdict::NoMatch;
+  std::optional<uint16_t> tcam_index;  // the entry that matched
+  uint32_t mcst_idx = 0;               // Replicate: the multicast index, and whether it has a tree
+  bool tree_missing = false;
+  std::vector<uint8_t> sdk_ports;   // Replicate: in rising order
+  std::optional<uint8_t> cpu_code;  // copied to the CPU with this code
+};
+
+}  // namespace host::asic
+
+#endif

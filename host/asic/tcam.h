@@ -1,0 +1,98 @@
+// The TCAM region: 4096 records, of which the first that matches a packet decides about it.
+#ifndef HOST_ASIC_TCAM_H
+#define HOST_ASIC_TCAM_H
+
+#include <array>
+#include <bitset>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/asic/packet_key.h"
+#include "host/asic/sdk_error.h"
+#include "host/services/violations.h"
+#include "platform/asic_sdk.h"
+
+namespace host::asic {
+
+struct Record {
+  std::array<uint8_t, TCAM_KEY_SIZE> key{};
+  std::array<uint8_t, TCAM_KEY_SIZE> mask{};
+  std::array<uint8_t, TCAM_RESULT_SIZE> result{};
+
+  bool valid() const;  // the key's `vld`
+  bool operator==(const Record &) const = default;
+};
+
+class Tcam {
+ public:
+  explicit Tcam(services::Violations &violations) : violations_(violations) {}
+
+  // The SDK's write. Refuses an index out of range, one valid record too many, and any write in a NoTcamWrites scope.
+  SdkError write(uint32_t index, const Record &record);
+
+  // Takes note that a write to `index` failed before it got here.
+  void note_failed_write(uint32_t index);
+  // Whether the most recent write to `index` failed, for whatever reason.
+  bool last_write_failed(uint16_t index) const { return write_failed_.test(index); }
+
+  // How many valid records fit (4096 unless set).
+  void set_capacity(size_t valid_records) { capacity_ = valid_records; }
+
+  // Side door: the records as they stand; a record placed without any check.
+  const std::array<Record, TCAM_INDICES> &records() const { return records_; }
+  const Record &at(uint16_t index) const { return records_.at(index); }
+  void put(uint16_t index, const Record &record);
+
+  std::vector<uint16_t> valid_indices() const;
+
+  // The lowest index whose record is valid and matches.
+  std::optional<uint16_t> lookup(const PacketKeys &packet) const;
+
+ private:
+  friend class NoTcamWrites;
+
+  // A valid record, ready for comparison.
+  struct Candidate {
+    KeyWords value;  // key and mask
+    KeyWords mask;
+    Format format;
+    uint16_t index;
+  };
+
+  void rebuild_candidates() const;
+  size_t diversity(size_t word) const;
+  void choose_word_order() const;
+  KeyWords in_word_order(const KeyWords &words) const;
+
+  services::Violations &violations_;
+  std::array<Record, TCAM_INDICES> records_{};
+  std::bitset<TCAM_INDICES> write_failed_;
+  size_t capacity_ = TCAM_INDICES;
+  size_t valid_count_ = 0;
+  int forbidden_ = 0;  // open NoTcamWrites scopes
+
+  // The valid records in index order, their words in the order in which they are compared; rebuilt by the first lookup
+  // after a write.
+  mutable std::vector<Candidate> candidates_;
+  mutable std::array<size_t, kKeyWords> word_order_{};
+  mutable bool stale_ = false;
+};
+
+// While it lives, every TCAM write through the SDK is refused and recorded as a violation.
+class NoTcamWrites {
+ public:
+  explicit NoTcamWrites(Tcam &tcam) : tcam_(tcam) { ++tcam_.forbidden_; }
+  ~NoTcamWrites() { --tcam_.forbidden_; }
+  NoTcamWrites(const NoTcamWrites &) = delete;
+  NoTcamWrites &operator=(const NoTcamWrites &) = delete;
+
+ private:
+  Tcam &tcam_;
+};
+
+}  // namespace host::asic
+
+#endif

@@ -1,0 +1,29 @@
+#include "host/parts.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace host {
+namespace {
+
+Parts *running = nullptr;
+
+}  // namespace
+
+Parts::Parts() {
+  running = this;
+}
+
+Parts::~Parts() {
+  running = nullptr;
+}
+
+Parts &live() {
+  if (running == nullptr) {
+    fputs("the host was called while no switch runs\n", stderr);
+    abort();
+  }
+  return *running;
+}
+
+}  // namespace host

@@ -1,0 +1,89 @@
+#include "host/services/tracing.h"
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "platform/tracing.h"
+
+namespace host::services {
+namespace {
+
+enum : uint32_t { kError = 102, kWarning = 103, kDetail = 104 };
+
+// Keeps the newest `capacity` records.
+template <typename Record>
+void append(std::deque<Record> &to, Record record, size_t capacity) {
+  to.push_back(std::move(record));
+  while (to.size() > capacity) {
+    to.pop_front();
+  }
+}
+
+}  // namespace
+
+Tracing::~Tracing() {
+  close_file();
+}
+
+bool Tracing::contains(Levels levels, uint32_t level) {
+  return level >= kError && level <= kDetail && (levels >> (level - kError) & 1U) != 0;
+}
+
+void Tracing::set_console(Levels levels, std::function<void(std::string_view text)> sink) {
+  console_levels_ = levels;
+  console_ = std::move(sink);
+}
+
+void Tracing::print(std::string_view text) {
+  if (console_) {
+    console_(text);
+  }
+}
+
+void Tracing::open_file(const std::string &path) {
+  close_file();
+  dbg_out_file = fopen(path.c_str(), "w");
+  if (dbg_out_file == nullptr) {
+    throw std::system_error(errno, std::generic_category(), path);
+  }
+}
+
+void Tracing::close_file() {
+  if (dbg_out_file != nullptr) {
+    fclose(std::exchange(dbg_out_file, nullptr));
+  }
+}
+
+void Tracing::clear() {
+  ring_.clear();
+  failures_.clear();
+  history_.clear();
+}
+
+void Tracing::add_to_ring(TraceRecord record) {
+  append(ring_, std::move(record), capacity_);
+}
+
+void Tracing::add_failure(TraceRecord record) {
+  append(failures_, std::move(record), capacity_);
+}
+
+void Tracing::add_event(HistoryEvent event) {
+  append(history_, std::move(event), capacity_);
+}
+
+const char *level_name(uint32_t level) {
+  switch (level) {
+    case kError:
+      return "error";
+    case kWarning:
+      return "warning";
+    case kDetail:
+      return "trace";
+    default:
+      return "unknown";
+  }
+}
+
+}  // namespace host::services
