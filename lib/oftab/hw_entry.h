@@ -159,21 +159,21 @@ constexpr uint32_t get32(const uint8_t *part, field where) {
   return static_cast<uint32_t>(get(part, where));
 }
 
-// Replaces a field of `part` by the low bits of `value`; every other bit stays.
-constexpr void set(uint8_t *part, field where, uint64_t value) {
-  for (unsigned done = 0; done < where.width;) {
-    const unsigned bit = where.offset + done;
-    const unsigned taken = 8 - bit % 8 < where.width - done ? 8 - bit % 8 : where.width - done;
-    const unsigned ones = ((1U << taken) - 1) << bit % 8;
-    const unsigned piece = static_cast<unsigned>(value >> done) << bit % 8;
-    part[bit / 8] = static_cast<uint8_t>((part[bit / 8] & ~ones) | (piece & ones));
-    done += taken;
-  }
-}
-
 // A value that sets every bit of a field.
 constexpr uint64_t ones(field where) {
   return (uint64_t{1} << where.width) - 1;
+}
+
+// Replaces a field of `part` by the low bits of `value`; every other bit stays.
+constexpr void set(uint8_t *part, field where, uint64_t value) {
+  const unsigned shift = where.offset % 8U;
+  const uint64_t bits = ones(where) << shift;
+  const uint64_t shifted = (value << shift) & bits;
+  const unsigned bytes = (shift + where.width + 7) / 8;
+  for (unsigned i = 0; i < bytes; ++i) {
+    uint8_t &byte = part[where.offset / 8 + i];
+    byte = static_cast<uint8_t>((byte & ~(bits >> 8 * i)) | (shifted >> 8 * i));
+  }
 }
 
 // The multicast index of a forward_result, joined from its two pieces.

@@ -32,9 +32,9 @@ inline void clear_ports(port_group &group) {
 // The lowest set port at or after `from`, or PORT_WALK_END.
 inline unsigned next_port(const port_group &group, unsigned from) {
   while (from < PORT_WALK_END && (group.port_bitmap[from / 8] & port_bit(static_cast<uint8_t>(from))) == 0) {
-    ++from;
+    from = group.port_bitmap[from / 8] == 0 ? (from / 8 + 1) * 8 : from + 1;
   }
-  return from;
+  return from < PORT_WALK_END ? from : PORT_WALK_END;
 }
 
 }  // namespace oftab
