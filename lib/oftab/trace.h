@@ -77,11 +77,12 @@ void check_format(const char *format, ...) __attribute__((format(printf, 1, 2)))
     oftab::trace::point<level>({__FILE__, function, __LINE__}, __VA_ARGS__); \
   } while (false)
 
-#define TRACE_ERROR_IN(function, ...)  OFTAB_TRACE(oftab::trace::ERROR, function, __VA_ARGS__)
-#define TRACE_DETAIL_IN(function, ...) OFTAB_TRACE(oftab::trace::DETAIL, function, __VA_ARGS__)
+#define TRACE_ERROR_IN(function, ...)   OFTAB_TRACE(oftab::trace::ERROR, function, __VA_ARGS__)
+#define TRACE_WARNING_IN(function, ...) OFTAB_TRACE(oftab::trace::WARNING, function, __VA_ARGS__)
+#define TRACE_DETAIL_IN(function, ...)  OFTAB_TRACE(oftab::trace::DETAIL, function, __VA_ARGS__)
 
 #define TRACE_ERROR(...)   TRACE_ERROR_IN(__func__, __VA_ARGS__)
-#define TRACE_WARNING(...) OFTAB_TRACE(oftab::trace::WARNING, __func__, __VA_ARGS__)
+#define TRACE_WARNING(...) TRACE_WARNING_IN(__func__, __VA_ARGS__)
 #define TRACE_DETAIL(...)  TRACE_DETAIL_IN(__func__, __VA_ARGS__)
 
 // Entry and exit of an operation that carry nothing but its name.

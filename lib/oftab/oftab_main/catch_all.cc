@@ -23,7 +23,7 @@ struct owned_counter {
 
   void release() {
     if (held) {
-      libsdk_l3_route_stats_destroy(0, id);
+      release_counter(id);
       held = false;
     }
   }

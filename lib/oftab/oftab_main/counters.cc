@@ -28,6 +28,12 @@ int32_t create_entry_counter(const char *function, uint16_t *stats_id) {
   return rc;
 }
 
+void release_counter(uint16_t stats_id) {
+  if (libsdk_l3_route_stats_destroy(0, stats_id) != 0) {
+    libsdk_l3_route_stats_destroy(0, stats_id);
+  }
+}
+
 }  // namespace oftab
 
 int32_t oftab_dummy_stats_reader(uint16_t stats_id) {

@@ -14,6 +14,9 @@ int32_t create_counter(const char *function, uint32_t *id);
 // result; *stats_id is then OFTAB_STATS_ID_NONE.
 int32_t create_entry_counter(const char *function, uint16_t *stats_id);
 
+// Gives a counter back. A refusal gets a second try: nobody will ask for it again.
+void release_counter(uint16_t stats_id);
+
 }  // namespace oftab
 
 #endif

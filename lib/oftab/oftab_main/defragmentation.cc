@@ -65,10 +65,10 @@ void unpack(const table_view &table, const packing &at, const oftab_sw_entry_t *
   for (uint16_t index = at.start; index < at.next; ++index, ++packed) {
     oftab_sw_entry_t &entry = *table.at(index);
     if (is_used(entry) && memcmp(&entry.hw, &packed->hw, sizeof entry.hw) != 0) {
-      program_record(op, entry);
+      restore_entry(op, entry);
     }
   }
-  erase_vacated();
+  mirror_current_table();
 }
 
 void fill_shadow_header(const oftab_tcam_tbl_t &current, const packing &at, int32_t holes) {
@@ -95,7 +95,7 @@ void install_packed(oftab_tcam_tbl_t &current) {
   shadow.tcam_entry = nullptr;
   copy_header(current, shadow);
   current_table_changed();
-  erase_vacated();
+  mirror_current_table();
 }
 
 int32_t defragment(oftab_tcam_tbl_t &current, int32_t holes) {
@@ -117,7 +117,7 @@ int32_t defragment(oftab_tcam_tbl_t &current, int32_t holes) {
     return OFTAB_ERR_FAIL;
   }
   if (at.unused != holes) {
-    TRACE_WARNING("Something is wrong. More entries to free:%d (%d-%d) \n", holes - at.unused, holes, at.unused);
+    TRACE_WARNING_IN(op, "Something is wrong. More entries to free:%d (%d-%d) \n", holes - at.unused, holes, at.unused);
   }
   fill_shadow_header(current, at, holes);
   install_packed(current);

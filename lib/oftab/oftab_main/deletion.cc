@@ -2,6 +2,7 @@
 // holes in the range.
 #include "oftab/message.h"
 #include "oftab/oftab.h"
+#include "oftab/oftab_main/counters.h"
 #include "oftab/oftab_main/flow_index.h"
 #include "oftab/oftab_main/output_fanout.h"
 #include "oftab/oftab_main/port_channels.h"
@@ -15,7 +16,7 @@ namespace {
 
 void release_and_erase(oftab_sw_entry_t &entry) {
   release_fanout(entry);
-  libsdk_l3_route_stats_destroy(0, entry.stats_id);
+  release_counter(entry.stats_id);
   oftab_clear_and_program_entry(&entry);
 }
 
@@ -90,7 +91,8 @@ int32_t oftab_purge_all_entries(void) {
   release_array(*oftab_hw_rsrc_g.current_table);
   set_empty_header(*oftab_hw_rsrc_g.current_table);
   current_table_changed();
-  erase_vacated();
+  erase_stranded();
+  mirror_current_table();
   empty_interface_tables();
   TRACE_DETAIL("%s() Exit. Entries deleted:%d\n", __func__, deleted);
   return OFTAB_OK;

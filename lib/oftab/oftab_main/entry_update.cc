@@ -23,7 +23,7 @@ void commit(oftab_entry_update_resp_t *response) {
     strand_shadow();
     return;
   }
-  erase_vacated();
+  mirror_current_table();
 }
 
 bool program(oftab_entry_update_resp_t *response) {

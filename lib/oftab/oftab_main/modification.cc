@@ -1,8 +1,6 @@
 // Modification: entries get new actions where they stand.
-#include "oftab/hw_entry.h"
 #include "oftab/message.h"
 #include "oftab/oftab.h"
-#include "oftab/oftab_main/output_fanout.h"
 #include "oftab/oftab_main/transaction.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
@@ -31,26 +29,14 @@ oftab_sw_entry_t *find_slot(uint32_t seq_no) {
   return nullptr;
 }
 
-// A record whose new action failed stays without fan-out, and its TCAM entry as it was: gives back what the action had
-// set up, and lets the record name the same index as its TCAM entry again.
-void abandon_action(oftab_sw_entry_t &slot, uint32_t mcst_idx, uint32_t ltl_idx) {
-  if (holds_fanout(slot)) {
-    release_fanout(slot);
-  }
-  slot.mcst_idx = mcst_idx;
-  hw::set_ltl_idx(slot.hw.result, ltl_idx);
-}
-
 int32_t modify(oftab_sw_entry_t &slot, const oftab_flow_t &flow) {
   TRACE_DETAIL_IN(op, "%s() in handle_match. \n", op);
   journal_modification(slot);
-  const uint32_t mcst_idx = slot.mcst_idx;
-  const uint32_t ltl_idx = hw::ltl_idx(slot.hw.result);
   const int32_t status = oftab_modify_action(&slot, &flow);
   if (status == OFTAB_OK) {
     set_flags(slot, OFTAB_ENTRY_MOVED);
   } else {
-    abandon_action(slot, mcst_idx, ltl_idx);
+    abandon_modification(slot);
   }
   return status;
 }

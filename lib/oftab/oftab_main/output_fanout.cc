@@ -30,6 +30,9 @@ namespace {
 // without a fan-out.
 uint32_t holder[OFTAB_MCST_IDX_COUNT];
 
+// Indices whose tree the SDK refused to create: passed over as long as there are others.
+bool refused[OFTAB_MCST_IDX_COUNT];
+
 bool in_pool(uint32_t index) {
   return index >= POOL_LOWER && index < POOL_LOWER + OFTAB_MCST_IDX_COUNT;
 }
@@ -62,17 +65,27 @@ bool belongs_to_live_entry(uint32_t index) {
 // The first free index from `bit` on that no record names but the one to be modified, at `own_tcam_index`: a record may
 // go on naming an index that was released, and must never reach another flow's ports.
 int32_t usable_bit(int32_t bit, uint16_t own_tcam_index) {
-  while (bit >= 0 && named_by_another(POOL_LOWER + static_cast<uint32_t>(bit), own_tcam_index)) {
+  while (bit >= 0 && (refused[bit] || named_by_another(POOL_LOWER + static_cast<uint32_t>(bit), own_tcam_index))) {
     const uint32_t next = static_cast<uint32_t>(bit) + 1;
     bit = next < OFTAB_MCST_IDX_COUNT ? bitset_next_free_bit(g_oftab_mcast_idx_bmp, next) : -1;
   }
   return bit;
 }
 
-int32_t find_usable_bit(uint16_t own_tcam_index) {
+// From the index allocated last to the end of the pool, then from its beginning.
+int32_t search_pool(uint16_t own_tcam_index) {
   const uint32_t from = g_oftab_mcst_idx_last_allocated - POOL_LOWER;
   const int32_t bit = usable_bit(bitset_next_free_bit(g_oftab_mcast_idx_bmp, from), own_tcam_index);
   return bit >= 0 ? bit : usable_bit(bitset_first_free_bit(g_oftab_mcast_idx_bmp), own_tcam_index);
+}
+
+int32_t find_usable_bit(uint16_t own_tcam_index) {
+  const int32_t bit = search_pool(own_tcam_index);
+  if (bit >= 0) {
+    return bit;
+  }
+  memset(refused, 0, sizeof refused);
+  return search_pool(own_tcam_index);
 }
 
 void create_pool() {
@@ -80,6 +93,7 @@ void create_pool() {
   if (g_oftab_mcast_idx_bmp != nullptr) {
     bitset_clear(g_oftab_mcast_idx_bmp);
     memset(holder, 0, sizeof holder);
+    memset(refused, 0, sizeof refused);
     g_oftab_mcst_idx_last_allocated = POOL_LOWER;
   }
 }
@@ -134,7 +148,8 @@ void set_output_ports(oftab_sw_entry_t &entry, uint32_t ifindex, uint32_t seq_no
 }
 
 bool create_tree(uint32_t index, const action_caller &caller) {
-  if (libsdk_mcst_tree_create(0, 0, &index) == 0) {
+  refused[index - POOL_LOWER] = libsdk_mcst_tree_create(0, 0, &index) != 0;
+  if (!refused[index - POOL_LOWER]) {
     return true;
   }
   if (caller.modifying) {
@@ -191,30 +206,33 @@ bool holds_fanout(const oftab_sw_entry_t &entry) {
 
 void release_fanout(const oftab_sw_entry_t &entry) {
   const uint32_t index = entry.mcst_idx;
+  const bool held = holds_fanout(entry);
   if (in_pool(index)) {
-    if (holder_of(index) != 0 && !holds_fanout(entry)) {
+    if (holder_of(index) != 0 && !held) {
       return;
     }
     holder_of(index) = 0;
   }
-  libsdk_mcst_tree_destroy(0, 0, index);
+  if (libsdk_mcst_tree_destroy(0, 0, index) != 0 && held) {
+    libsdk_mcst_tree_destroy(0, 0, index);  // a second try: nobody will ask for it again
+  }
   oftab_mcst_idx_dealloc(index);
 }
 
+// Where the tree stands already (the new action has the same index), only its ports change. A refusal gets a second
+// try: it would take down a flow that the table still holds.
 void put_back_fanout(const oftab_sw_entry_t &entry) {
-  if (holds_fanout(entry)) {  // the new action has the same index: its tree gets the old ports
-    program_ports(entry, __func__);
-    return;
-  }
   bitset_set_bit(g_oftab_mcast_idx_bmp, entry.mcst_idx - POOL_LOWER);
+  bool has_tree = holds_fanout(entry);
   holder_of(entry.mcst_idx) = as_holder(entry);
-  uint32_t index = entry.mcst_idx;
-  const int32_t rc = libsdk_mcst_tree_create(0, 0, &index);
-  if (rc != 0) {
-    TRACE_ERROR("%s: tree of mcast_id = %d could not be put back Error= %d \n", __func__, index, rc);
-    return;
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    uint32_t index = entry.mcst_idx;
+    has_tree = has_tree || libsdk_mcst_tree_create(0, 0, &index) == 0;
+    if (has_tree && program_ports(entry, __func__) == OFTAB_OK) {
+      return;
+    }
   }
-  program_ports(entry, __func__);
+  TRACE_ERROR("%s: tree of mcast_id = %d could not be put back \n", __func__, entry.mcst_idx);
 }
 
 }  // namespace oftab

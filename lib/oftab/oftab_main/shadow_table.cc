@@ -43,6 +43,7 @@ int32_t oftab_cp_current_to_shadow(int32_t entry_update, uint16_t num_entries) {
     TRACE_ERROR("%s() Exit. Capacity exceeded\n", __func__);
     return OFTAB_ERR_CAPACITY;
   }
+  release_array(shadow);
   shadow.tcam_entry = allocate_records(OFTAB_FLOW_CAPACITY);
   if (shadow.tcam_entry == nullptr) {
     TRACE_ERROR("%s() Exit. Malloc failure \n", __func__);
@@ -91,6 +92,9 @@ int32_t oftab_cp_shadow_to_current(int32_t entry_update) {
     memcpy(current.tcam_entry, records.first, records.count * sizeof *records.first);
   }
   copy_header(current, shadow);
+  if (records.count == 0) {
+    set_empty_header(current);
+  }
   release_array(shadow);
   TRACE_DETAIL("%s() Exit. status:%d\n", __func__, OFTAB_OK);
   return OFTAB_OK;

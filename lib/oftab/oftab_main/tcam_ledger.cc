@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "oftab/hw_entry.h"
+#include "oftab/oftab_main/counters.h"
 #include "oftab/oftab_main/output_fanout.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
@@ -49,6 +50,12 @@ bool is_vacated(const table_view &table, uint16_t index) {
   return slots[index].valid && !is_stranded(slots[index]) && (entry == nullptr || !is_used(*entry));
 }
 
+void erase(uint16_t index) {
+  oftab_sw_entry_t erased = {};
+  erased.tcam_index = index;
+  oftab_clear_and_program_entry(&erased);
+}
+
 }  // namespace
 
 int32_t tcam_write(const oftab_sw_entry_t &entry) {
@@ -80,13 +87,33 @@ void enter_current_table() {
   }
 }
 
-void erase_vacated() {
+bool restore_entry(const char *function, oftab_sw_entry_t &entry) {
+  if (program_record(function, entry)) {
+    clear_flags(entry, OFTAB_ENTRY_MOVED);
+    return true;
+  }
+  set_flags(entry, OFTAB_ENTRY_MOVED);
+  return false;
+}
+
+void mirror_current_table() {
   const table_view table = current_view();
   for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
     if (is_vacated(table, index)) {
-      oftab_sw_entry_t erased = {};
-      erased.tcam_index = index;
-      oftab_clear_and_program_entry(&erased);
+      erase(index);
+    }
+  }
+  for (oftab_sw_entry_t &entry : table) {
+    if (is_used(entry) && (entry.flags & OFTAB_ENTRY_MOVED) != 0) {
+      restore_entry(__func__, entry);
+    }
+  }
+}
+
+void erase_stranded() {
+  for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
+    if (is_stranded(slots[index])) {
+      erase(index);
     }
   }
 }
@@ -111,7 +138,7 @@ void give_back_stranded(uint32_t tcam_index) {
     release_fanout(named);
   }
   if (stranded.counter) {
-    libsdk_l3_route_stats_destroy(0, stranded.stats_id);
+    release_counter(stranded.stats_id);
   }
 }
 

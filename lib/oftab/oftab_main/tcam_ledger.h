@@ -19,8 +19,16 @@ bool program_record(const char *function, const oftab_sw_entry_t &entry);
 // changes.
 void enter_current_table();
 
-// Erases every index that holds a valid record but no used entry of the current table and no stranded one.
-void erase_vacated();
+// Writes an entry of the current table again over what a failed operation wrote at its index. If that fails, the entry
+// is marked moved, to be written later. Whether it was written.
+bool restore_entry(const char *function, oftab_sw_entry_t &entry);
+
+// Lets the TCAM mirror the current table: erases every index that holds a valid record but no used entry of the table
+// and no stranded one, and writes the entries that could not be restored.
+void mirror_current_table();
+
+// Erases every stranded entry.
+void erase_stranded();
 
 // An entry stays in the TCAM at its index although no table holds it: remembers the counter and the fan-out that it
 // holds until the index is next written, and withdraws its flow from its port channels.

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "oftab/hw_entry.h"
+#include "oftab/oftab_main/counters.h"
 #include "oftab/oftab_main/output_fanout.h"
 #include "oftab/oftab_main/port_channels.h"
 #include "oftab/oftab_main/tcam_ledger.h"
@@ -15,19 +17,18 @@ struct journal_page {
   bool new_written;
   bool written;  // new or moved
   bool modified;
-  bool had_fanout;  // before the modification
+  // Before the modification:
+  bool had_fanout;
+  uint32_t mcst_idx;
+  uint32_t ltl_idx;
 };
 
-journal_page journal[OFTAB_FLOW_CAPACITY];
+journal_page journal[OFTAB_FLOW_CAPACITY + 1];
 
-// Writes a current entry again over what the failed request wrote at its index. If that fails, the entry stays marked
-// for the next request to write.
-bool restore_tcam(oftab_sw_entry_t &current) {
-  if (program_record(__func__, current)) {
-    return true;
-  }
-  set_flags(current, OFTAB_ENTRY_MOVED);
-  return false;
+// The page of an index; records that stand nowhere in the region share one.
+journal_page &page_of(uint16_t tcam_index) {
+  constexpr uint16_t SHARED = OFTAB_FLOW_CAPACITY;
+  return journal[tcam_index < SHARED ? tcam_index : SHARED];
 }
 
 void undo_modification(oftab_sw_entry_t &shadow, oftab_sw_entry_t &current, const journal_page &page) {
@@ -38,7 +39,7 @@ void undo_modification(oftab_sw_entry_t &shadow, oftab_sw_entry_t &current, cons
   }
   oftab_entry_clear_pc_data(&shadow);
   record_pc_data(current);
-  const bool restored = !page.written || restore_tcam(current);
+  const bool restored = !page.written || restore_entry(__func__, current);
   if (built_fanout) {
     restored ? release_fanout(shadow) : strand_fanout(shadow);
   }
@@ -51,7 +52,7 @@ void undo_placement(oftab_sw_entry_t &shadow, oftab_sw_entry_t *current, const j
     strand(shadow);
   }
   if (page.written && current != nullptr) {
-    restore_tcam(*current);
+    restore_entry(__func__, *current);
   }
 }
 
@@ -64,18 +65,31 @@ void begin_journal() {
 }
 
 void journal_programming(uint16_t tcam_index, bool is_new, bool written) {
-  journal_page &page = journal[tcam_index];
+  journal_page &page = page_of(tcam_index);
   page.new_refused = is_new && !written;
   page.new_written = is_new && written;
   page.written = written;
 }
 
 void journal_modification(const oftab_sw_entry_t &slot) {
-  journal_page &page = journal[slot.tcam_index];
+  journal_page &page = page_of(slot.tcam_index);
   if (!page.modified) {
     page.modified = true;
     page.had_fanout = holds_fanout(slot);
+    page.mcst_idx = slot.mcst_idx;
+    page.ltl_idx = hw::ltl_idx(slot.hw.result);
   }
+}
+
+void abandon_modification(oftab_sw_entry_t &slot) {
+  if (holds_fanout(slot)) {
+    release_fanout(slot);
+  }
+  const journal_page &page = page_of(slot.tcam_index);
+  slot.mcst_idx = page.mcst_idx;
+  hw::set_ltl_idx(slot.hw.result, page.ltl_idx);
+  prepare_index(slot.tcam_index, 0);
+  clear_flags(slot, OFTAB_ENTRY_MOVED);
 }
 
 void release_entry(oftab_sw_entry_t &entry) {
@@ -84,7 +98,7 @@ void release_entry(oftab_sw_entry_t &entry) {
   }
   oftab_entry_clear_pc_data(&entry);
   if (entry.stats_id != OFTAB_STATS_ID_NONE) {
-    libsdk_l3_route_stats_destroy(0, entry.stats_id);
+    release_counter(entry.stats_id);
   }
 }
 
@@ -103,7 +117,7 @@ void roll_back() {
       undo_placement(entry, standing, journal[index]);
     }
   }
-  erase_vacated();
+  mirror_current_table();
   release_array(*oftab_hw_rsrc_g.shadow_table);
 }
 
@@ -113,7 +127,7 @@ void strand_shadow() {
       strand(entry);
     }
   }
-  erase_vacated();
+  mirror_current_table();
   release_array(*oftab_hw_rsrc_g.shadow_table);
 }
 

@@ -19,6 +19,10 @@ void journal_programming(uint16_t tcam_index, bool is_new, bool written);
 // A shadow record is about to get a new action.
 void journal_modification(const oftab_sw_entry_t &slot);
 
+// A shadow record's new action failed. The record stays without fan-out and its TCAM entry as it is: gives back what
+// the action had set up, and lets the record name the index again that its TCAM entry names.
+void abandon_modification(oftab_sw_entry_t &slot);
+
 // Gives back everything that an entry holds which never came to be: fan-out, port channels, counter.
 void release_entry(oftab_sw_entry_t &entry);
 
