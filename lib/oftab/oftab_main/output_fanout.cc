@@ -30,8 +30,12 @@ namespace {
 // without a fan-out.
 uint32_t holder[OFTAB_MCST_IDX_COUNT];
 
-// Indices whose tree the SDK refused to create: passed over as long as there are others.
+// Indices whose tree the SDK refused to create or to destroy: passed over as long as there are others.
 bool refused[OFTAB_MCST_IDX_COUNT];
+
+// Indices that are held, but whose tree could not be put back.
+bool incomplete[OFTAB_MCST_IDX_COUNT];
+bool any_incomplete = false;
 
 bool in_pool(uint32_t index) {
   return index >= POOL_LOWER && index < POOL_LOWER + OFTAB_MCST_IDX_COUNT;
@@ -94,6 +98,7 @@ void create_pool() {
     bitset_clear(g_oftab_mcast_idx_bmp);
     memset(holder, 0, sizeof holder);
     memset(refused, 0, sizeof refused);
+    memset(incomplete, 0, sizeof incomplete);
     g_oftab_mcst_idx_last_allocated = POOL_LOWER;
   }
 }
@@ -165,6 +170,7 @@ void name_index(oftab_sw_entry_t &entry, uint32_t index, const action_caller &ca
   entry.mcst_idx = index;
   hw::set_ltl_idx(entry.hw.result, index);
   holder_of(index) = as_holder(entry);
+  incomplete[index - POOL_LOWER] = false;
   if (caller.modifying) {
     prepare_index(entry.tcam_index, index);
     TRACE_DETAIL_IN(caller.function, "%s:create success for ltl_index : %d", caller.function, index);
@@ -180,6 +186,15 @@ int32_t program_ports(const oftab_sw_entry_t &entry, const char *function) {
     return OFTAB_ERR_FANOUT;
   }
   return OFTAB_OK;
+}
+
+// Creates the entry's tree, unless it has one, and gives it the entry's ports.
+bool rebuild_tree(const oftab_sw_entry_t &entry, bool has_tree) {
+  uint32_t index = entry.mcst_idx;
+  if (!has_tree) {
+    libsdk_mcst_tree_create(0, 0, &index);  // refused when an earlier try created it
+  }
+  return program_ports(entry, __func__) == OFTAB_OK;
 }
 
 }  // namespace
@@ -214,25 +229,36 @@ void release_fanout(const oftab_sw_entry_t &entry) {
     holder_of(index) = 0;
   }
   if (libsdk_mcst_tree_destroy(0, 0, index) != 0 && held) {
-    libsdk_mcst_tree_destroy(0, 0, index);  // a second try: nobody will ask for it again
+    // A second try: nobody will ask for it again.
+    refused[index - POOL_LOWER] = libsdk_mcst_tree_destroy(0, 0, index) != 0;
   }
   oftab_mcst_idx_dealloc(index);
 }
 
-// Where the tree stands already (the new action has the same index), only its ports change. A refusal gets a second
-// try: it would take down a flow that the table still holds.
 void put_back_fanout(const oftab_sw_entry_t &entry) {
+  const bool has_tree = holds_fanout(entry);  // the new action has the same index: only the ports change
   bitset_set_bit(g_oftab_mcast_idx_bmp, entry.mcst_idx - POOL_LOWER);
-  bool has_tree = holds_fanout(entry);
   holder_of(entry.mcst_idx) = as_holder(entry);
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    uint32_t index = entry.mcst_idx;
-    has_tree = has_tree || libsdk_mcst_tree_create(0, 0, &index) == 0;
-    if (has_tree && program_ports(entry, __func__) == OFTAB_OK) {
-      return;
+  // A refusal gets a second try: it would take down a flow that the table still holds.
+  if (!rebuild_tree(entry, has_tree) && !rebuild_tree(entry, has_tree)) {
+    incomplete[entry.mcst_idx - POOL_LOWER] = true;
+    any_incomplete = true;
+    TRACE_ERROR("%s: tree of mcast_id = %d could not be put back \n", __func__, entry.mcst_idx);
+  }
+}
+
+void complete_fanouts() {
+  if (!any_incomplete) {
+    return;
+  }
+  any_incomplete = false;
+  for (const oftab_sw_entry_t &entry : current_view()) {
+    if (is_used(entry) && holds_fanout(entry) && incomplete[entry.mcst_idx - POOL_LOWER]) {
+      bool &still = incomplete[entry.mcst_idx - POOL_LOWER];
+      still = !rebuild_tree(entry, false);
+      any_incomplete = any_incomplete || still;
     }
   }
-  TRACE_ERROR("%s: tree of mcast_id = %d could not be put back \n", __func__, entry.mcst_idx);
 }
 
 }  // namespace oftab

@@ -28,6 +28,9 @@ bool holds_fanout(const oftab_sw_entry_t &entry);
 // entry's ports.
 void put_back_fanout(const oftab_sw_entry_t &entry);
 
+// Tries again for the current table's entries whose trees could not be put back.
+void complete_fanouts();
+
 }  // namespace oftab
 
 #endif

@@ -62,6 +62,7 @@ void begin_journal() {
   memset(journal, 0, sizeof journal);
   forget_prepared_indices();
   enter_current_table();
+  complete_fanouts();
 }
 
 void journal_programming(uint16_t tcam_index, bool is_new, bool written) {
