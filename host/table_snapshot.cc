@@ -84,9 +84,13 @@ bool TableSnapshot::is_stray(uint16_t index) const {
   if (index == OFTAB_CATCH_ALL_INDEX) {
     return !initialized();
   }
-  const auto entry = used_.find(index);
-  return entry == used_.end() || !same_match(tcam(index), *entry->second) ||
-         tcam_counter(index) != entry->second->stats_id;
+  const auto found = used_.find(index);
+  if (found == used_.end()) {
+    return true;
+  }
+  const oftab_sw_entry_t &entry = *found->second;
+  const bool not_restored = asic_.tcam().last_write_failed(index) && !same_result(tcam(index), entry);
+  return not_restored || !same_match(tcam(index), entry) || tcam_counter(index) != entry.stats_id;
 }
 
 void TableSnapshot::find_strays() {
