@@ -1,0 +1,73 @@
+# make run        build, generate a campus (FLOWS=1000 PACKETS=5000 SEED=1), and run it on the switch
+# make test       build and run all tests
+# make sanitize   the same under the address and undefined-behaviour sanitizers
+# make clang      the same with clang++
+# make bench      measure against the floor
+# make lint       check format and run clang-tidy
+# make clean      remove what was built
+#
+# Missing Debian packages are installed first.
+
+PACKAGES := g++ cmake ninja-build pkg-config python3 libcli11-dev libpcap-dev libedit-dev libgtest-dev libgmock-dev \
+  libbenchmark-dev
+CLANG_PACKAGES := clang
+FORMAT_PACKAGES := clang-format
+TIDY_PACKAGES := clang-tidy
+
+FLOWS ?= 1000
+PACKETS ?= 5000
+SEED ?= 1
+
+SOURCES = $(shell find lib platform host app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
+
+.PHONY: run test sanitize clang bench lint format-check tidy clean packages clang-packages format-packages tidy-packages
+
+run: configure-release
+	cmake --build --preset release --target oftab-switch
+	python3 -B examples/generate.py --flows $(FLOWS) --packets $(PACKETS) --seed $(SEED) build/example
+	build/release/bin/oftab-switch run examples/campus.oftab
+
+test: test-release
+
+sanitize: test-sanitize
+
+clang: test-clang
+configure-clang: clang-packages
+
+bench: configure-release
+	cmake --build --preset release --target oftab_bench
+	build/release/bin/oftab_bench --benchmark_min_time=0.1 --benchmark_counters_tabular=true
+
+lint: format-check tidy
+
+format-check: format-packages
+	clang-format --dry-run --Werror $(SOURCES)
+
+tidy: tidy-packages build-release
+	run-clang-tidy -quiet -p build/release
+
+clean:
+	rm -rf build
+
+test-%: build-%
+	ctest --preset $*
+
+build-%: configure-%
+	cmake --build --preset $*
+
+configure-%: packages
+	cmake --preset $*
+
+packages: NEEDED = $(PACKAGES)
+clang-packages: NEEDED = $(CLANG_PACKAGES)
+format-packages: NEEDED = $(FORMAT_PACKAGES)
+tidy-packages: NEEDED = $(TIDY_PACKAGES)
+packages clang-packages format-packages tidy-packages:
+	@missing=; for package in $(NEEDED); do \
+	  dpkg-query -W -f '$${Status}' $$package 2>/dev/null | grep -q ' installed$$' || missing="$$missing $$package"; \
+	done; \
+	if [ -n "$$missing" ]; then \
+	  if [ "$$(id -u)" = 0 ]; then root=; else root=sudo; fi; \
+	  $$root apt-get update && \
+	  $$root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $$missing; \
+	fi

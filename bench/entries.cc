@@ -1,0 +1,101 @@
+// Entry requests: add, delete, modify, purge; and compaction.
+#include "bench/measure.h"
+#include "bench/table.h"
+#include "oftab/oftab.h"
+
+namespace bench {
+namespace {
+
+uint32_t arg(const benchmark::State &state, size_t position) {
+  return static_cast<uint32_t>(state.range(position));
+}
+
+// A request to a table of `flows` flows, filled anew each time.
+void measure_change(benchmark::State &state, uint32_t flows, const Bytes &request, Demands demands) {
+  measure(state, Request{OFTAB_MSG_ENTRY_UPDATE, request, demands, [=] { fill_table(flows); }});
+}
+
+// Adds flows that are stronger than all others, so that none has to move.
+void add_strongest(benchmark::State &state) {
+  const Bytes request = add_request(consecutive(kFirstSeqNo - arg(state, 0), arg(state, 0)));
+  measure_change(state, arg(state, 1), request, Demands::CallsAndShadow);
+}
+BENCHMARK(add_strongest)
+    ->ArgNames({"flows", "table"})
+    ->ArgsProduct({{1, 100}, {0, 1000, 3995}})
+    ->Args({OFTAB_FLOW_CAPACITY, 0})
+    ->Args({1, OFTAB_FLOW_CAPACITY - 1})
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+
+// Adds a flow that is weaker than all others to a table that reaches the last index: all others move up.
+void add_weakest(benchmark::State &state) {
+  const Bytes request = add_request({kFirstSeqNo + arg(state, 0)});
+  measure_change(state, arg(state, 0), request, Demands::CallsAndShadow);
+}
+BENCHMARK(add_weakest)
+    ->ArgNames({"table"})
+    ->Arg(OFTAB_FLOW_CAPACITY - 1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+
+void delete_some(benchmark::State &state) {
+  const Bytes request = delete_request(spread(arg(state, 0), arg(state, 1)));
+  measure_change(state, arg(state, 1), request, Demands::CallsAndShadow);
+}
+BENCHMARK(delete_some)
+    ->ArgNames({"flows", "table"})
+    ->ArgsProduct({{1, 100}, {100, 1000, OFTAB_FLOW_CAPACITY}})
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+
+void delete_all(benchmark::State &state) {
+  const uint32_t table = arg(state, 0);
+  measure_change(state, table, delete_request(spread(table, table)), Demands::CallsAndShadow);
+  state.SetComplexityN(2 * state.range(0));  // request plus table
+}
+BENCHMARK(delete_all)
+    ->ArgNames({"table"})
+    ->RangeMultiplier(2)
+    ->Range(128, OFTAB_FLOW_CAPACITY)
+    ->UseManualTime()
+    ->Complexity()
+    ->Unit(benchmark::kMicrosecond);
+
+// Modification traces its search for each flow, which costs flows times table.
+void modify(benchmark::State &state) {
+  const Bytes request = modify_request(consecutive(kFirstSeqNo, arg(state, 0)));
+  measure_change(state, arg(state, 1), request, Demands::CallsAndShadow);
+}
+BENCHMARK(modify)
+    ->ArgNames({"flows", "table"})
+    ->Args({1, OFTAB_FLOW_CAPACITY})
+    ->Args({100, OFTAB_FLOW_CAPACITY})
+    ->Args({1000, 1000})
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+
+void purge(benchmark::State &state) {
+  measure_change(state, arg(state, 0), purge_request(), Demands::Calls);
+}
+BENCHMARK(purge)
+    ->ArgNames({"table"})
+    ->Arg(100)
+    ->Arg(OFTAB_FLOW_CAPACITY)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
+
+// Compacts a full table from which every other flow was deleted.
+void compact(benchmark::State &state) {
+  const Bytes deletion = delete_request(spread(OFTAB_FLOW_CAPACITY / 2, OFTAB_FLOW_CAPACITY));
+  measure(state, Operation{Demands::CallsAndShadow,
+                           [&] {
+                             fill_table(OFTAB_FLOW_CAPACITY);
+                             submit(OFTAB_MSG_ENTRY_UPDATE, deletion);
+                           },
+                           [] { oftab_defragment_entries(); }});
+}
+BENCHMARK(compact)->UseManualTime()->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace bench

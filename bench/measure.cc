@@ -1,0 +1,97 @@
+#include "bench/measure.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "bench/call_costs.h"
+#include "bench/floor.h"
+#include "bench/stopwatch.h"
+#include "bench/table.h"
+#include "oftab/oftab.h"
+
+namespace bench {
+namespace {
+
+constexpr int kRounds = 15;
+
+size_t used_range() {
+  return oftab_hw_rsrc_g.current_table->entries_allocated;
+}
+
+double total_calls(const host::services::Faults &faults) {
+  uint64_t sum = 0;
+  for (size_t i = 0; i < static_cast<size_t>(host::services::Call::kCount); ++i) {
+    sum += faults.calls(static_cast<host::services::Call>(i));
+  }
+  return static_cast<double>(sum);
+}
+
+// What one run demanded.
+struct Run {
+  double calls_ns;
+  size_t records;  // of the used range, before or after, whichever is larger
+};
+
+void run_once(const Operation &operation) {
+  operation.prepare();
+  operation.run();
+  operation.finish();
+}
+
+Run trial(benchmark::State &state, const Operation &operation) {
+  static const CallCosts costs;
+  host::services::Faults &faults = the_switch().faults();
+  operation.prepare();
+  const size_t records_before = used_range();
+  faults.reset();
+  operation.run();
+  const Run run = {costs.total(faults), std::max(records_before, used_range())};
+  state.counters["calls"] = total_calls(faults);
+  operation.finish();
+  return run;
+}
+
+// The work on memory, in the place of the operation, so that it finds the same heap.
+double memory_ns(const Operation &operation, size_t records) {
+  std::vector<double> samples;
+  for (int round = 0; round < kRounds; ++round) {
+    operation.prepare();
+    samples.push_back(shadow_ns(records));
+    operation.run();
+    operation.finish();
+  }
+  return median(samples);
+}
+
+double floor_ns(benchmark::State &state, const Operation &operation) {
+  run_once(operation);  // what the library creates once and keeps is not counted
+  const Run run = trial(state, operation);
+  return run.calls_ns + (operation.demands == Demands::CallsAndShadow ? memory_ns(operation, run.records) : 0);
+}
+
+}  // namespace
+
+void measure(benchmark::State &state, const Operation &operation) {
+  const double floor = floor_ns(state, operation);
+  std::vector<double> times;
+  for ([[maybe_unused]] auto iteration : state) {
+    operation.prepare();
+    times.push_back(nanoseconds(operation.run));
+    operation.finish();
+    state.SetIterationTime(times.back() * 1e-9);
+  }
+  state.counters["floor_us"] = floor / 1000;
+  state.counters["x_floor"] = median(times) / floor;
+}
+
+void measure(benchmark::State &state, const Request &request) {
+  std::optional<Handling> handling;
+  measure(state, {request.demands,
+                  [&] {
+                    request.before();
+                    handling.emplace(request.code, request.bytes);
+                  },
+                  [&] { handling->handle(); }, [&] { handling->finish(); }});
+}
+
+}  // namespace bench

@@ -1,0 +1,38 @@
+// Measures one operation of the library against its floor.
+#ifndef BENCH_MEASURE_H
+#define BENCH_MEASURE_H
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+
+#include "bench/requests.h"
+
+namespace bench {
+
+// Whether the operation demands a full array and two copies of the used range, beside its calls.
+enum class Demands { Calls, CallsAndShadow };
+
+struct Operation {
+  Demands demands = Demands::Calls;
+  std::function<void()> prepare;  // not timed
+  std::function<void()> run;
+  std::function<void()> finish = [] {};  // not timed
+};
+
+// Reports the time of `run`, and as counters: the calls into host and SDK, the floor in microseconds, and how many
+// times the floor the median run took.
+void measure(benchmark::State &state, const Operation &operation);
+
+// The same for one request of message code `code`.
+struct Request {
+  uint32_t code;
+  Bytes bytes;
+  Demands demands = Demands::Calls;
+  std::function<void()> before = [] {};  // brings about the state that the request meets
+};
+void measure(benchmark::State &state, const Request &request);
+
+}  // namespace bench
+
+#endif
