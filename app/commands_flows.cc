@@ -64,9 +64,18 @@ Flow read_selection(Session &session, const Arguments &arguments, FlowRole role)
   return selection;
 }
 
+// The flows that a change reaches: of those with one sequence number, only the first.
+std::vector<InstalledFlow> flows_to_change(Session &session, const Flow &description) {
+  std::vector<InstalledFlow> flows = selected_flows(session.device, description);
+  if (description.seq_no && flows.size() > 1) {
+    flows.erase(flows.begin() + 1, flows.end());
+  }
+  return flows;
+}
+
 void modify_flow(Session &session, Arguments &arguments) {
   const Flow description = read_selection(session, arguments, FlowRole::Complete);
-  std::vector<InstalledFlow> flows = selected_flows(session.device, description);
+  std::vector<InstalledFlow> flows = flows_to_change(session, description);
   if (flows.empty() && !description.seq_no) {
     throw CommandError("no flow matches");
   }
@@ -80,7 +89,7 @@ void modify_flow(Session &session, Arguments &arguments) {
 void delete_flow(Session &session, Arguments &arguments) {
   const Flow description = read_selection(session, arguments, FlowRole::Selection);
   std::vector<uint32_t> seq_nos;
-  for (const InstalledFlow &installed : selected_flows(session.device, description)) {
+  for (const InstalledFlow &installed : flows_to_change(session, description)) {
     seq_nos.push_back(*installed.flow.seq_no);
   }
   const size_t known = seq_nos.size();
