@@ -1,0 +1,102 @@
+// Deletion, modification and compaction: their SDK calls, answers and texts.
+#include <algorithm>
+
+#include "tests/support/rig.h"
+
+namespace test {
+namespace {
+
+using testing::ElementsAre;
+
+class ChangeTest : public SwitchTest {
+ protected:
+  // Flows 1 to 5 at 2000 to 2004; the third has outputs.
+  ChangeTest() {
+    set_up({add({numbered_flow(1, 50), numbered_flow(2, 40), numbered_flow(3, 30, output({port(1)})),
+                 numbered_flow(4, 20), numbered_flow(5, 10)})});
+    sw.tracing().clear();
+    sw.call_log().set_on(true);
+  }
+
+  // Makes the call log that of a request behind its look at the catch-all.
+  std::vector<std::string> calls(const Bytes &request, int32_t status) {
+    sw.call_log().clear();
+    EXPECT_EQ(submit(request).status, status);
+    return {sw.call_log().lines().begin() + 1, sw.call_log().lines().end()};
+  }
+
+  std::string result_at(uint16_t index) { return hex(sw.asic().tcam().at(index).result).substr(0, 10); }
+};
+
+TEST_F(ChangeTest, DeletionReleasesAndErasesInOrder) {
+  EXPECT_THAT(
+      calls(erase({3, 1, 3, 77, 0}), 0),
+      ElementsAre("libsdk_mcst_tree_destroy(0) = 0", "libsdk_l3_route_stats_destroy(2) = 0",
+                  "qtr_custom_cache_unified_entry_set(2000, vld=0) = 0", "libsdk_mcst_tree_destroy(8192) = 0",
+                  "libsdk_l3_route_stats_destroy(4) = 0", "qtr_custom_cache_unified_entry_set(2002, vld=0) = 0"));
+  const oftab_tcam_tbl_t &table = *oftab_hw_rsrc_g.current_table;
+  EXPECT_EQ(table.tcam_st_idx, 2000);
+  EXPECT_EQ(table.entries_allocated, 5);
+  EXPECT_EQ(table.free_entries, 4092);
+  // All of the hole is 0 but the two bytes of its index, 2002.
+  const auto *const hole = reinterpret_cast<const uint8_t *>(&table.tcam_entry[2]);
+  EXPECT_EQ(table.tcam_entry[2].tcam_index, 2002);
+  EXPECT_EQ(std::count(hole, hole + sizeof table.tcam_entry[2], 0), 294);
+}
+
+TEST_F(ChangeTest, ModificationReplacesTheActionInPlace) {
+  EXPECT_THAT(calls(modify({{.seq_no = 3, .action = deny()}, {.seq_no = 1, .action = output({port(4)})}}), 0),
+              ElementsAre("libsdk_mcst_tree_destroy(8192) = 0", "libsdk_mcst_tree_destroy(0) = 0",
+                          "libsdk_mcst_tree_create(8193) = 0", "libsdk_mcst_tree_group_add(8193, ports 5) = 0",
+                          "qtr_custom_cache_unified_entry_set(2000, vld=1) = 0",
+                          "qtr_custom_cache_unified_entry_set(2002, vld=1) = 0"));
+  EXPECT_EQ(result_at(2000), "0500100002");  // index 8193
+  EXPECT_EQ(result_at(2002), "0940000002");  // denied, and still naming the index that was released
+}
+
+TEST_F(ChangeTest, UnknownFlowFailsTheWholeModification) {
+  const State before = state();
+  const Response response = submit(modify({{.seq_no = 3}, {.seq_no = 99}, {.seq_no = 1, .action = output({port(4)})}}));
+  EXPECT_EQ(response.status, -3);
+  EXPECT_THAT(response.entry_statuses(), ElementsAre(0, -1, 0));
+  EXPECT_THAT(traced(102), ElementsAre("oftab_modify_entries_top_down: Entry modify failed. Update for Extra/unknown "
+                                       "entries requested 2/3",
+                                       "Insert entries failed \n"));
+  EXPECT_TRUE(state() == before);
+  EXPECT_THAT(sw.asic().trees().ports(8192), ElementsAre(2));
+}
+
+TEST_F(ChangeTest, FailedActionLeavesTheTcamRecord) {
+  const auto before = sw.asic().tcam().records();
+  const Response response = submit(modify({{.seq_no = 2, .action = deny()}, {.seq_no = 2, .action = controller(9)}}));
+  EXPECT_EQ(response.status, 0);
+  EXPECT_THAT(response.entry_statuses(), ElementsAre(0, -3));
+  EXPECT_TRUE(sw.asic().tcam().records() == before);
+  exceptions.failed_modifies = {2001};
+}
+
+TEST_F(ChangeTest, ForeignRecordDoesNotReleaseAFlowsTree) {
+  oftab_sw_entry_t foreign{};
+  foreign.stats_id = 4000;
+  foreign.mcst_idx = 8192;
+  EXPECT_EQ(oftab_restore_result_action_defaults(&foreign), 0);
+  EXPECT_THAT(sw.asic().trees().ports(8192), ElementsAre(2));
+}
+
+TEST_F(ChangeTest, CompactionPacksFromTheFirstFlowOn) {
+  EXPECT_EQ(oftab_defragment_entries(), 0);
+  EXPECT_THAT(traced(104), testing::Contains("TCAM Table Not Fragmented \n"));
+  set_up({erase({1, 3, 4})});
+  sw.call_log().clear();
+  EXPECT_EQ(oftab_defragment_entries(), 0);
+  EXPECT_THAT(sw.call_log().lines(), ElementsAre("qtr_custom_cache_unified_entry_set(2001, vld=1) = 0",
+                                                 "qtr_custom_cache_unified_entry_set(2002, vld=1) = 0",
+                                                 "qtr_custom_cache_unified_entry_set(2004, vld=0) = 0"));
+  EXPECT_THAT(traced(104), testing::IsSupersetOf({"Unused entry:2000 (0/3) found\n", "Unused entry:2002 (1/3) found\n",
+                                                  "Unused entry:2003 (2/3) found\n"}));
+  EXPECT_EQ(oftab_hw_rsrc_g.current_table->tcam_st_idx, 2001);
+  EXPECT_EQ(oftab_hw_rsrc_g.current_table->entries_allocated, 2);
+}
+
+}  // namespace
+}  // namespace test

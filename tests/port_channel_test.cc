@@ -1,0 +1,117 @@
+// The flows recorded on port channels.
+#include "tests/support/rig.h"
+
+namespace test {
+namespace {
+
+constexpr uint32_t kPc = port_channel(5);
+
+// The flow mask of a port channel as (word, value) pairs of its words that are not 0.
+std::vector<std::pair<uint32_t, uint32_t>> mask_words(uint32_t pc_ifindex) {
+  std::vector<std::pair<uint32_t, uint32_t>> words;
+  const pc_entry *entry = oftab_pc_entry_find(pc_ifindex);
+  for (uint32_t i = 0; entry != nullptr && i < std::size(entry->flow_mask); ++i) {
+    if (entry->flow_mask[i] != 0) {
+      words.emplace_back(i, entry->flow_mask[i]);
+    }
+  }
+  return words;
+}
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+TEST_F(SwitchTest, FlowMaskTakesUpAndReleasesFlows) {
+  const struct {
+    uint32_t flow;
+    int add;
+    std::vector<std::pair<uint32_t, uint32_t>> words;
+  } steps[] = {
+      {37, 0, {}},
+      {37, 1, {{1, 0x20}}},
+      {37, 1, {{1, 0x20}}},
+      {3, 1, {{0, 8}, {1, 0x20}}},
+      {37, 0, {{0, 8}}},
+      {4095, 1, {{0, 8}, {127, 0x80000000}}},
+      {3, 0, {{127, 0x80000000}}},
+      {4095, 0, {}},
+  };
+  for (const auto &step : steps) {
+    EXPECT_EQ(oftab_pc_entry_update_flowmask(kPc, step.flow, step.add), 0);
+    EXPECT_EQ(mask_words(kPc), step.words);
+    EXPECT_EQ(oftab_pc_entry_find(kPc) == nullptr, step.words.empty());
+  }
+  EXPECT_THAT(traced(104),
+              testing::IsSupersetOf({"oftab_pc_entry_update_flowmask: pc_ifindex = 16000005 flow_handle = 25 add = 1\n",
+                                     "pc_entry is NULL\n", "flow_mask = 0\n", "index 1 flow_mask = 20\n"}));
+}
+
+TEST_F(SwitchTest, FlowHandleWithoutABitIsRefused) {
+  EXPECT_EQ(oftab_pc_entry_update_flowmask(kPc, 4096, 1), -3);
+  EXPECT_EQ(oftab_pc_entry_find(kPc), nullptr);
+  EXPECT_EQ(traced(103).size(), 1U);
+}
+
+TEST_F(SwitchTest, ComparisonOrdersByIfindex) {
+  const pc_entry low{.pc_ifindex = 5, .flow_mask = {}};
+  const pc_entry high{.pc_ifindex = 9, .flow_mask = {}};
+  EXPECT_EQ(oftab_pc_compare_func(&low, &high), -4);
+  EXPECT_EQ(oftab_pc_compare_func(&high, &low), 4);
+  EXPECT_EQ(oftab_pc_compare_func(&low, &low), 0);
+  EXPECT_EQ(oftab_pc_compare_func(nullptr, &low), -1);
+  EXPECT_EQ(oftab_pc_compare_func(&low, nullptr), 1);
+}
+
+TEST_F(SwitchTest, OutputsToPortChannelsAreRecorded) {
+  sw.interfaces().create_pc(kPc);
+  sw.interfaces().create_pc(port_channel(6));
+  set_up({add({{.seq_no = 37, .action = output({kPc, port(1), port_channel(6), kPc})},
+               {.seq_no = 40, .priority = 5, .action = output({kPc})}})});
+  EXPECT_THAT(mask_words(kPc), ElementsAre(Pair(1, 0x120)));
+  EXPECT_THAT(mask_words(port_channel(6)), ElementsAre(Pair(1, 0x20)));
+  EXPECT_EQ(find_record(37)->num_pc, 3);
+  oftab_sw_entry_t copy = *find_record(37);
+  EXPECT_EQ(oftab_entry_clear_pc_data(&copy), 0);
+  EXPECT_EQ(copy.num_pc, 0);
+  EXPECT_EQ(copy.pc_ifindex[0], 0U);
+  EXPECT_THAT(mask_words(kPc), ElementsAre(Pair(1, 0x100)));
+  EXPECT_EQ(oftab_pc_entry_find(port_channel(6)), nullptr);
+  oftab_pc_entry_update_flowmask(kPc, 37, 1);
+  oftab_pc_entry_update_flowmask(port_channel(6), 37, 1);
+}
+
+TEST_F(SwitchTest, TwentyFifthPortChannelIsNotRecorded) {
+  std::vector<uint32_t> outputs;
+  for (uint32_t number = 1; number <= 25; ++number) {
+    sw.interfaces().create_pc(port_channel(number));
+    sw.interfaces().join(port(number), port_channel(number));
+    outputs.push_back(port_channel(number));
+  }
+  set_up({add({{.action = output(outputs)}})});
+  EXPECT_EQ(find_record(1)->num_pc, 24);
+  EXPECT_EQ(oftab_pc_entry_find(port_channel(25)), nullptr);
+  EXPECT_EQ(sw.asic().trees().ports(8192).size(), 25U);
+  EXPECT_EQ(traced(103).size(), 1U);
+}
+
+TEST_F(SwitchTest, FailedTwinDoesNotClearTheFlowsBit) {
+  sw.interfaces().create_pc(kPc);
+  set_up({add({{.seq_no = 37, .action = output({kPc})}})});
+  const Response response = submit(add({{.seq_no = 37, .value = {.vlan = 4095}, .action = output({kPc})}}));
+  EXPECT_EQ(response.status, -3);
+  EXPECT_THAT(mask_words(kPc), ElementsAre(Pair(1, 0x20)));
+}
+
+TEST_F(BareSwitchTest, WithoutATreeNothingIsRecorded) {
+  sw.faults().fail("avl_create", 1, 1);
+  sw.boot();
+  EXPECT_EQ(oftab_pc_tree, nullptr);
+  EXPECT_EQ(oftab_pc_entry_find(kPc), nullptr);
+  EXPECT_EQ(oftab_pc_entry_update_flowmask(kPc, 1, 1), -3);
+  sw.interfaces().create_pc(kPc);
+  set_up({add({{.action = output({kPc})}}), erase({1})});
+}
+
+}  // namespace
+}  // namespace test

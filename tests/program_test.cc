@@ -1,0 +1,195 @@
+// oftab-switch as its users start it: files and arguments in; output, complaints and exit status out.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <sstream>
+
+#include "app/shell.h"
+#include "host/switch.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string contents(const fs::path &path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+struct Invocation {
+  std::string name;
+  std::map<std::string, std::string> files;  // that stand in the program's directory
+  std::string arguments;                     // as a shell reads them
+  int status = 0;
+  std::string out{};
+  std::string complaints{};
+};
+
+void PrintTo(const Invocation &invocation, std::ostream *out) {
+  *out << invocation.arguments;
+}
+
+class ProgramTest : public testing::TestWithParam<Invocation> {
+ protected:
+  ProgramTest() : directory_(fs::absolute("program_test." + GetParam().name)) { fs::create_directory(directory_); }
+  ~ProgramTest() override { fs::remove_all(directory_); }
+
+  const fs::path directory_;
+};
+
+TEST_P(ProgramTest, Runs) {
+  const Invocation &invocation = GetParam();
+  for (const auto &[name, text] : invocation.files) {
+    std::ofstream(directory_ / name) << text;
+  }
+  const int status = std::system(("cd '" + directory_.string() + "' && " OFTAB_SWITCH " </dev/null " +
+                                  invocation.arguments + " >out.txt 2>complaints.txt")
+                                     .c_str());
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == invocation.status) << status;
+  EXPECT_EQ(contents(directory_ / "out.txt"), invocation.out);
+  EXPECT_EQ(contents(directory_ / "complaints.txt"), invocation.complaints);
+}
+
+const std::string kSession = R"(port-channel create 2 5
+# the strongest of these comes last
+add-flow priority=70,in_port=7,dl_dst=01:80:c2:00:00:00/ff:ff:ff:00:00:00,actions=drop
+
+add-flow priority=80,arp,actions=controller:3
+add-flow priority=90,dl_vlan=110,ip,actions=normal,controller
+add-flow priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:3,output:pc2,controller:2
+packet dl_vlan=110,tcp,nw_dst=10.1.2.3,tp_src=1025,tp_dst=80
+packet dl_vlan=110,tcp,nw_dst=10.1.2.3,tp_dst=81
+packet arp,dl_src=00:00:00:00:00:01,len=1500
+packet in_port=7,dl_dst=01:80:c2:01:02:03,dl_type=0x88cc
+packet in_port=8,dl_dst=01:80:c2:01:02:03,dl_type=0x88cc
+advance 10
+flows priority=80
+audit
+)";
+
+const std::string kSessionOutput = R"(pc2 created
+flow 1 added at index 2000
+flow 2 added at index 1999
+flow 3 added at index 1998
+flow 4 added at index 1997
+0.0.0.0:1025 > 10.1.2.3:80 tcp vlan 110 length 64: matched flow 4 (index 1997, priority 100): Eth1/3,5 and a copy to the CPU (code 4)
+0.0.0.0:0 > 10.1.2.3:81 tcp vlan 110 length 64: matched flow 3 (index 1998, priority 90): normal and a copy to the CPU (code 4)
+00:00:00:00:00:01 > 00:00:00:00:00:00 arp length 1500: matched flow 2 (index 1999, priority 80): controller (code 5)
+00:00:00:00:00:00 > 01:80:c2:01:02:03 type 0x88cc length 64: matched flow 1 (index 2000, priority 70): dropped
+00:00:00:00:00:00 > 01:80:c2:01:02:03 type 0x88cc length 64: matched the catch-all entry: dropped
+the clock stands at 10 s
+Index  Seq  Priority  Packets  Bytes  Actions     Match
+-------------------------------------------------------
+ 1999    2        80        1   1500  controller  arp
+1 flow
+audit: tables and hardware agree
+)";
+
+std::string many_flows(size_t count) {
+  std::string lines;
+  for (size_t i = 0; i < count; ++i) {
+    lines += "actions=drop\n";
+  }
+  return lines;
+}
+
+const Invocation kInvocations[] = {
+    {"script", {{"script", kSession}}, "run script", 0, kSessionOutput},
+    {"stdin", {{"script", "echo hello\nquit\nnonsense\n"}}, "<script", 0, "hello\n"},
+    {"failing_script_line",
+     {{"script", "echo before\n\nadd-flow tcp,actions=flood\necho behind\n"}},
+     "run script",
+     1,
+     "before\n",
+     "script:3:22: error: the hardware cannot do 'flood': actions are drop, normal, output:PORT and "
+     "controller[:APPLICATION]\n"},
+    {"failing_stdin_line",
+     {{"script", "packet\n"}},
+     "run - <script",
+     1,
+     "",
+     "standard input:1:7: error: the capture is missing\n"},
+    {"unknown_command",
+     {},
+     "-c 'echo a; nonsense; echo b'",
+     1,
+     "a\n",
+     "-c:2:2: error: unknown command 'nonsense'; try 'help'\n"},
+    {"bad_flow_file",
+     {{"bad.flows",
+       "# two good, three bad\nactions=drop\r\n\npriority=7,tcp,tp_dst=99999,actions=drop\n"
+       " ip,nw_dst=10.0.0.0/33 actions=drop\nudp,actions=output:49\narp,actions=normal"},
+      {"script", "add-flows bad.flows\n"}},
+     "run script",
+     1,
+     "",
+     "bad.flows:4:23: error: a transport port is a number from 0 to 65535, not '99999'\n"
+     "bad.flows:5:21: error: a prefix length is a number from 0 to 32, not '33'\n"
+     "bad.flows:6:20: error: a port is a number from 1 to 48, not '49'\n"
+     "script:1: error: bad.flows: 3 bad lines; nothing was sent\n"},
+    {"too_many_flows",
+     {{"big.flows", many_flows(4096)}},
+     "-c 'add-flows big.flows'",
+     1,
+     "",
+     "-c:1: error: big.flows:1: 4096 flows not added: -5 (more flows than free places)\n"},
+    {"flow_that_the_library_refuses",
+     {{"a.flows", "priority=1,actions=drop\n\npriority=9,actions=normal\npriority=5,dl_vlan=7,actions=drop\n"}},
+     "-c 'vlan 7 none; add-flows a.flows'",
+     1,
+     "VLAN 7 has bridge domain none\n",
+     "-c:2: error: a.flows:4: 3 flows not added: flow 3: -3 (a VLAN without bridge domain; an unknown interface, flow, "
+     "application or operation; or no memory)\n"},
+    {"injected_fault",
+     {},
+     "-c 'fault libsdk_l3_route_stats_create; add-flow actions=drop'",
+     1,
+     "",
+     "-c:2: error: 1 flow not added: flow 1: -9 (no statistics counter)\n"},
+    {"not_booted",
+     {},
+     "--no-boot -c 'echo on; add-flow actions=drop'",
+     1,
+     "on\n",
+     "-c:2: error: the library is not initialised and did not answer; its handler returned 0\n"},
+    {"booted_later", {}, "--no-boot -c 'boot; add-flow actions=drop'", 0, "flow 1 added at index 2000\n"},
+    {"missing_script", {}, "run nowhere", 1, "", "nowhere: No such file or directory\n"},
+    {"missing_capture",
+     {},
+     "-c 'packet nowhere.pcap'",
+     1,
+     "",
+     "-c:1: error: nowhere.pcap: No such file or directory\n"},
+    {"unknown_option",
+     {},
+     "--loud",
+     109,
+     "",
+     "The following argument was not expected: --loud\nRun with --help for more information.\n"},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, ProgramTest, testing::ValuesIn(kInvocations),
+                         [](const auto &row) { return row.param.name; });
+
+TEST(ShellTest, ABadFlowFileSendsNothing) {
+  host::Switch device;
+  device.boot();
+  std::ostringstream out;
+  app::Session session{device, &out, app::Style(false), {}};
+  app::Shell shell(session, false);
+  const std::string path = "program_test.one-bad.flows";
+  std::ofstream(path) << many_flows(3) << "actions=flood\n";
+  EXPECT_TRUE(shell.run_line({"", 1, "add-flow seq=5,arp,actions=drop"}));
+  EXPECT_FALSE(shell.run_line({"", 2, "add-flows " + path}));
+  EXPECT_EQ(device.faults().calls("ipq_payload_get"), 1U);
+  EXPECT_TRUE(shell.run_line({"", 3, "flows"}));
+  EXPECT_TRUE(out.str().ends_with("drop     arp\n1 flow\n")) << out.str();
+  std::remove(path.c_str());
+}
+
+}  // namespace

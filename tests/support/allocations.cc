@@ -1,0 +1,127 @@
+// The executable's malloc, calloc and free come before the C library's (or the sanitizer's), to which they pass on.
+#include "tests/support/allocations.h"
+
+#include <link.h>
+
+#include <cstdint>
+#include <string_view>
+
+extern "C" {
+void *__libc_malloc(size_t bytes);
+void *__libc_calloc(size_t count, size_t size);
+void __libc_free(void *block);
+[[gnu::weak]] void *__interceptor_malloc(size_t bytes);
+[[gnu::weak]] void *__interceptor_calloc(size_t count, size_t size);
+[[gnu::weak]] void __interceptor_free(void *block);
+}
+
+namespace {
+
+struct Plan {
+  uint64_t nth = 0;  // coming allocation that fails; 0: none
+  bool from_then_on = false;
+  size_t bytes = SIZE_MAX;  // length that fails
+};
+
+// Constant initialisation throughout: allocations start before any constructor runs.
+Plan plan;
+uint64_t failed = 0;
+int64_t blocks = 0;
+const void *newest = nullptr;
+uintptr_t library_begin = 0;
+uintptr_t library_end = 0;
+
+int find_library(dl_phdr_info *object, size_t /*size*/, void * /*unused*/) {
+  if (std::string_view(object->dlpi_name).find("/liboftab.so") == std::string_view::npos) {
+    return 0;
+  }
+  library_begin = object->dlpi_addr;
+  for (int i = 0; i < object->dlpi_phnum; ++i) {
+    const ElfW(Phdr) &segment = object->dlpi_phdr[i];
+    if (segment.p_type == PT_LOAD) {
+      library_end = object->dlpi_addr + segment.p_vaddr + segment.p_memsz;
+    }
+  }
+  return 1;
+}
+
+// Runs before main, when the libraries are loaded.
+[[gnu::constructor]] void find_library_range() {
+  dl_iterate_phdr(find_library, nullptr);
+}
+
+bool is_library(const void *caller) {
+  const auto address = reinterpret_cast<uintptr_t>(caller);
+  return library_begin <= address && address < library_end;
+}
+
+bool strikes(size_t bytes) {
+  if (plan.nth == 1) {
+    plan.nth = plan.from_then_on ? 1 : 0;
+    return true;
+  }
+  plan.nth -= plan.nth > 1 ? 1 : 0;
+  return plan.bytes == bytes;
+}
+
+// Whether an allocation goes on. The library's are counted.
+bool admit(const void *caller, size_t bytes) {
+  const bool counted = is_library(caller);
+  const bool fails = counted && strikes(bytes);
+  failed += fails ? 1 : 0;
+  blocks += counted && !fails ? 1 : 0;
+  return !fails;
+}
+
+// The block, remembered when it is the library's.
+void *noted(const void *caller, void *block) {
+  newest = is_library(caller) ? block : newest;
+  return block;
+}
+
+}  // namespace
+
+extern "C" void *malloc(size_t bytes) noexcept {
+  const auto allocate = __interceptor_malloc != nullptr ? __interceptor_malloc : __libc_malloc;
+  const void *caller = __builtin_return_address(0);
+  return admit(caller, bytes) ? noted(caller, allocate(bytes)) : nullptr;
+}
+
+extern "C" void *calloc(size_t count, size_t size) noexcept {
+  const auto allocate = __interceptor_calloc != nullptr ? __interceptor_calloc : __libc_calloc;
+  const void *caller = __builtin_return_address(0);
+  return admit(caller, count * size) ? noted(caller, allocate(count, size)) : nullptr;
+}
+
+extern "C" void free(void *block) noexcept {
+  blocks -= block != nullptr && is_library(__builtin_return_address(0)) ? 1 : 0;
+  (__interceptor_free != nullptr ? __interceptor_free : __libc_free)(block);
+}
+
+namespace test {
+
+void fail_allocation(uint64_t nth, bool from_then_on) {
+  plan = {.nth = nth, .from_then_on = from_then_on};
+}
+
+void fail_allocations_of(size_t bytes) {
+  plan = {.bytes = bytes};
+}
+
+void let_allocations_pass() {
+  plan = {};
+}
+
+uint64_t failed_allocations() {
+  return failed;
+}
+
+int64_t allocated_blocks() {
+  return blocks;
+}
+
+const void *newest_block() {
+  return newest;
+}
+
+}  // namespace test

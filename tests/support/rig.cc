@@ -1,0 +1,72 @@
+#include "tests/support/rig.h"
+
+#include <span>
+
+#include "host/services/bitset.h"
+
+namespace test {
+namespace {
+
+std::span<const oftab_sw_entry_t> records() {
+  const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table;
+  if (table == nullptr || table->tcam_entry == nullptr) {
+    return {};
+  }
+  return {table->tcam_entry, table->entries_allocated};
+}
+
+}  // namespace
+
+Bytes Rig::send(const Bytes &request, uint32_t code) {
+  const host::Reply reply = sw.submit(code, request);
+  EXPECT_EQ(reply.responses.size(), 1U);
+  return reply.responses.empty() ? Bytes(12) : reply.responses.front();
+}
+
+void Rig::set_up(const std::vector<Bytes> &requests) {
+  for (const Bytes &request : requests) {
+    ASSERT_EQ(submit(request).status, OFTAB_OK);
+  }
+}
+
+std::vector<std::string> Rig::traced(uint32_t level) {
+  std::vector<std::string> texts;
+  for (const host::services::HistoryEvent &event : sw.tracing().history()) {
+    if (event.level == level) {
+      texts.push_back(event.text);
+    }
+  }
+  return texts;
+}
+
+State Rig::state() {
+  State state;
+  if (const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table; table != nullptr) {
+    state.header = {table->tcam_st_idx, table->tcam_end_idx, table->free_entries, table->entries_allocated};
+  }
+  for (const oftab_sw_entry_t &record : records()) {
+    const auto *const bytes = reinterpret_cast<const uint8_t *>(&record);
+    state.table.insert(state.table.end(), bytes, bytes + sizeof record);
+  }
+  state.tcam.assign(sw.asic().tcam().records().begin(), sw.asic().tcam().records().end());
+  state.counters = sw.asic().counters().ids();
+  state.trees = sw.asic().trees().indices();
+  state.taken_indices = host::services::set_bits(g_oftab_mcast_idx_bmp);
+  return state;
+}
+
+void Rig::expect_sound() {
+  EXPECT_THAT(sw.violations().list(), testing::IsEmpty());
+  EXPECT_THAT(host::audit(sw.asic(), exceptions), testing::IsEmpty());
+}
+
+const oftab_sw_entry_t *find_record(uint32_t seq_no) {
+  for (const oftab_sw_entry_t &record : records()) {
+    if ((record.flags & OFTAB_ENTRY_USED) != 0 && record.seq_no == seq_no) {
+      return &record;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace test

@@ -1,0 +1,75 @@
+// A switch to test on, with what tests do to it and look at.
+#ifndef TESTS_SUPPORT_RIG_H
+#define TESTS_SUPPORT_RIG_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "host/audit.h"
+#include "host/switch.h"
+#include "oftab/oftab.h"
+#include "tests/support/messages.h"
+
+namespace test {
+
+// What a refused request must leave as it was.
+struct State {
+  std::array<uint16_t, 4> header{};  // of the current table
+  Bytes table;                       // its records
+  std::vector<host::asic::Record> tcam;
+  std::vector<uint16_t> counters;
+  std::vector<uint32_t> trees;
+  std::vector<uint32_t> taken_indices;
+
+  bool operator==(const State &) const = default;
+};
+
+class Rig {
+ public:
+  // Submits a request that must be answered once, and gives the answer.
+  Bytes send(const Bytes &request, uint32_t code = OFTAB_MSG_ENTRY_UPDATE);
+  Response submit(const Bytes &request) { return decode(send(request)); }
+
+  // Submits requests that must succeed.
+  void set_up(const std::vector<Bytes> &requests);
+
+  // The texts traced at a level since the history was last cleared (the rig keeps a history of all levels).
+  std::vector<std::string> traced(uint32_t level);
+
+  State state();
+
+  // The switch misbehaved nowhere, and the tables agree with the ASIC.
+  void expect_sound();
+
+  host::Switch sw;
+  host::AuditExceptions exceptions;
+};
+
+// The name of a table-driven test: that of its row.
+inline constexpr auto case_name = [](const auto &row) { return std::string(row.param.name); };
+
+// The current table's record of a flow; null when there is none.
+const oftab_sw_entry_t *find_record(uint32_t seq_no);
+
+// Tests of a switch that has not been booted.
+class BareSwitchTest : public testing::Test, public Rig {
+ protected:
+  BareSwitchTest() { sw.tracing().set_history(host::services::kAllLevels); }
+  void TearDown() override { expect_sound(); }
+};
+
+class SwitchTest : public BareSwitchTest {
+ protected:
+  SwitchTest() {
+    sw.boot();
+    sw.tracing().clear();
+  }
+};
+
+}  // namespace test
+
+#endif
