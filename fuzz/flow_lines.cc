@@ -1,0 +1,62 @@
+// Lines of text as flows and as packets. What is refused is refused at a column of the line. What is taken as a flow
+// can be added, and comes back from the hardware, and from its own text, as the same match.
+#include <string_view>
+
+#include "app/flow_syntax.h"
+#include "app/packet_syntax.h"
+#include "app/requests.h"
+#include "app/responses.h"
+#include "app/table_view.h"
+#include "fuzz/fuzzed_switch.h"
+
+namespace {
+
+using app::FlowRole;
+using fuzz::require;
+
+void check_reading_back(const app::Match &match, host::Switch &device) {
+  const std::string text = app::to_text(match);
+  const std::string line = text == "any" ? "" : text;
+  const app::Flow again = app::parse_flow(line, 0, FlowRole::Selection, device.interfaces());
+  require(again.match == match, "reads back as something else: " + text);
+}
+
+void check_adding(app::Flow flow, host::Switch &device) {
+  flow.seq_no = 1;
+  require(app::submit_entries(device, app::flow_request(OFTAB_ENTRY_ADD, {&flow, 1})).status == OFTAB_OK, "not added");
+  const std::vector<app::InstalledFlow> installed = app::installed_flows(device);
+  require(installed.size() == 1 && installed[0].flow.match == flow.match, "the hardware has another match");
+  require(installed[0].flow.priority == app::priority_of(flow), "the table has another priority");
+  require(installed[0].flow.actions.kind == flow.actions.kind, "the hardware has another action");
+  fuzz::require_sound(device);
+  require(app::submit_entries(device, app::delete_request({&*flow.seq_no, 1})).status == OFTAB_OK, "not deleted");
+}
+
+void try_flow(std::string_view line, host::Switch &device) {
+  const app::Flow flow = app::parse_flow(line, 0, FlowRole::Complete, device.interfaces());
+  check_reading_back(flow.match, device);
+  check_adding(flow, device);
+}
+
+void try_packet(std::string_view line, host::Switch &device) {
+  const app::DescribedPacket packet = app::parse_packet(line, 0, device.interfaces());
+  require(device.inject(packet.ifindex, packet.header).tcam_index.has_value(), "not even the catch-all matches");
+  require(!app::to_text(packet.header).empty(), "a packet without text");
+}
+
+void attempt(void (*use)(std::string_view, host::Switch &), std::string_view line) {
+  try {
+    use(line, fuzz::booted_switch());
+  } catch (const app::TextError &error) {
+    require(error.column() >= 1 && error.column() <= line.size() + 1, "a complaint beside the line");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  const std::string_view line(reinterpret_cast<const char *>(data), size);
+  attempt(try_flow, line);
+  attempt(try_packet, line);
+  return 0;
+}
