@@ -47,7 +47,7 @@ bool is_stranded(const tcam_slot &slot) {
 
 bool is_vacated(const table_view &table, uint16_t index) {
   const oftab_sw_entry_t *entry = table.at(index);
-  return slots[index].valid && !is_stranded(slots[index]) && (entry == nullptr || !is_used(*entry));
+  return slots[index].valid && !slots[index].stranded.counter && (entry == nullptr || !is_used(*entry));
 }
 
 void erase(uint16_t index) {

@@ -1,7 +1,8 @@
 // The ledger of the TCAM: what the library knows of each index beyond the tables.
 //
 // Three things: whether the record last written there is valid, which multicast index it names, and the resources of
-// an entry that a failed request left behind there (a stranded entry). All flow entries are written through here.
+// an entry that a failed request left behind there (a stranded entry). The tables' entries are written through
+// here; what the debug writers write is not noted.
 #ifndef OFTAB_TCAM_LEDGER_H
 #define OFTAB_TCAM_LEDGER_H
 

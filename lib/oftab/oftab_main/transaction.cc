@@ -19,6 +19,7 @@ struct journal_page {
   bool modified;
   // Before the modification:
   bool had_fanout;
+  bool was_moved;
   uint32_t mcst_idx;
   uint32_t ltl_idx;
 };
@@ -77,6 +78,7 @@ void journal_modification(const oftab_sw_entry_t &slot) {
   if (!page.modified) {
     page.modified = true;
     page.had_fanout = holds_fanout(slot);
+    page.was_moved = (slot.flags & OFTAB_ENTRY_MOVED) != 0;
     page.mcst_idx = slot.mcst_idx;
     page.ltl_idx = hw::ltl_idx(slot.hw.result);
   }
@@ -90,7 +92,9 @@ void abandon_modification(oftab_sw_entry_t &slot) {
   slot.mcst_idx = page.mcst_idx;
   hw::set_ltl_idx(slot.hw.result, page.ltl_idx);
   prepare_index(slot.tcam_index, 0);
-  clear_flags(slot, OFTAB_ENTRY_MOVED);
+  if (!page.was_moved) {
+    clear_flags(slot, OFTAB_ENTRY_MOVED);
+  }
 }
 
 void release_entry(oftab_sw_entry_t &entry) {
