@@ -2,6 +2,7 @@
 # make test       build and run all tests
 # make sanitize   the same under the address and undefined-behaviour sanitizers
 # make clang      the same with clang++
+# make fuzz       a minute of fuzzing with each target
 # make bench      measure against the floor
 # make lint       check format and run clang-tidy
 # make clean      remove what was built
@@ -10,7 +11,7 @@
 
 PACKAGES := g++ cmake ninja-build pkg-config python3 libcli11-dev libpcap-dev libedit-dev libgtest-dev libgmock-dev \
   libbenchmark-dev
-CLANG_PACKAGES := clang
+CLANG_PACKAGES := clang libclang-rt-dev
 FORMAT_PACKAGES := clang-format
 TIDY_PACKAGES := clang-tidy
 
@@ -20,7 +21,7 @@ SEED ?= 1
 
 SOURCES = $(shell find lib platform host app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
-.PHONY: run test sanitize clang bench lint format-check tidy clean packages clang-packages format-packages tidy-packages
+.PHONY: run test sanitize clang fuzz bench lint format-check tidy clean packages clang-packages format-packages tidy-packages
 
 run: configure-release
 	cmake --build --preset release --target oftab-switch
@@ -32,7 +33,10 @@ test: test-release
 sanitize: test-sanitize
 
 clang: test-clang
-configure-clang: clang-packages
+
+fuzz: test-fuzz
+
+configure-clang configure-fuzz: clang-packages
 
 bench: configure-release
 	cmake --build --preset release --target oftab_bench
