@@ -19,7 +19,7 @@ FLOWS ?= 1000
 PACKETS ?= 5000
 SEED ?= 1
 
-SOURCES = $(shell find lib platform host app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
+SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
 .PHONY: run test sanitize clang fuzz bench lint format-check tidy clean packages clang-packages format-packages tidy-packages
 

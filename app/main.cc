@@ -10,8 +10,8 @@
 #include <optional>
 #include <string>
 
-#include "app/shell.h"
-#include "app/terminal.h"
+#include "app/terminal/shell.h"
+#include "app/terminal/terminal.h"
 #include "host/switch.h"
 
 namespace {

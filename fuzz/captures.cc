@@ -3,9 +3,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "app/capture.h"
-#include "app/command_error.h"
-#include "app/packet_syntax.h"
+#include "app/commands/command_error.h"
+#include "app/syntax/capture.h"
+#include "app/syntax/packet_syntax.h"
 #include "fuzz/fuzzed_switch.h"
 
 namespace {
@@ -30,7 +30,7 @@ class MemoryFile {
 };
 
 void send(const PacketHeader &packet) {
-  require(!app::to_text(packet).empty(), "a packet without text");
+  require(!agent::to_text(packet).empty(), "a packet without text");
   require(fuzz::booted_switch().inject(0x1a000000, packet).tcam_index.has_value(), "not even the catch-all matches");
 }
 

@@ -3,11 +3,11 @@
 #include <optional>
 #include <string_view>
 
-#include "app/flow_syntax.h"
-#include "app/packet_syntax.h"
-#include "app/requests.h"
-#include "app/responses.h"
-#include "app/table_view.h"
+#include "agent/requests.h"
+#include "agent/responses.h"
+#include "agent/table_view.h"
+#include "app/syntax/flow_syntax.h"
+#include "app/syntax/packet_syntax.h"
 #include "fuzz/fuzzed_switch.h"
 
 namespace {
@@ -15,22 +15,23 @@ namespace {
 using app::FlowRole;
 using fuzz::require;
 
-void check_reading_back(const app::Match &match, host::Switch &device) {
-  const std::string text = app::to_text(match);
+void check_reading_back(const agent::Match &match, host::Switch &device) {
+  const std::string text = agent::to_text(match);
   const std::string line = text == "any" ? "" : text;
-  const app::Flow again = app::parse_flow(line, 0, FlowRole::Selection, device.interfaces());
+  const agent::Flow again = app::parse_flow(line, 0, FlowRole::Selection, device.interfaces());
   require(again.match == match, "reads back as something else: " + text);
 }
 
-void check_adding(app::Flow flow, host::Switch &device) {
+void check_adding(agent::Flow flow, host::Switch &device) {
   flow.seq_no = 1;
-  require(app::submit_entries(device, app::flow_request(OFTAB_ENTRY_ADD, {&flow, 1})).status == OFTAB_OK, "not added");
-  const std::vector<app::InstalledFlow> installed = app::installed_flows(device);
+  require(agent::submit_entries(device, agent::flow_request(OFTAB_ENTRY_ADD, {&flow, 1})).status == OFTAB_OK,
+          "not added");
+  const std::vector<agent::InstalledFlow> installed = agent::installed_flows(device);
   require(installed.size() == 1 && installed[0].flow.match == flow.match, "the hardware has another match");
-  require(installed[0].flow.priority == app::priority_of(flow), "the table has another priority");
+  require(installed[0].flow.priority == agent::priority_of(flow), "the table has another priority");
   require(installed[0].flow.actions.kind == flow.actions.kind, "the hardware has another action");
   fuzz::require_sound(device);
-  require(app::submit_entries(device, app::delete_request({&*flow.seq_no, 1})).status == OFTAB_OK, "not deleted");
+  require(agent::submit_entries(device, agent::delete_request({&*flow.seq_no, 1})).status == OFTAB_OK, "not deleted");
 }
 
 // What `parse` makes of the line, unless it refuses it.
@@ -38,7 +39,7 @@ template <typename Parse>
 auto parsed(std::string_view line, Parse parse) -> std::optional<decltype(parse())> {
   try {
     return parse();
-  } catch (const app::TextError &error) {
+  } catch (const agent::TextError &error) {
     require(error.column() >= 1 && error.column() <= line.size() + 1, "a complaint beside the line");
     return std::nullopt;
   }
@@ -56,7 +57,7 @@ void try_packet(std::string_view line, host::Switch &device) {
   const auto parse = [&] { return app::parse_packet(line, 0, device.interfaces()); };
   if (const auto packet = parsed(line, parse)) {
     require(device.inject(packet->ifindex, packet->header).tcam_index.has_value(), "not even the catch-all matches");
-    require(!app::to_text(packet->header).empty(), "a packet without text");
+    require(!agent::to_text(packet->header).empty(), "a packet without text");
   }
 }
 

@@ -1,13 +1,13 @@
 // Captures and the frames in them.
-#include "app/capture.h"
+#include "app/syntax/capture.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <fstream>
 
-#include "app/command_error.h"
-#include "app/packet_syntax.h"
+#include "app/commands/command_error.h"
+#include "app/syntax/packet_syntax.h"
 #include "tests/support/messages.h"
 
 namespace {

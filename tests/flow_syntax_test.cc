@@ -1,14 +1,14 @@
 // What lines of text become: flows the message that the library receives, everything unusable a complaint at its
 // column.
-#include "app/flow_syntax.h"
+#include "app/syntax/flow_syntax.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
 
-#include "app/packet_syntax.h"
-#include "app/requests.h"
+#include "agent/requests.h"
+#include "app/syntax/packet_syntax.h"
 #include "tests/support/messages.h"
 
 namespace {
@@ -89,8 +89,8 @@ test::Bytes message_of(test::Flow flow) {
 TEST(FlowSyntaxTest, FlowLinesBecomeMessages) {
   for (const FlowLine &row : kFlowLines) {
     SCOPED_TRACE(row.line);
-    const app::Flow flow = app::parse_flow(row.line, 0, FlowRole::Complete, interfaces());
-    EXPECT_EQ(test::hex(app::flow_request(OFTAB_ENTRY_ADD, {&flow, 1})), test::hex(message_of(row.flow)));
+    const agent::Flow flow = app::parse_flow(row.line, 0, FlowRole::Complete, interfaces());
+    EXPECT_EQ(test::hex(agent::flow_request(OFTAB_ENTRY_ADD, {&flow, 1})), test::hex(message_of(row.flow)));
   }
 }
 
@@ -106,7 +106,7 @@ void expect_refused(const std::vector<BadLine> &rows, const std::function<void(c
     try {
       parse(row.line);
       ADD_FAILURE() << "taken";
-    } catch (const app::TextError &error) {
+    } catch (const agent::TextError &error) {
       EXPECT_EQ(error.column(), row.column);
       EXPECT_EQ(error.what(), row.message);
     }

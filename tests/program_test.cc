@@ -9,7 +9,7 @@
 #include <map>
 #include <sstream>
 
-#include "app/shell.h"
+#include "app/terminal/shell.h"
 #include "host/switch.h"
 
 namespace {

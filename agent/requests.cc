@@ -1,0 +1,126 @@
+#include "agent/requests.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "oftab/oftab.h"
+
+namespace agent {
+namespace {
+
+template <typename Record>
+void append(Bytes &message, const Record &record) {
+  const size_t end = message.size();
+  message.resize(end + sizeof record);
+  std::memcpy(message.data() + end, &record, sizeof record);
+}
+
+void put_mac(uint8_t (&octets)[6], uint64_t address) {
+  const auto bytes = mac_octets(address);
+  std::copy(bytes.begin(), bytes.end(), octets);
+}
+
+// Values or masks of a match, as `part` picks them.
+oftab_match_t match_block(const Match &match, uint64_t Masked::*part) {
+  const auto get = [&](Field field) { return match[field].*part; };
+  oftab_match_t block{};
+  block.ifindex = static_cast<uint32_t>(get(Field::InPort));
+  put_mac(block.mac_sa, get(Field::DlSrc));
+  put_mac(block.mac_da, get(Field::DlDst));
+  block.ethertype = static_cast<uint32_t>(get(Field::DlType));
+  block.vlan = static_cast<uint16_t>(get(Field::DlVlan));
+  block.ip_sa = static_cast<uint32_t>(get(Field::NwSrc));
+  block.ip_da = static_cast<uint32_t>(get(Field::NwDst));
+  block.tos = static_cast<uint16_t>(get(Field::NwTos));
+  block.protocol = static_cast<uint16_t>(get(Field::NwProto));
+  block.sport = static_cast<uint16_t>(get(Field::TpSrc));
+  block.dport = static_cast<uint16_t>(get(Field::TpDst));
+  return block;
+}
+
+uint32_t result_type(Actions::Kind kind) {
+  switch (kind) {
+    case Actions::Kind::Normal:
+      return OFTAB_ACTION_PERMIT;
+    case Actions::Kind::Drop:
+      return OFTAB_ACTION_DENY;
+    case Actions::Kind::Output:
+      return OFTAB_ACTION_OUTPORT;
+    case Actions::Kind::Controller:
+      break;
+  }
+  return OFTAB_ACTION_CONTROLLER;
+}
+
+void append_flow(Bytes &message, const Flow &flow, uint32_t priority) {
+  const Actions &actions = flow.actions;
+  oftab_flow_t record{};
+  record.priority = priority;
+  record.seq_no = flow.seq_no.value_or(0);
+  record.context = record.seq_no;
+  record.value = match_block(flow.match, &Masked::value);
+  record.mask = match_block(flow.match, &Masked::mask);
+  record.result_type = result_type(actions.kind);
+  record.action_flags = actions.copy_to_controller ? OFTAB_ACTION_FLAG_CONTROLLER : 0;
+  record.app_id = actions.app_id;
+  record.num_oif = static_cast<uint16_t>(actions.outputs.size());
+  append(message, record);
+  for (const uint32_t ifindex : actions.outputs) {
+    append(message, ifindex);
+  }
+}
+
+template <typename Header>
+Bytes begin(uint32_t operation, size_t count) {
+  Bytes message;
+  append(message, Header{operation, static_cast<uint16_t>(count), 0});
+  return message;
+}
+
+}  // namespace
+
+Bytes flow_request(uint32_t entry_op, std::span<const Flow> flows) {
+  Bytes message = begin<oftab_entry_update_req_t>(entry_op, flows.size());
+  for (const Flow &flow : flows) {
+    append_flow(message, flow, priority_of(flow));
+  }
+  return message;
+}
+
+Bytes catch_all_request(const Actions &actions) {
+  Bytes message = begin<oftab_entry_update_req_t>(OFTAB_ENTRY_ADD, 1);
+  Flow flow;
+  flow.actions = actions;
+  append_flow(message, flow, OFTAB_CATCH_ALL_PRIORITY);
+  return message;
+}
+
+Bytes delete_request(std::span<const uint32_t> seq_nos) {
+  Bytes message = begin<oftab_entry_del_req_t>(OFTAB_ENTRY_DELETE, seq_nos.size());
+  for (const uint32_t seq_no : seq_nos) {
+    append(message, oftab_del_entry_t{seq_no, seq_no, 0});
+  }
+  return message;
+}
+
+Bytes purge_request() {
+  return begin<oftab_entry_update_req_t>(OFTAB_ENTRY_PURGE, 0);
+}
+
+Bytes interface_request(uint32_t intf_op, std::span<const uint32_t> ifindexes) {
+  Bytes message = begin<oftab_intf_update_req_t>(intf_op, ifindexes.size());
+  for (const uint32_t ifindex : ifindexes) {
+    append(message, oftab_intf_req_info_t{ifindex, ifindex});
+  }
+  return message;
+}
+
+Bytes statistics_request(uint32_t op, std::span<const uint32_t> seq_nos) {
+  Bytes message = begin<oftab_stats_query_req_t>(op, seq_nos.size());
+  for (const uint32_t seq_no : seq_nos) {
+    append(message, oftab_stats_req_info_t{seq_no, seq_no});
+  }
+  return message;
+}
+
+}  // namespace agent

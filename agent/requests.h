@@ -1,0 +1,33 @@
+// The messages that the library receives, byte by byte.
+#ifndef AGENT_REQUESTS_H
+#define AGENT_REQUESTS_H
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "agent/flow.h"
+
+namespace agent {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr size_t kMostRecords = 65535;  // that one request can carry
+
+// Add or modify (`entry_op`). Every flow has its sequence number, which is its context too.
+Bytes flow_request(uint32_t entry_op, std::span<const Flow> flows);
+
+// Adds the catch-all entry, which changes its action.
+Bytes catch_all_request(const Actions &actions);
+
+Bytes delete_request(std::span<const uint32_t> seq_nos);
+Bytes purge_request();
+
+Bytes interface_request(uint32_t intf_op, std::span<const uint32_t> ifindexes);
+
+// `seq_nos` belong to the operation for listed flows.
+Bytes statistics_request(uint32_t op, std::span<const uint32_t> seq_nos = {});
+
+}  // namespace agent
+
+#endif

@@ -1,0 +1,177 @@
+#include "agent/table_view.h"
+
+#include <algorithm>
+
+#include "agent/interface_names.h"
+#include "oftab/hw_entry.h"
+
+namespace agent {
+namespace {
+
+namespace hw = oftab::hw;
+
+Masked field_of(const oftab_sw_entry_t &record, hw::field where) {
+  const uint64_t bits = hw::get(record.hw.mask, where);
+  return {hw::get(record.hw.key, where) & bits, bits};
+}
+
+// A VLAN of the bridge domain that the record matches: the one that the library converted last, if it still has it.
+Masked vlan_of(const oftab_sw_entry_t &record, const host::asic::Vlans &vlans) {
+  const Masked bd = field_of(record, hw::ip_key::bd);
+  if (bd.mask == 0) {
+    return {};
+  }
+  const uint16_t remembered = oftab_hw_rsrc_g.bd_vlan[bd.value % OFTAB_BD_COUNT];
+  for (uint32_t vlan = remembered, tried = 0; tried < OFTAB_BD_COUNT; ++tried, vlan = (vlan + 1) % OFTAB_BD_COUNT) {
+    if (vlans.bridge_domain(vlan) == bd.value) {
+      return {vlan, bd.mask};
+    }
+  }
+  return {remembered, bd.mask};
+}
+
+// A record that matches one interface compares the whole interface id.
+Masked in_port_of(const oftab_sw_entry_t &record) {
+  const bool exact = hw::get(record.hw.mask, hw::ip_key::l2lif) == hw::ones(hw::ip_key::l2lif);
+  return exact ? Masked{record.ifindex, kExactIfindex} : Masked{};
+}
+
+hw::field ethertype_field(uint64_t key_class) {
+  switch (key_class) {
+    case hw::CLASS_IP:
+      return hw::ip_key::ethertype;
+    case hw::CLASS_ARP:
+      return hw::arp_key::ethertype;
+    default:
+      return hw::ethernet_key::ethertype;
+  }
+}
+
+Match match_of(const oftab_sw_entry_t &record, const host::asic::Vlans &vlans) {
+  const uint64_t key_class = hw::get(record.hw.key, hw::ip_key::class_);
+  Match match;
+  match[Field::InPort] = in_port_of(record);
+  match[Field::DlSrc] = field_of(record, hw::ip_key::mac_sa);
+  match[Field::DlDst] = field_of(record, hw::ip_key::mac_da);
+  match[Field::DlType] = field_of(record, ethertype_field(key_class));
+  match[Field::DlVlan] = vlan_of(record, vlans);
+  if (key_class == hw::CLASS_IP) {
+    match[Field::NwSrc] = field_of(record, hw::ip_key::ip_sa);
+    match[Field::NwDst] = field_of(record, hw::ip_key::ip_da);
+    match[Field::NwTos] = field_of(record, hw::ip_key::dscp);
+    match[Field::NwProto] = field_of(record, hw::ip_key::proto);
+    match[Field::TpSrc] = field_of(record, hw::ip_key::src_port);
+    match[Field::TpDst] = field_of(record, hw::ip_key::dst_port);
+  }
+  return match;
+}
+
+// Port channels by name; ports unless a listed port channel brought them.
+std::vector<uint32_t> outputs_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces) {
+  std::vector<uint32_t> outputs;
+  const std::span<const uint32_t> port_channels(record.pc_ifindex, static_cast<size_t>(record.num_pc));
+  for (const uint8_t sdk_port : host::asic::ports_of(record.out_ports)) {
+    const uint32_t ifindex = sdk_port_ifindex(sdk_port);
+    const auto pc = interfaces.pc_of(ifindex);
+    if (!pc || std::find(port_channels.begin(), port_channels.end(), *pc) == port_channels.end()) {
+      outputs.push_back(ifindex);
+    }
+  }
+  outputs.insert(outputs.end(), port_channels.begin(), port_channels.end());
+  return outputs;
+}
+
+// Those of the installed flows and of the given ones, rising.
+std::vector<uint32_t> taken_sequence_numbers(std::span<const Flow> flows) {
+  std::vector<uint32_t> taken;
+  for (const oftab_sw_entry_t &record : table_records()) {
+    if (is_live(record)) {
+      taken.push_back(record.seq_no);
+    }
+  }
+  for (const Flow &flow : flows) {
+    if (flow.seq_no) {
+      taken.push_back(*flow.seq_no);
+    }
+  }
+  std::sort(taken.begin(), taken.end());
+  return taken;
+}
+
+}  // namespace
+
+std::span<const oftab_sw_entry_t> table_records() {
+  const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table;
+  if (table == nullptr || table->tcam_entry == nullptr) {
+    return {};
+  }
+  return {table->tcam_entry, table->entries_allocated};
+}
+
+// A copy beside the action carries another CPU code than the controller alone.
+Actions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces) {
+  constexpr uint64_t copy_code = 4;
+  const auto bit = [&](hw::field where) { return hw::get(record.hw.result, where); };
+  const bool to_cpu = bit(hw::forward_result::cp_to_cpu) != 0;
+  const bool has_fanout = record.result_kind == OFTAB_RESULT_OUTPORT ||
+                          (record.result_kind == OFTAB_RESULT_CONTROLLER && hw::ltl_idx(record.hw.result) != 0);
+  Actions actions;
+  actions.copy_to_controller = to_cpu && (has_fanout || bit(hw::forward_result::cpu_code) == copy_code);
+  if (has_fanout) {
+    actions.kind = Actions::Kind::Output;
+    actions.outputs = outputs_of(record, interfaces);
+  } else if (bit(hw::forward_result::drop) != 0) {
+    actions.kind = Actions::Kind::Drop;
+  } else if (to_cpu && !actions.copy_to_controller) {
+    actions.kind = Actions::Kind::Controller;
+  }
+  return actions;
+}
+
+std::vector<InstalledFlow> installed_flows(host::Switch &device) {
+  std::vector<InstalledFlow> flows;
+  for (const oftab_sw_entry_t &record : table_records()) {
+    if (is_live(record)) {
+      Flow flow{record.seq_no, record.priority, match_of(record, device.asic().vlans()),
+                actions_of(record, device.interfaces()), 0};
+      flows.push_back({record.tcam_index, std::move(flow), record.pkt_cnt, record.byte_cnt});
+    }
+  }
+  return flows;
+}
+
+const oftab_sw_entry_t *live_record_at(uint16_t tcam_index) {
+  const auto records = table_records();
+  if (records.empty() || tcam_index < oftab_hw_rsrc_g.current_table->tcam_st_idx) {
+    return nullptr;
+  }
+  const size_t position = tcam_index - oftab_hw_rsrc_g.current_table->tcam_st_idx;
+  return position < records.size() && is_live(records[position]) ? &records[position] : nullptr;
+}
+
+std::vector<InstalledFlow> selected_flows(host::Switch &device, const Flow &description) {
+  std::vector<InstalledFlow> flows = installed_flows(device);
+  std::erase_if(flows, [&](const InstalledFlow &each) {
+    const bool named =
+        description.seq_no ? each.flow.seq_no == description.seq_no : covers(description.match, each.flow.match);
+    return !named || (description.priority && description.priority != each.flow.priority);
+  });
+  return flows;
+}
+
+void assign_sequence_numbers(std::span<Flow> flows) {
+  const std::vector<uint32_t> taken = taken_sequence_numbers(flows);
+  auto next_taken = taken.begin();
+  uint32_t candidate = 1;
+  for (Flow &flow : flows) {
+    if (flow.seq_no) {
+      continue;
+    }
+    for (; next_taken != taken.end() && *next_taken <= candidate; ++next_taken) {
+      candidate += *next_taken == candidate ? 1 : 0;
+    }
+    flow.seq_no = candidate++;
+  }
+}
+
+}  // namespace agent

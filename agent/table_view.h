@@ -1,0 +1,49 @@
+// The library's current table, read as flows.
+#ifndef AGENT_TABLE_VIEW_H
+#define AGENT_TABLE_VIEW_H
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "agent/flow.h"
+#include "host/switch.h"
+#include "oftab/oftab.h"
+
+namespace agent {
+
+// The records of the current table's range, holes included; none when it is empty or does not exist yet.
+std::span<const oftab_sw_entry_t> table_records();
+
+inline bool is_live(const oftab_sw_entry_t &record) {
+  return (record.flags & OFTAB_ENTRY_USED) != 0;
+}
+
+// What the hardware does with packets that match a record.
+Actions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces);
+
+// A flow as table and hardware hold it.
+struct InstalledFlow {
+  uint16_t index;
+  Flow flow;
+  uint64_t packets;  // as of the last collection
+  uint64_t bytes;
+};
+
+// The live flows, in the order in which the hardware compares them.
+std::vector<InstalledFlow> installed_flows(host::Switch &device);
+
+// The record at a TCAM index; none when no live flow stands there.
+const oftab_sw_entry_t *live_record_at(uint16_t tcam_index);
+
+// Which installed flows a description names: by its sequence number if it has one, else every flow whose match it
+// covers; in either case of its priority alone if it has one.
+std::vector<InstalledFlow> selected_flows(host::Switch &device, const Flow &description);
+
+// Gives each flow without a sequence number the lowest that neither an installed flow nor another one of `flows` has.
+void assign_sequence_numbers(std::span<Flow> flows);
+
+}  // namespace agent
+
+#endif

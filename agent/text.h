@@ -1,0 +1,81 @@
+// Reading a line of text: words, numbers, and complaints that point at a column.
+#ifndef AGENT_TEXT_H
+#define AGENT_TEXT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace agent {
+
+// A piece of a line; its column counts bytes from 1.
+struct Word {
+  std::string_view text;
+  size_t column = 1;
+};
+
+// Something in a line that cannot be used.
+class TextError : public std::runtime_error {
+ public:
+  TextError(size_t column, const std::string &message) : std::runtime_error(message), column_(column) {}
+  size_t column() const { return column_; }
+
+ private:
+  size_t column_;
+};
+
+// The words of `line` from byte `start` on, up to a comment: '#' at the beginning of a word. A word in double quotes
+// can hold spaces.
+std::vector<Word> split_words(std::string_view line, size_t start = 0);
+
+// The parts of a word before and behind the first `separator`; nothing behind if there is none.
+struct SplitWord {
+  Word before;
+  std::optional<Word> behind;
+};
+SplitWord split_at(const Word &word, char separator);
+
+// `line` without its comment: '#' and what follows, wherever it stands.
+std::string_view without_comment(std::string_view line);
+
+bool same_ignoring_case(std::string_view left, std::string_view right);
+
+// A whole text that is a decimal number, or a hexadecimal one behind "0x".
+std::optional<uint64_t> read_number(std::string_view text);
+
+// The number that a word must be, from `low` to `high`; `what` names it in the TextError that is thrown otherwise.
+uint64_t number_in(const Word &word, uint64_t low, uint64_t high, std::string_view what);
+
+// The texts and numbers, one behind the other.
+template <typename... Parts>
+std::string concat(const Parts &...parts) {
+  std::string whole;
+  const auto append = [&](const auto &part) {
+    if constexpr (std::is_arithmetic_v<std::decay_t<decltype(part)>>) {
+      whole += std::to_string(part);
+    } else {
+      whole += part;
+    }
+  };
+  (append(parts), ...);
+  return whole;
+}
+
+// "0x1f", with at least so many digits.
+std::string hex(uint64_t number, int digits = 1);
+
+inline std::string quoted(const Word &word) {
+  return concat("'", word.text, "'");
+}
+
+// "1 flow", "2 flows".
+std::string counted(uint64_t count, std::string_view noun);
+
+}  // namespace agent
+
+#endif

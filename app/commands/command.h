@@ -1,0 +1,96 @@
+// Commands: what they are called with, what they work on, and the table of all of them.
+#ifndef APP_COMMANDS_COMMAND_H
+#define APP_COMMANDS_COMMAND_H
+
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "agent/text.h"
+#include "app/views/format.h"
+#include "host/audit.h"
+#include "host/switch.h"
+
+namespace app {
+
+// What commands work on.
+struct Session {
+  host::Switch &device;
+  std::ostream *out;
+  Style style;
+  host::AuditExceptions audit_exceptions;                            // differences that earlier commands explain
+  host::services::Levels console_levels = host::services::kNoLevel;  // what the trace console prints
+  bool finished = false;                                             // the operator wants to leave
+};
+
+// The words behind a command's name, taken one after the other. What does not fit throws a TextError.
+class Arguments {
+ public:
+  Arguments(std::string_view line, size_t start)
+      : line_(line), start_(start), words_(agent::split_words(line, start)) {}
+
+  // For commands with a syntax of their own: the whole line, and where the arguments begin in it.
+  std::string_view line() const { return line_; }
+  size_t start() const { return start_; }
+
+  bool empty() const { return words_.empty(); }
+  const agent::Word &first() const { return words_.front(); }
+
+  // The next word; `what` says what is missing if there is none.
+  agent::Word next(std::string_view what);
+  std::optional<agent::Word> next_if_any();
+  uint64_t next_number(uint64_t low, uint64_t high, std::string_view what);
+
+  // Takes a word out of wherever it stands: `flag` itself, or what follows "name=".
+  bool take_flag(std::string_view flag);
+  std::optional<agent::Word> take_option(std::string_view name);
+  uint64_t take_number(std::string_view name, uint64_t low, uint64_t high, uint64_t otherwise);
+
+  // Nothing may be left.
+  void finish() const;
+
+ private:
+  std::string_view line_;
+  size_t start_;
+  std::vector<agent::Word> words_;
+};
+
+struct Command {
+  std::string_view name;       // one or two words
+  std::string_view arguments;  // in help
+  std::string_view help;       // first line: what it does in a few words; details may follow
+  void (*run)(Session &session, Arguments &arguments);
+  bool long_output = false;  // worth a pager
+};
+
+struct CommandGroup {
+  std::string_view title;
+  std::span<const Command> commands;
+};
+
+std::span<const CommandGroup> command_groups();
+
+// The command that a line begins with, and where its arguments begin. A TextError when there is none.
+struct FoundCommand {
+  const Command *command;
+  size_t arguments;
+};
+FoundCommand find_command(std::string_view line);
+
+// The groups, each in its own file.
+std::span<const Command> flow_commands();
+std::span<const Command> packet_commands();
+std::span<const Command> statistics_commands();
+std::span<const Command> interface_commands();
+std::span<const Command> port_channel_commands();
+std::span<const Command> view_commands();
+std::span<const Command> trace_commands();
+std::span<const Command> fault_commands();
+std::span<const Command> debug_commands();
+std::span<const Command> shell_commands();
+
+}  // namespace app
+
+#endif

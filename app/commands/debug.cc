@@ -1,0 +1,81 @@
+// The library's own debug commands and its direct TCAM writers.
+#include "agent/status.h"
+#include "app/commands/command.h"
+#include "app/commands/command_error.h"
+#include "app/terminal/trace_console.h"
+#include "oftab/oftab.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+void boot(Session &session, Arguments &arguments) {
+  arguments.finish();
+  if (oftab_hw_rsrc_g.initialized != 0) {
+    throw CommandError("the library is initialised already");
+  }
+  session.device.boot();
+}
+
+void run_debug_command(Session &session, Arguments &arguments) {
+  const auto number = static_cast<uint32_t>(arguments.next_number(0, UINT32_MAX, "a debug command"));
+  arguments.finish();
+  const FullConsole console(session);
+  oftab_main(number);
+}
+
+void run_multicast_scenario(Session &session, Arguments &arguments) {
+  const auto vlan = static_cast<int>(arguments.next_number(0, INT32_MAX, "a VLAN"));
+  arguments.finish();
+  if (const int32_t status = oftab_debug_test(vlan); status != OFTAB_OK) {
+    throw CommandError(concat("multicast scenario: ", status_text(status)));
+  }
+  *session.out << "the multicast scenario stands at every TCAM index\n";
+}
+
+// Writes a range of TCAM indices behind the table's back.
+void write_range(Session &session, Arguments &arguments, int32_t (*write)(uint32_t, uint32_t)) {
+  const auto first = static_cast<uint32_t>(arguments.next_number(0, UINT32_MAX, "a TCAM index"));
+  const auto last = static_cast<uint32_t>(arguments.next_number(0, UINT32_MAX, "a TCAM index"));
+  arguments.finish();
+  if (const int32_t status = write(first, last); status != OFTAB_OK) {
+    throw CommandError(concat("writing: ", status_text(status)));
+  }
+  *session.out << "written\n";
+}
+
+void write_catch_all(Session &session, Arguments &arguments) {
+  write_range(session, arguments, oftab_install_catch_all);
+}
+
+void write_nothing(Session &session, Arguments &arguments) {
+  write_range(session, arguments, oftab_clear_catch_all);
+}
+
+void write_global(Session &session, Arguments &arguments) {
+  write_range(session, arguments, oftab_install_global_entry);
+}
+
+constexpr Command kCommands[] = {
+    {"boot", "", "initialise the library, if the program was started with --no-boot", boot},
+    {"debug", "NUMBER",
+     "run one of the library's debug commands, with its trace\n"
+     "101 generates an add request; 102, 107 and 108 delete requests; 103 and 109 interface requests; none is\n"
+     "submitted. 104 compacts the table, 105 checks it.",
+     run_debug_command, true},
+    {"debug-test", "VLAN", "write the multicast scenario to the whole TCAM, behind the table's back",
+     run_multicast_scenario},
+    {"write catch-all", "FIRST LAST", "write deny-all records, behind the table's back", write_catch_all},
+    {"write clear", "FIRST LAST", "invalidate records, behind the table's back", write_nothing},
+    {"write global", "FIRST LAST", "write the global test record, behind the table's back", write_global},
+};
+
+}  // namespace
+
+std::span<const Command> debug_commands() {
+  return kCommands;
+}
+
+}  // namespace app

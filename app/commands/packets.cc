@@ -1,0 +1,78 @@
+// Commands that send packets into the switch.
+#include <iomanip>
+
+#include "agent/interface_names.h"
+#include "app/commands/command.h"
+#include "app/syntax/capture.h"
+#include "app/syntax/match_syntax.h"
+#include "app/syntax/packet_syntax.h"
+#include "app/views/fate.h"
+#include "app/views/traffic_summary.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+void print_fate(Session &session, const host::asic::PacketHeader &packet, const host::asic::Fate &fate) {
+  *session.out << to_text(packet) << ": matched " << match_text(fate) << ": " << destination_text(fate) << '\n';
+}
+
+void send_described(Session &session, const Arguments &arguments) {
+  const DescribedPacket packet = parse_packet(arguments.line(), arguments.start(), session.device.interfaces());
+  print_fate(session, packet.header, session.device.inject(packet.ifindex, packet.header));
+}
+
+void send_capture(Session &session, Arguments &arguments) {
+  const std::string path(arguments.next("the capture").text);
+  const Word port = arguments.take_option("in_port").value_or(Word{"1", 1});
+  const bool verbose = arguments.take_flag("-v");
+  arguments.finish();
+  const uint32_t ifindex = interface_named(port, session.device.interfaces());
+  TrafficSummary summary;
+  size_t number = 0;
+  for (const host::asic::PacketHeader &packet : read_capture(path)) {
+    const host::asic::Fate fate = session.device.inject(ifindex, packet);
+    summary.add(packet, fate);
+    ++number;
+    if (verbose) {
+      *session.out << std::setw(6) << number << "  ";
+      print_fate(session, packet, fate);
+    }
+  }
+  *session.out << '\n'
+               << session.style.heading(counted(number, "packet") + " of " + path + " into " + interface_name(ifindex))
+               << '\n';
+  summary.print(*session.out, session.style, session.device);
+}
+
+// A description has fields; anything else names a capture.
+bool is_description(std::string_view word) {
+  const std::string_view first = word.substr(0, word.find(','));
+  return first.find('=') != std::string_view::npos || is_shorthand(first);
+}
+
+void send(Session &session, Arguments &arguments) {
+  if (!arguments.empty() && is_description(arguments.first().text)) {
+    send_described(session, arguments);
+  } else {
+    send_capture(session, arguments);
+  }
+}
+
+constexpr Command kCommands[] = {
+    {"packet", "CAPTURE [in_port=PORT] [-v] | DESCRIPTION",
+     "send the packets of a pcap file, or one described packet\n"
+     "A capture enters on port 1 unless in_port says otherwise; -v shows every packet.\n"
+     "DESCRIPTION has the fields of a flow and len=N: in_port=3,dl_vlan=110,tcp,nw_dst=10.0.0.1,tp_dst=80,len=1500",
+     send, true},
+};
+
+}  // namespace
+
+std::span<const Command> packet_commands() {
+  return kCommands;
+}
+
+}  // namespace app

@@ -1,0 +1,81 @@
+// Commands about the shell itself.
+#include "app/commands/command.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+std::string usage(const Command &command) {
+  return concat(command.name, command.arguments.empty() ? "" : " ", command.arguments);
+}
+
+std::string_view first_line(std::string_view text) {
+  return text.substr(0, text.find('\n'));
+}
+
+void list_commands(Session &session) {
+  for (const CommandGroup &group : command_groups()) {
+    *session.out << session.style.heading(group.title) << '\n';
+    Table table{std::vector<Column>(2)};
+    for (const Command &command : group.commands) {
+      table.add({"  " + usage(command), std::string(first_line(command.help))});
+    }
+    table.print(*session.out, session.style);
+  }
+}
+
+// Describes the commands whose names begin with the words given; returns how many there are.
+size_t describe(Session &session, std::string_view beginning) {
+  size_t found = 0;
+  for (const CommandGroup &group : command_groups()) {
+    for (const Command &command : group.commands) {
+      if (command.name == beginning || command.name.starts_with(concat(beginning, " "))) {
+        *session.out << session.style.heading(usage(command)) << '\n' << command.help << '\n';
+        ++found;
+      }
+    }
+  }
+  return found;
+}
+
+void help(Session &session, Arguments &arguments) {
+  if (arguments.empty()) {
+    list_commands(session);
+    return;
+  }
+  const Word first = arguments.next("");
+  std::string name(first.text);
+  while (const auto word = arguments.next_if_any()) {
+    name += concat(" ", word->text);
+  }
+  if (describe(session, name) == 0) {
+    throw TextError(first.column, concat("unknown command '", name, "'; 'help' lists them all"));
+  }
+}
+
+void echo(Session &session, Arguments &arguments) {
+  const std::string_view text = arguments.line().substr(arguments.start());
+  const size_t begin = text.find_first_not_of(' ');
+  *session.out << session.style.heading(begin == std::string_view::npos ? "" : text.substr(begin)) << '\n';
+}
+
+void quit(Session &session, Arguments &arguments) {
+  arguments.finish();
+  session.finished = true;
+}
+
+constexpr Command kCommands[] = {
+    {"help", "[COMMAND]", "list the commands, or describe one", help, true},
+    {"echo", "[TEXT]", "print a line", echo},
+    {"quit", "", "leave; so does the end of the input", quit},
+};
+
+}  // namespace
+
+std::span<const Command> shell_commands() {
+  return kCommands;
+}
+
+}  // namespace app

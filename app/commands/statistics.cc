@@ -1,0 +1,128 @@
+// Commands about counters and the clock that they are collected by.
+#include <algorithm>
+#include <limits>
+
+#include "agent/requests.h"
+#include "agent/responses.h"
+#include "agent/status.h"
+#include "agent/table_view.h"
+#include "app/commands/command.h"
+#include "app/commands/command_error.h"
+#include "oftab/oftab.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+StatisticsResponse ask(Session &session, uint32_t op, std::span<const uint32_t> seq_nos = {}) {
+  StatisticsResponse response = submit_statistics(session.device, statistics_request(op, seq_nos));
+  if (response.status != OFTAB_OK) {
+    throw CommandError(concat("statistics: ", status_text(response.status)));
+  }
+  return response;
+}
+
+void print(Session &session, const StatisticsResponse &response) {
+  Table table({{"Seq", Column::Right}, {"Packets", Column::Right}, {"Bytes", Column::Right}, {"Status"}});
+  for (const StatisticsResponse::Entry &entry : response.entries) {
+    table.add({std::to_string(entry.seq_no), std::to_string(entry.packets), std::to_string(entry.bytes),
+               status_text(entry.status)});
+  }
+  table.print(*session.out, session.style);
+}
+
+void list_statistics(Session &session, Arguments &arguments) {
+  std::vector<uint32_t> seq_nos;
+  do {
+    seq_nos.push_back(
+        static_cast<uint32_t>(arguments.next_number(0, std::numeric_limits<uint32_t>::max(), "a sequence number")));
+  } while (!arguments.empty());
+  print(session, ask(session, OFTAB_STATS_LISTED, seq_nos));
+}
+
+void all_statistics(Session &session, Arguments &arguments) {
+  arguments.finish();
+  print(session, ask(session, OFTAB_STATS_ALL));
+}
+
+void clear_statistics(Session &session, Arguments &arguments) {
+  arguments.finish();
+  *session.out << "counters of " << counted(ask(session, OFTAB_STATS_CLEAR).count, "flow") << " cleared\n";
+}
+
+void add_row(Table &table, const InstalledFlow &each) {
+  table.add({std::to_string(each.packets), std::to_string(each.bytes), std::to_string(*each.flow.seq_no),
+             std::to_string(each.index), to_text(each.flow.actions), to_text(each.flow.match)});
+}
+
+void show_counters(Session &session, Arguments &arguments) {
+  const size_t top = arguments.take_number("top", 1, OFTAB_FLOW_CAPACITY, OFTAB_FLOW_CAPACITY);
+  arguments.finish();
+  std::vector<InstalledFlow> flows = installed_flows(session.device);
+  const size_t all = flows.size();
+  std::erase_if(flows, [](const InstalledFlow &each) { return each.packets == 0; });
+  std::stable_sort(flows.begin(), flows.end(),
+                   [](const InstalledFlow &a, const InstalledFlow &b) { return a.packets > b.packets; });
+  const oftab_sw_entry_t &catch_all = oftab_hw_rsrc_g.catch_all_entry;
+  Table table({{"Packets", Column::Right},
+               {"Bytes", Column::Right},
+               {"Seq", Column::Right},
+               {"Index", Column::Right},
+               {"Actions"},
+               {"Match"}});
+  uint64_t packets = catch_all.pkt_cnt;
+  uint64_t bytes = catch_all.byte_cnt;
+  for (size_t i = 0; i < flows.size(); ++i) {
+    packets += flows[i].packets;
+    bytes += flows[i].bytes;
+    if (i < top) {
+      add_row(table, flows[i]);
+    }
+  }
+  table.add_rule();
+  table.add({std::to_string(catch_all.pkt_cnt), std::to_string(catch_all.byte_cnt), "-",
+             std::to_string(OFTAB_CATCH_ALL_INDEX), to_text(actions_of(catch_all, session.device.interfaces())),
+             "no flow (the catch-all entry)"});
+  table.add({std::to_string(packets), std::to_string(bytes), "-", "-", "", "total"});
+  table.print(*session.out, session.style);
+  *session.out << flows.size() << " of " << counted(all, "flow") << " counted packets; the clock stands at "
+               << session.device.clock().now() << " s, collections come every 10 s\n";
+}
+
+// N, Ns or Nm.
+uint32_t seconds_in(Word word) {
+  const bool minutes = word.text.ends_with('m');
+  if (minutes || word.text.ends_with('s')) {
+    word.text.remove_suffix(1);
+  }
+  constexpr uint64_t longest = 1000000;
+  return static_cast<uint32_t>(number_in(word, 1, longest, "a time in seconds") * (minutes ? 60 : 1));
+}
+
+void advance(Session &session, Arguments &arguments) {
+  const uint32_t seconds = seconds_in(arguments.next("the time"));
+  arguments.finish();
+  session.device.advance(seconds);
+  *session.out << "the clock stands at " << session.device.clock().now() << " s\n";
+}
+
+constexpr Command kCommands[] = {
+    {"counters", "[top=N]",
+     "show what flows have counted, the busiest first\n"
+     "These are the library's totals, as of its last collection: 'advance 10s' brings the next one.",
+     show_counters, true},
+    {"stats list", "SEQ...", "ask the library for the counters of some flows", list_statistics},
+    {"stats all", "", "ask the library for the counters of all flows", all_statistics, true},
+    {"stats clear", "", "clear the counters of all flows", clear_statistics},
+    {"advance", "TIME", "let time pass (10, 10s, 2m): every 10 s the library collects its counters", advance},
+};
+
+}  // namespace
+
+std::span<const Command> statistics_commands() {
+  return kCommands;
+}
+
+}  // namespace app

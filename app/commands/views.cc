@@ -1,0 +1,131 @@
+// Commands that show the table and the TCAM.
+#include <algorithm>
+
+#include "agent/flow.h"
+#include "agent/interface_names.h"
+#include "agent/table_view.h"
+#include "app/commands/command.h"
+#include "app/commands/command_error.h"
+#include "app/views/tcam_map.h"
+#include "oftab/oftab.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+// A shell context whose lines go to the session's output, until that cannot take more.
+void *shell_context(Session &session) {
+  return session.device.shell().context([&session](std::string_view line) {
+    *session.out << line << std::flush;
+    return session.out->good();
+  });
+}
+
+void show_sw_table(Session &session, Arguments &arguments) {
+  arguments.finish();
+  oftab_show_openflow_sw_table(shell_context(session));
+}
+
+void show_policy(Session &session, Arguments &arguments) {
+  arguments.finish();
+  oftab_show_openflow_policy(shell_context(session));
+}
+
+void show_tcam(Session &session, Arguments &arguments) {
+  const auto first = static_cast<uint32_t>(arguments.next_number(0, UINT32_MAX, "a TCAM index"));
+  const auto last =
+      static_cast<uint32_t>(arguments.empty() ? first : arguments.next_number(0, UINT32_MAX, "a TCAM index"));
+  arguments.finish();
+  oftab_display_cache_tcam(shell_context(session), first, last);
+}
+
+void show_map(Session &session, Arguments &arguments) {
+  arguments.finish();
+  print_tcam_map(*session.out, session.style, session.device);
+}
+
+std::string range_text(const oftab_tcam_tbl_t &table) {
+  return table.entries_allocated == 0 ? "none" : concat(table.tcam_st_idx, " to ", table.tcam_end_idx);
+}
+
+void add_table_rows(Table &rows, const oftab_tcam_tbl_t &table) {
+  const auto records = table_records();
+  const auto live = std::count_if(records.begin(), records.end(), is_live);
+  rows.add({"Flows", std::to_string(live)});
+  rows.add({"TCAM indices", range_text(table)});
+  rows.add({"Holes", std::to_string(static_cast<long>(records.size()) - live)});
+  rows.add({"Free entries", concat(table.free_entries, " of ", +OFTAB_FLOW_CAPACITY)});
+}
+
+void show_tables(Session &session, Arguments &arguments) {
+  arguments.finish();
+  if (oftab_hw_rsrc_g.current_table == nullptr) {
+    throw CommandError("the library is not initialised");
+  }
+  host::asic::Asic &asic = session.device.asic();
+  const oftab_sw_entry_t &catch_all = oftab_hw_rsrc_g.catch_all_entry;
+  Table rows{std::vector<Column>(2)};
+  add_table_rows(rows, *oftab_hw_rsrc_g.current_table);
+  rows.add({"Catch-all entry", concat(to_text(actions_of(catch_all, session.device.interfaces())), ", ",
+                                      counted(catch_all.pkt_cnt, "packet"))});
+  rows.add({"Hardware counters", std::to_string(asic.counters().ids().size())});
+  rows.add({"Replication trees", std::to_string(asic.trees().indices().size())});
+  rows.add({"OpenFlow interfaces", std::to_string(oftab_hw_rsrc_g.intf_count)});
+  rows.add({"Port channels", std::to_string(session.device.interfaces().port_channels().size())});
+  rows.add({"Clock", std::to_string(session.device.clock().now()) + " s"});
+  rows.print(*session.out, session.style);
+}
+
+void show_trees(Session &session, Arguments &arguments) {
+  arguments.finish();
+  Table table({{"Multicast index", Column::Right}, {"Flows"}, {"Ports"}});
+  const host::asic::Trees &trees = session.device.asic().trees();
+  for (const uint32_t index : trees.indices()) {
+    std::string flows;
+    for (const oftab_sw_entry_t &record : table_records()) {
+      if (is_live(record) && record.mcst_idx == index) {
+        flows += concat(flows.empty() ? "" : ",", record.seq_no);
+      }
+    }
+    std::vector<uint32_t> ports;
+    for (const uint8_t port : trees.ports(index)) {
+      ports.push_back(sdk_port_ifindex(port));
+    }
+    table.add({std::to_string(index), flows, interface_names(ports)});
+  }
+  table.print(*session.out, session.style);
+}
+
+void audit(Session &session, Arguments &arguments) {
+  arguments.finish();
+  std::vector<std::string> findings = host::audit(session.device.asic(), session.audit_exceptions);
+  const auto &violations = session.device.violations().list();
+  findings.insert(findings.end(), violations.begin(), violations.end());
+  for (const std::string &finding : findings) {
+    *session.out << session.style.bad(finding) << '\n';
+  }
+  if (!findings.empty()) {
+    throw CommandError(concat("audit: ", counted(findings.size(), "finding")));
+  }
+  *session.out << session.style.good("audit: tables and hardware agree") << '\n';
+}
+
+constexpr Command kCommands[] = {
+    {"tables", "", "show how full the table and the hardware are", show_tables},
+    {"map", "", "show a map of the TCAM: live flows, holes, stranded records", show_map, true},
+    {"trees", "", "list the replication trees and the flows that use them", show_trees, true},
+    {"show sw-table", "", "the library's view of its software table", show_sw_table, true},
+    {"show policy", "", "the library's view of its flows, one line each", show_policy, true},
+    {"show tcam", "FIRST [LAST]", "the hardware's records, field by field", show_tcam, true},
+    {"audit", "", "check that the library's table and the hardware agree", audit},
+};
+
+}  // namespace
+
+std::span<const Command> view_commands() {
+  return kCommands;
+}
+
+}  // namespace app

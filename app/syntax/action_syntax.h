@@ -1,0 +1,18 @@
+// The actions of a flow: "drop", "normal", "output:1,output:pc2", "controller:3", "output:1,controller".
+#ifndef APP_SYNTAX_ACTION_SYNTAX_H
+#define APP_SYNTAX_ACTION_SYNTAX_H
+
+#include <string_view>
+
+#include "agent/flow.h"
+#include "agent/text.h"
+#include "host/services/interfaces.h"
+
+namespace app {
+
+// Throws a TextError.
+agent::Actions parse_actions(const agent::Word &text, const host::services::Interfaces &interfaces);
+
+}  // namespace app
+
+#endif

@@ -1,0 +1,50 @@
+#include "app/syntax/capture.h"
+
+#include <pcap.h>
+
+#include <memory>
+
+#include "agent/text.h"
+#include "app/commands/command_error.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+using Capture = std::unique_ptr<pcap_t, decltype(&pcap_close)>;
+
+Capture open_capture(const std::string &path) {
+  char error[PCAP_ERRBUF_SIZE];
+  Capture capture(pcap_open_offline(path.c_str(), error), &pcap_close);
+  if (!capture) {
+    const std::string reason = error;
+    throw CommandError(reason.starts_with(path) ? reason : path + ": " + reason);
+  }
+  if (pcap_datalink(capture.get()) != DLT_EN10MB) {
+    const char *name = pcap_datalink_val_to_name(pcap_datalink(capture.get()));
+    throw CommandError(
+        concat(path, ": not an Ethernet capture, its link type is ", name == nullptr ? "unknown" : name));
+  }
+  return capture;
+}
+
+}  // namespace
+
+std::vector<host::asic::PacketHeader> read_capture(const std::string &path) {
+  const Capture capture = open_capture(path);
+  std::vector<host::asic::PacketHeader> packets;
+  pcap_pkthdr *header = nullptr;
+  const u_char *bytes = nullptr;
+  int status = 0;
+  while ((status = pcap_next_ex(capture.get(), &header, &bytes)) == 1) {
+    packets.push_back(host::asic::parse_frame({bytes, header->caplen}, header->len));
+  }
+  if (status != PCAP_ERROR_BREAK) {
+    throw CommandError(concat(path, ": packet ", packets.size() + 1, ": ", pcap_geterr(capture.get())));
+  }
+  return packets;
+}
+
+}  // namespace app

@@ -1,0 +1,18 @@
+// Reading pcap files.
+#ifndef APP_SYNTAX_CAPTURE_H
+#define APP_SYNTAX_CAPTURE_H
+
+#include <string>
+#include <vector>
+
+#include "host/asic/packet.h"
+
+namespace app {
+
+// The packets of an Ethernet capture, in order. A CommandError that names the file, and the packet if one is to blame,
+// for a file that cannot be used to its end.
+std::vector<host::asic::PacketHeader> read_capture(const std::string &path);
+
+}  // namespace app
+
+#endif

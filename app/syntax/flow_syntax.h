@@ -1,0 +1,30 @@
+// Flows in the syntax of the standard OpenFlow command-line client, one a line:
+//
+//   priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:2
+//
+// Commas or spaces separate the fields; actions come last; '#' begins a comment. Beyond that syntax, seq=N gives the
+// flow its sequence number. What the hardware cannot match or do is refused, never approximated.
+#ifndef APP_SYNTAX_FLOW_SYNTAX_H
+#define APP_SYNTAX_FLOW_SYNTAX_H
+
+#include <optional>
+#include <string_view>
+
+#include "agent/flow.h"
+#include "agent/text.h"
+#include "host/services/interfaces.h"
+
+namespace app {
+
+enum class FlowRole {
+  Complete,  // a flow: its actions must be there
+  Selection  // which flows are meant: actions must not be there
+};
+
+// Reads the flow that begins at byte `start` of `line`. Throws a TextError.
+agent::Flow parse_flow(std::string_view line, size_t start, FlowRole role,
+                       const host::services::Interfaces &interfaces);
+
+}  // namespace app
+
+#endif

@@ -1,0 +1,34 @@
+#include "app/terminal/progress.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+namespace app {
+
+namespace {
+
+constexpr size_t kStep = 2;      // per cent
+constexpr size_t kWorthIt = 50;  // fewer steps are done at once
+
+}  // namespace
+
+Progress::Progress(std::string what, size_t total)
+    : what_(std::move(what)), total_(total), shows_(total >= kWorthIt && isatty(STDERR_FILENO) != 0) {}
+
+Progress::~Progress() {
+  if (shown_percent_ != 0) {
+    std::fprintf(stderr, "\r\033[K");
+  }
+}
+
+void Progress::update(size_t done) {
+  const size_t percent = 100 * done / total_;
+  if (shows_ && percent >= shown_percent_ + kStep) {
+    shown_percent_ = percent;
+    std::fprintf(stderr, "\r%s: %zu %%", what_.c_str(), percent);
+  }
+}
+
+}  // namespace app

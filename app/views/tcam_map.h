@@ -1,0 +1,16 @@
+// A map of the TCAM: what stands at each of its indices.
+#ifndef APP_VIEWS_TCAM_MAP_H
+#define APP_VIEWS_TCAM_MAP_H
+
+#include <ostream>
+
+#include "app/views/format.h"
+#include "host/switch.h"
+
+namespace app {
+
+void print_tcam_map(std::ostream &out, Style style, host::Switch &device);
+
+}  // namespace app
+
+#endif

@@ -1,0 +1,150 @@
+#include "app/views/traffic_summary.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "agent/flow.h"
+#include "agent/interface_names.h"
+#include "agent/table_view.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+using host::asic::Fate;
+using host::asic::PacketHeader;
+
+constexpr size_t kFlowsShown = 10;
+constexpr size_t kPortsInLine = 8;
+
+constexpr const char *kClassNames[] = {"ARP", "IPv4 TCP", "IPv4 UDP", "IPv4 ICMP", "IPv4 other", "IPv6", "Other"};
+
+}  // namespace
+
+TrafficSummary::Counts &TrafficSummary::Counts::operator+=(const Counts &other) {
+  packets += other.packets;
+  bytes += other.bytes;
+  tagged += other.tagged;
+  copied += other.copied;
+  for (size_t i = 0; i < outcomes.size(); ++i) {
+    outcomes[i] += other.outcomes[i];
+  }
+  return *this;
+}
+
+TrafficSummary::Class TrafficSummary::class_of(const PacketHeader &packet) {
+  switch (packet.ethertype) {
+    case kArp:
+      return Arp;
+    case kIpv6:
+      return Ipv6;
+    case kIpv4:
+      return packet.proto == kTcp ? Tcp : packet.proto == kUdp ? Udp : packet.proto == kIcmp ? Icmp : OtherIpv4;
+    default:
+      return Other;
+  }
+}
+
+void TrafficSummary::add(const PacketHeader &packet, const Fate &fate) {
+  Counts one{1, packet.length, packet.vlan ? 1U : 0U, {}, is_copied(fate) ? 1U : 0U};
+  one.outcomes[static_cast<size_t>(outcome_of(fate))] = 1;
+  classes_[class_of(packet)] += one;
+  if (fate.tcam_index) {
+    ++by_index_[*fate.tcam_index];
+  }
+  for (const uint8_t port : fate.sdk_ports) {
+    ++by_port_[port];
+  }
+}
+
+void TrafficSummary::print(std::ostream &out, Style style, host::Switch &device) const {
+  if (std::all_of(classes_.begin(), classes_.end(), [](const Counts &each) { return each.packets == 0; })) {
+    return;
+  }
+  print_classes(out, style);
+  print_flows(out, style, device);
+  print_ports(out, style);
+}
+
+void TrafficSummary::add_row(Table &table, const char *name, const Counts &counts) {
+  std::vector<std::string> row{name, std::to_string(counts.packets), std::to_string(counts.bytes),
+                               std::to_string(counts.tagged)};
+  for (const uint64_t packets : counts.outcomes) {
+    row.push_back(packets == 0 ? "-" : std::to_string(packets));
+  }
+  row.push_back(counts.copied == 0 ? "-" : std::to_string(counts.copied));
+  table.add(std::move(row));
+}
+
+void TrafficSummary::print_classes(std::ostream &out, Style style) const {
+  Table table({{"Class"},
+               {"Packets", Column::Right},
+               {"Bytes", Column::Right},
+               {"Tagged", Column::Right},
+               {"Normal", Column::Right},
+               {"Output", Column::Right},
+               {"Controller", Column::Right},
+               {"Dropped", Column::Right},
+               {"Unmatched", Column::Right},
+               {"CPU copies", Column::Right}});
+  Counts total;
+  for (size_t i = 0; i < classes_.size(); ++i) {
+    if (classes_[i].packets != 0) {
+      add_row(table, kClassNames[i], classes_[i]);
+      total += classes_[i];
+    }
+  }
+  table.add_rule();
+  add_row(table, "Total", total);
+  table.print(out, style);
+}
+
+void TrafficSummary::print_flows(std::ostream &out, Style style, host::Switch &device) const {
+  std::vector<std::pair<uint64_t, InstalledFlow>> hits;
+  for (InstalledFlow &flow : installed_flows(device)) {
+    if (const auto hit = by_index_.find(flow.index); hit != by_index_.end()) {
+      hits.emplace_back(hit->second, std::move(flow));
+    }
+  }
+  if (hits.empty()) {
+    return;
+  }
+  const size_t shown = std::min(hits.size(), kFlowsShown);
+  std::stable_sort(hits.begin(), hits.end(), [](const auto &a, const auto &b) { return a.first > b.first; });
+  out << '\n' << counted(hits.size(), "flow") << " hit" << (shown < hits.size() ? ", the busiest:" : ":") << '\n';
+  Table table({{"Packets", Column::Right},
+               {"Seq", Column::Right},
+               {"Index", Column::Right},
+               {"Priority", Column::Right},
+               {"Actions"},
+               {"Match"}});
+  for (size_t i = 0; i < shown; ++i) {
+    const auto &[packets, hit] = hits[i];
+    table.add({std::to_string(packets), std::to_string(*hit.flow.seq_no), std::to_string(hit.index),
+               std::to_string(priority_of(hit.flow)), to_text(hit.flow.actions), to_text(hit.flow.match)});
+  }
+  table.print(out, style);
+}
+
+void TrafficSummary::print_ports(std::ostream &out, Style style) const {
+  if (by_port_.empty()) {
+    return;
+  }
+  out << '\n' << style.heading("Packets by output port") << '\n';
+  Table table{std::vector<Column>(kPortsInLine)};
+  std::vector<std::string> row;
+  for (const auto &[port, packets] : by_port_) {
+    row.push_back(concat(interface_name(sdk_port_ifindex(port)), " ", packets));
+    if (row.size() == kPortsInLine) {
+      table.add(std::exchange(row, {}));
+    }
+  }
+  if (!row.empty()) {
+    table.add(row);
+  }
+  table.print(out, style);
+}
+
+}  // namespace app
