@@ -20,7 +20,7 @@ void *HDM_HDIM_LIF_IF(void *lif);
 /* Non-zero when the interface (not null) is a port channel. */
 int HDM_HDIM_IF_IS_PC(void *interface);
 
-/* The port channel of an interface for which HDM_HDIM_IF_IS_PC answers non-zero. */
+/* The port channel of an interface for which HDM_HDIM_IF_IS_PC answers non-zero; null when it has none: no members. */
 void *HDM_HDIM_IF_PC(void *interface);
 
 /* The member that follows `previous` (null: the first member); null when there are no more. */

@@ -128,13 +128,15 @@ TEST_F(Interfaces, LldpIsSetForEveryMemberInTurn) {
   sw.interfaces().join(port(8), kPc);
   sw.call_log().set_on(true);
   sw.faults().fail("libsdk_port_static_match_enable_set", 2, 77);
+  sw.faults().fail("HDM_HDIM_FIND_LIF", 2, 77);       // of port 1, which is asked for its port all the same
   EXPECT_EQ(oftab_update_lldp_sm_mask(kPc, 1), 115);  // the ASIC has no port 0
   EXPECT_EQ(request(kAdd, {port(1), kUnknown}).handler_result, 0);
   EXPECT_THAT(sw.call_log().lines(), ElementsAre("libsdk_port_static_match_enable_set(port 10, match 7, enable 1) = 0",
                                                  "libsdk_port_static_match_enable_set(port 4, match 7, enable 1) = 77",
                                                  "libsdk_port_static_match_enable_set(port 0, match 7, enable 1) = 115",
                                                  "libsdk_port_static_match_enable_set(port 2, match 7, enable 0) = 0"));
-  EXPECT_EQ(traced(103).size(), 2U);  // port 4 and the unknown interface
+  EXPECT_THAT(traced(103), ElementsAre("oftab_update_lldp_sm_mask: no port for ifindex 0x1a004000 \n",
+                                       "oftab_update_lldp_sm_mask: no port for ifindex 0x1b020000 \n"));
 }
 
 TEST_F(Interfaces, DeleteWithoutMemoryChangesNothing) {

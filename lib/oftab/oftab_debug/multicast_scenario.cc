@@ -80,7 +80,7 @@ bool set_outputs(port_group &ports) {
     }
     HDM_HDIM_LIF_IF(lif);
     uint8_t sdk_port = 0;
-    if (find_sdk_port(OUTPUTS[i], &sdk_port)) {
+    if (find_sdk_port(op, OUTPUTS[i], &sdk_port)) {
       set_port(ports, sdk_port);
     }
     TRACE_DETAIL_IN(op, " %d/%d ,ifindex:%#x asic port:%d \n", i, OUTPUT_COUNT, OUTPUTS[i], sdk_port);

@@ -173,14 +173,11 @@ int32_t oftab_add_intf(uint32_t ifindex) {
 
 int32_t oftab_update_lldp_sm_mask(uint32_t ifindex, uint32_t value) {
   int32_t rc = 0;
-  void *interface = find_interface(ifindex);
-  if (interface == nullptr) {
-    return rc;
-  }
-  if (HDM_HDIM_IF_IS_PC(interface) != 0) {
-    for_each_member_port(interface, [&](uint32_t, uint8_t sdk_port) { rc = set_lldp(sdk_port, value); });
+  void *port_channel = find_port_channel(ifindex);
+  if (port_channel != nullptr) {
+    for_each_member_port(__func__, port_channel, [&](uint32_t, uint8_t sdk_port) { rc = set_lldp(sdk_port, value); });
     return rc;
   }
   uint8_t sdk_port = 0;
-  return find_sdk_port(ifindex, &sdk_port) ? set_lldp(sdk_port, value) : rc;
+  return find_sdk_port(__func__, ifindex, &sdk_port) ? set_lldp(sdk_port, value) : rc;
 }

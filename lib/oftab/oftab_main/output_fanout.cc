@@ -134,17 +134,14 @@ void record_port_channel(oftab_sw_entry_t &entry, uint32_t pc_ifindex, uint32_t 
 // Sets the port of one output, or of each member of a port channel, and leaves the last one in *last_port.
 void set_output_ports(oftab_sw_entry_t &entry, uint32_t ifindex, uint32_t seq_no, uint8_t *last_port) {
   static const char op[] = "oftab_process_l2_redirect_action";
-  void *interface = find_interface(ifindex);
-  if (interface == nullptr) {
-    return;
-  }
-  if (HDM_HDIM_IF_IS_PC(interface) == 0) {
-    if (find_sdk_port(ifindex, last_port)) {
+  void *port_channel = find_port_channel(ifindex);
+  if (port_channel == nullptr) {
+    if (find_sdk_port(op, ifindex, last_port)) {
       set_port(entry.out_ports, *last_port);
     }
     return;
   }
-  for_each_member_port(interface, [&](uint32_t member, uint8_t sdk_port) {
+  for_each_member_port(op, port_channel, [&](uint32_t member, uint8_t sdk_port) {
     set_port(entry.out_ports, sdk_port);
     TRACE_DETAIL_IN(op, "PC %x mem if index = %x asic port:%d \n", ifindex, member, sdk_port);
     *last_port = sdk_port;

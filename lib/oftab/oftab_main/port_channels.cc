@@ -104,7 +104,7 @@ bool outputs_to(const pc_entry &record, const oftab_sw_entry_t &entry) {
 void update_member(oftab_sw_entry_t &entry, uint32_t member_ifindex, bool add) {
   static const char op[] = "oftab_port_channel_intf_update";
   uint8_t sdk_port = 0;
-  if (!find_sdk_port(member_ifindex, &sdk_port)) {
+  if (!find_sdk_port(op, member_ifindex, &sdk_port)) {
     return;
   }
   if (add) {

@@ -120,7 +120,11 @@ void fill_response(const oftab_stats_query_req_t *request, oftab_stats_query_res
     return;
   }
   response->num_entries = used;
-  request->op == OFTAB_STATS_ALL ? answer_all(response, used) : clear_all();
+  if (request->op == OFTAB_STATS_ALL) {
+    answer_all(response, used);
+  } else {
+    clear_all();
+  }
 }
 
 int32_t answer(void *reply, void *buffer) {
