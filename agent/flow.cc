@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstdio>
+#include <initializer_list>
 #include <span>
 
 #include "agent/interface_names.h"
@@ -48,12 +49,12 @@ struct Printer {
 };
 
 constexpr Printer kPrinters[] = {
-    {Field::InPort, "in_port", port_text},        {Field::DlVlan, "dl_vlan", number_text},
-    {Field::DlSrc, "dl_src", masked_mac_text},    {Field::DlDst, "dl_dst", masked_mac_text},
-    {Field::DlType, "dl_type", hex_text},         {Field::NwSrc, "nw_src", masked_ip_text},
-    {Field::NwDst, "nw_dst", masked_ip_text},     {Field::NwTos, "nw_tos", number_text},
-    {Field::NwProto, "nw_proto", number_text},    {Field::TpSrc, "tp_src", masked_number_text},
-    {Field::TpDst, "tp_dst", masked_number_text},
+    {Field::InPort, "in_port", port_text},          {Field::DlVlan, "dl_vlan", number_text},
+    {Field::DlVlanPcp, "dl_vlan_pcp", number_text}, {Field::DlSrc, "dl_src", masked_mac_text},
+    {Field::DlDst, "dl_dst", masked_mac_text},      {Field::DlType, "dl_type", hex_text},
+    {Field::NwSrc, "nw_src", masked_ip_text},       {Field::NwDst, "nw_dst", masked_ip_text},
+    {Field::NwTos, "nw_tos", number_text},          {Field::NwProto, "nw_proto", number_text},
+    {Field::TpSrc, "tp_src", masked_number_text},   {Field::TpDst, "tp_dst", masked_number_text},
 };
 
 // ICMP type and code stand where TCP and UDP have their ports.
@@ -111,6 +112,27 @@ const char *protocol_name(uint64_t protocol) {
   }
 }
 
+Match normalised(Match match) {
+  const Masked type = match[Field::DlType];
+  const bool ip = type == Masked{kIpv4, kExactEthertype};
+  const bool arp = type == Masked{kArp, kExactEthertype};
+  const Masked protocol = match[Field::NwProto];
+  const bool has_ports = ip && protocol.mask == kExactProtocol && protocol_name(protocol.value) != nullptr;
+  const auto keep = [&](std::initializer_list<Field> fields, bool kept) {
+    for (const Field field : fields) {
+      match[field].mask &= kept ? ~uint64_t{0} : 0;
+    }
+  };
+  keep({Field::NwSrc, Field::NwDst, Field::NwProto}, ip || arp);
+  keep({Field::NwTos}, ip);
+  keep({Field::TpSrc, Field::TpDst}, has_ports);
+  keep({Field::DlVlanPcp}, match[Field::DlVlan] != Masked{kUntagged, kExactVlan});
+  for (Masked &field : match.fields) {
+    field.value &= field.mask;
+  }
+  return match;
+}
+
 bool covers(const Match &outer, const Match &inner) {
   for (size_t i = 0; i < outer.fields.size(); ++i) {
     const Masked &out = outer.fields[i];
@@ -134,21 +156,6 @@ std::string to_text(const Match &match) {
     append(text, ports);
   }
   return text.empty() ? "any" : text;
-}
-
-std::string to_text(const Actions &actions) {
-  const char *beside = actions.copy_to_controller ? " + controller" : "";
-  switch (actions.kind) {
-    case Actions::Kind::Drop:
-      return concat("drop", beside);
-    case Actions::Kind::Normal:
-      return concat("normal", beside);
-    case Actions::Kind::Output:
-      return concat("output ", actions.outputs.empty() ? "nowhere" : interface_names(actions.outputs), beside);
-    case Actions::Kind::Controller:
-      break;
-  }
-  return "controller";
 }
 
 std::string ip_text(uint32_t address) {

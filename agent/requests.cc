@@ -38,22 +38,21 @@ oftab_match_t match_block(const Match &match, uint64_t Masked::*part) {
   return block;
 }
 
-uint32_t result_type(Actions::Kind kind) {
+uint32_t result_type(HardwareActions::Kind kind) {
   switch (kind) {
-    case Actions::Kind::Normal:
+    case HardwareActions::Kind::Normal:
       return OFTAB_ACTION_PERMIT;
-    case Actions::Kind::Drop:
+    case HardwareActions::Kind::Drop:
       return OFTAB_ACTION_DENY;
-    case Actions::Kind::Output:
+    case HardwareActions::Kind::Output:
       return OFTAB_ACTION_OUTPORT;
-    case Actions::Kind::Controller:
+    case HardwareActions::Kind::Controller:
       break;
   }
   return OFTAB_ACTION_CONTROLLER;
 }
 
-void append_flow(Bytes &message, const Flow &flow, uint32_t priority) {
-  const Actions &actions = flow.actions;
+void append_flow(Bytes &message, const Flow &flow, const HardwareActions &actions, uint32_t priority) {
   oftab_flow_t record{};
   record.priority = priority;
   record.seq_no = flow.seq_no.value_or(0);
@@ -82,16 +81,14 @@ Bytes begin(uint32_t operation, size_t count) {
 Bytes flow_request(uint32_t entry_op, std::span<const Flow> flows) {
   Bytes message = begin<oftab_entry_update_req_t>(entry_op, flows.size());
   for (const Flow &flow : flows) {
-    append_flow(message, flow, priority_of(flow));
+    append_flow(message, flow, lowered(flow.actions), priority_of(flow));
   }
   return message;
 }
 
-Bytes catch_all_request(const Actions &actions) {
+Bytes catch_all_request(const HardwareActions &actions) {
   Bytes message = begin<oftab_entry_update_req_t>(OFTAB_ENTRY_ADD, 1);
-  Flow flow;
-  flow.actions = actions;
-  append_flow(message, flow, OFTAB_CATCH_ALL_PRIORITY);
+  append_flow(message, Flow{}, actions, OFTAB_CATCH_ALL_PRIORITY);
   return message;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/flow.h"
+#include "agent/hardware.h"
 
 namespace agent {
 
@@ -14,11 +15,12 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr size_t kMostRecords = 65535;  // that one request can carry
 
-// Add or modify (`entry_op`). Every flow has its sequence number, which is its context too.
+// Add or modify (`entry_op`). Every flow is one that the hardware serves, and has its sequence number, which is its
+// context too.
 Bytes flow_request(uint32_t entry_op, std::span<const Flow> flows);
 
 // Adds the catch-all entry, which changes its action.
-Bytes catch_all_request(const Actions &actions);
+Bytes catch_all_request(const HardwareActions &actions);
 
 Bytes delete_request(std::span<const uint32_t> seq_nos);
 Bytes purge_request();

@@ -21,13 +21,14 @@ Masked vlan_of(const oftab_sw_entry_t &record, const host::asic::Vlans &vlans) {
   if (bd.mask == 0) {
     return {};
   }
+  const uint64_t exact = bd.mask == hw::ones(hw::ip_key::bd) ? kExactVlan : bd.mask;
   const uint16_t remembered = oftab_hw_rsrc_g.bd_vlan[bd.value % OFTAB_BD_COUNT];
   for (uint32_t vlan = remembered, tried = 0; tried < OFTAB_BD_COUNT; ++tried, vlan = (vlan + 1) % OFTAB_BD_COUNT) {
     if (vlans.bridge_domain(vlan) == bd.value) {
-      return {vlan, bd.mask};
+      return {vlan, exact};
     }
   }
-  return {remembered, bd.mask};
+  return {remembered, exact};
 }
 
 // A record that matches one interface compares the whole interface id.
@@ -81,6 +82,15 @@ std::vector<uint32_t> outputs_of(const oftab_sw_entry_t &record, const host::ser
   return outputs;
 }
 
+Flow flow_of(const oftab_sw_entry_t &record, host::Switch &device, const HardwareActions &actions) {
+  Flow flow;
+  flow.seq_no = record.seq_no;
+  flow.priority = record.priority;
+  flow.match = match_of(record, device.asic().vlans());
+  flow.actions = raised(actions);
+  return flow;
+}
+
 // Those of the installed flows and of the given ones, rising.
 std::vector<uint32_t> taken_sequence_numbers(std::span<const Flow> flows) {
   std::vector<uint32_t> taken;
@@ -109,21 +119,22 @@ std::span<const oftab_sw_entry_t> table_records() {
 }
 
 // A copy beside the action carries another CPU code than the controller alone.
-Actions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces) {
+HardwareActions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces) {
   constexpr uint64_t copy_code = 4;
   const auto bit = [&](hw::field where) { return hw::get(record.hw.result, where); };
   const bool to_cpu = bit(hw::forward_result::cp_to_cpu) != 0;
   const bool has_fanout = record.result_kind == OFTAB_RESULT_OUTPORT ||
                           (record.result_kind == OFTAB_RESULT_CONTROLLER && hw::ltl_idx(record.hw.result) != 0);
-  Actions actions;
+  HardwareActions actions;
+  actions.kind = HardwareActions::Kind::Normal;
   actions.copy_to_controller = to_cpu && (has_fanout || bit(hw::forward_result::cpu_code) == copy_code);
   if (has_fanout) {
-    actions.kind = Actions::Kind::Output;
+    actions.kind = HardwareActions::Kind::Output;
     actions.outputs = outputs_of(record, interfaces);
   } else if (bit(hw::forward_result::drop) != 0) {
-    actions.kind = Actions::Kind::Drop;
+    actions.kind = HardwareActions::Kind::Drop;
   } else if (to_cpu && !actions.copy_to_controller) {
-    actions.kind = Actions::Kind::Controller;
+    actions.kind = HardwareActions::Kind::Controller;
   }
   return actions;
 }
@@ -132,9 +143,8 @@ std::vector<InstalledFlow> installed_flows(host::Switch &device) {
   std::vector<InstalledFlow> flows;
   for (const oftab_sw_entry_t &record : table_records()) {
     if (is_live(record)) {
-      Flow flow{record.seq_no, record.priority, match_of(record, device.asic().vlans()),
-                actions_of(record, device.interfaces()), 0};
-      flows.push_back({record.tcam_index, std::move(flow), record.pkt_cnt, record.byte_cnt});
+      const HardwareActions actions = actions_of(record, device.interfaces());
+      flows.push_back({record.tcam_index, flow_of(record, device, actions), actions, record.pkt_cnt, record.byte_cnt});
     }
   }
   return flows;

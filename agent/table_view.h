@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "agent/flow.h"
+#include "agent/hardware.h"
 #include "host/switch.h"
 #include "oftab/oftab.h"
 
@@ -21,13 +22,14 @@ inline bool is_live(const oftab_sw_entry_t &record) {
 }
 
 // What the hardware does with packets that match a record.
-Actions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces);
+HardwareActions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces);
 
 // A flow as table and hardware hold it.
 struct InstalledFlow {
   uint16_t index;
   Flow flow;
-  uint64_t packets;  // as of the last collection
+  HardwareActions hardware;  // its actions as the hardware has them
+  uint64_t packets;          // as of the last collection
   uint64_t bytes;
 };
 

@@ -115,12 +115,13 @@ size_t add_flows(Session &session, std::span<const Flow> flows, size_t batch, co
   return requests;
 }
 
-void modify_flows(Session &session, std::span<const InstalledFlow> flows, const Actions &actions) {
+void modify_flows(Session &session, std::span<const InstalledFlow> flows, const std::vector<Action> &actions) {
+  const HardwareActions wanted = lowered(actions);
   std::vector<Flow> to_replace;
   std::vector<Flow> to_modify;
   for (const InstalledFlow &installed : flows) {
     const bool loses_outputs =
-        installed.flow.actions.kind == Actions::Kind::Output && actions.kind != Actions::Kind::Output;
+        installed.hardware.kind == HardwareActions::Kind::Output && wanted.kind != HardwareActions::Kind::Output;
     std::vector<Flow> &changed = loses_outputs ? to_replace : to_modify;
     changed.push_back(installed.flow);
     changed.back().actions = actions;

@@ -23,7 +23,8 @@ size_t add_flows(Session &session, std::span<const agent::Flow> flows, size_t ba
 
 // Gives installed flows new actions. A flow that has outputs now and shall have none is deleted and added again: a
 // modification would leave it naming a multicast index that is no longer its own. Says so.
-void modify_flows(Session &session, std::span<const agent::InstalledFlow> flows, const agent::Actions &actions);
+void modify_flows(Session &session, std::span<const agent::InstalledFlow> flows,
+                  const std::vector<agent::Action> &actions);
 
 }  // namespace app
 

@@ -30,11 +30,17 @@ void print_range(Session &session) {
   *session.out << '\n';
 }
 
+Flow flow_numbered(uint32_t seq_no) {
+  Flow flow;
+  flow.seq_no = seq_no;
+  return flow;
+}
+
 void add_flow(Session &session, Arguments &arguments) {
   Flow flow = parse_flow(arguments.line(), arguments.start(), FlowRole::Complete, session.device.interfaces());
   assign_sequence_numbers({&flow, 1});
   add_flows(session, {&flow, 1}, 1, "");
-  for (const InstalledFlow &installed : selected_flows(session.device, Flow{flow.seq_no, flow.priority, {}, {}, 0})) {
+  for (const InstalledFlow &installed : selected_flows(session.device, flow_numbered(*flow.seq_no))) {
     *session.out << "flow " << *flow.seq_no << " added at index " << installed.index << '\n';
   }
 }
@@ -83,7 +89,7 @@ void modify_flow(Session &session, Arguments &arguments) {
     throw CommandError("no flow matches");
   }
   if (flows.empty()) {
-    flows.push_back({0, description, 0, 0});  // what an unknown sequence number means is the library's to say
+    flows.push_back({0, description, {}, 0, 0});  // what an unknown sequence number means is the library's to say
   }
   modify_flows(session, flows, description.actions);
   *session.out << counted(flows.size(), "flow") << " modified\n";
@@ -126,8 +132,8 @@ void compact(Session &session, Arguments &arguments) {
 void change_catch_all(Session &session, Arguments &arguments) {
   const Word word = arguments.next("the action");
   arguments.finish();
-  const Actions actions = parse_actions(word, session.device.interfaces());
-  if (actions.kind == Actions::Kind::Output || actions.copy_to_controller) {
+  const HardwareActions actions = lowered(parse_actions(word, session.device.interfaces()));
+  if (actions.kind == HardwareActions::Kind::Output || actions.copy_to_controller) {
     throw TextError(word.column, "the catch-all entry can drop, normal or controller");
   }
   require_success(submit_entries(session.device, catch_all_request(actions)), "catch-all");
@@ -148,7 +154,7 @@ void list_flows(Session &session, Arguments &arguments) {
                {"Match"}});
   for (const InstalledFlow &each : flows) {
     table.add({std::to_string(each.index), std::to_string(*each.flow.seq_no), std::to_string(priority_of(each.flow)),
-               std::to_string(each.packets), std::to_string(each.bytes), to_text(each.flow.actions),
+               std::to_string(each.packets), std::to_string(each.bytes), to_text(each.hardware),
                to_text(each.flow.match)});
   }
   table.print(*session.out, session.style);

@@ -54,7 +54,7 @@ void clear_statistics(Session &session, Arguments &arguments) {
 
 void add_row(Table &table, const InstalledFlow &each) {
   table.add({std::to_string(each.packets), std::to_string(each.bytes), std::to_string(*each.flow.seq_no),
-             std::to_string(each.index), to_text(each.flow.actions), to_text(each.flow.match)});
+             std::to_string(each.index), to_text(each.hardware), to_text(each.flow.match)});
 }
 
 void show_counters(Session &session, Arguments &arguments) {

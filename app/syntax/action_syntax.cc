@@ -1,7 +1,6 @@
 #include "app/syntax/action_syntax.h"
 
-#include <algorithm>
-
+#include "agent/hardware.h"
 #include "agent/interface_names.h"
 #include "app/syntax/match_syntax.h"
 
@@ -19,26 +18,33 @@ class ActionReader {
   explicit ActionReader(const Interfaces &interfaces) : interfaces_(interfaces) {}
 
   void take(const SplitWord &action);
-  Actions finish() const;
+  std::vector<Action> finish() const;
 
  private:
-  void set_kind(Actions::Kind kind, const SplitWord &action);
-  void take_plain(Actions::Kind kind, const SplitWord &action);
+  void add(const Action &action, const Word &word);
+  void take_drop(const SplitWord &action);
+  void take_normal(const SplitWord &action);
   void take_output(const SplitWord &action);
   void take_controller(const SplitWord &action);
 
   const Interfaces &interfaces_;
-  Actions actions_;
-  std::optional<Actions::Kind> kind_;  // of the action beside the controller
-  bool controller_ = false;
+  std::vector<Action> actions_;
+  std::vector<Word> words_;  // where each of them stands
+  std::optional<Word> drop_;
 };
+
+void refuse_argument(const SplitWord &action) {
+  if (action.behind) {
+    throw TextError(action.behind->column, quoted(action.before) + " takes no argument");
+  }
+}
 
 void ActionReader::take(const SplitWord &action) {
   const std::string_view name = action.before.text;
   if (same_ignoring_case(name, "drop")) {
-    take_plain(Actions::Kind::Drop, action);
+    take_drop(action);
   } else if (same_ignoring_case(name, "normal")) {
-    take_plain(Actions::Kind::Normal, action);
+    take_normal(action);
   } else if (same_ignoring_case(name, "output")) {
     take_output(action);
   } else if (same_ignoring_case(name, "controller")) {
@@ -50,52 +56,52 @@ void ActionReader::take(const SplitWord &action) {
   }
 }
 
-void ActionReader::set_kind(Actions::Kind kind, const SplitWord &action) {
-  if (kind_ && (*kind_ != kind || kind != Actions::Kind::Output)) {
-    throw TextError(action.before.column, "drop, normal and output exclude each other and are given once");
-  }
-  kind_ = kind;
+void ActionReader::add(const Action &action, const Word &word) {
+  actions_.push_back(action);
+  words_.push_back(word);
 }
 
-void ActionReader::take_plain(Actions::Kind kind, const SplitWord &action) {
-  if (action.behind) {
-    throw TextError(action.behind->column, quoted(action.before) + " takes no argument");
-  }
-  set_kind(kind, action);
+void ActionReader::take_drop(const SplitWord &action) {
+  refuse_argument(action);
+  drop_ = action.before;
+}
+
+void ActionReader::take_normal(const SplitWord &action) {
+  refuse_argument(action);
+  add(output_to(kPortNormal), action.before);
 }
 
 void ActionReader::take_output(const SplitWord &action) {
   if (!action.behind) {
     throw TextError(action.before.column, "'output' needs a port: output:PORT");
   }
-  set_kind(Actions::Kind::Output, action);
-  const uint32_t ifindex = interface_named(*action.behind, interfaces_);
-  if (std::find(actions_.outputs.begin(), actions_.outputs.end(), ifindex) != actions_.outputs.end()) {
-    throw TextError(action.behind->column, interface_name(ifindex) + " is an output already");
-  }
-  actions_.outputs.push_back(ifindex);
+  add(output_to(interface_named(*action.behind, interfaces_)), *action.behind);
 }
 
 void ActionReader::take_controller(const SplitWord &action) {
-  if (controller_) {
-    throw TextError(action.before.column, "'controller' is given twice");
-  }
-  controller_ = true;
+  Action controller = output_to(kPortController);
   if (action.behind) {
-    actions_.app_id = static_cast<uint32_t>(number_in(*action.behind, 1, 8, "a controller application"));
+    controller.app_id = static_cast<uint32_t>(number_in(*action.behind, 1, 8, "a controller application"));
   }
+  add(controller, action.before);
 }
 
-Actions ActionReader::finish() const {
-  Actions actions = actions_;
-  actions.kind = kind_.value_or(Actions::Kind::Controller);
-  actions.copy_to_controller = controller_ && kind_.has_value();
-  return actions;
+// What the hardware cannot do is refused where it stands.
+std::vector<Action> ActionReader::finish() const {
+  const auto result = lower(actions_);
+  if (const auto *refusal = std::get_if<Refusal>(&result)) {
+    throw TextError(words_[refusal->action].column, refusal->reason);
+  }
+  const HardwareActions::Kind kind = std::get<HardwareActions>(result).kind;
+  if (drop_ && kind != HardwareActions::Kind::Drop && kind != HardwareActions::Kind::Controller) {
+    throw TextError(drop_->column, "a flow that drops packets sends them nowhere but to the controller");
+  }
+  return actions_;
 }
 
 }  // namespace
 
-Actions parse_actions(const Word &text, const Interfaces &interfaces) {
+std::vector<Action> parse_actions(const Word &text, const Interfaces &interfaces) {
   ActionReader reader(interfaces);
   const std::vector<SplitWord> items = split_items(text.text, text.column);
   if (items.empty()) {

@@ -3,6 +3,7 @@
 #define APP_SYNTAX_ACTION_SYNTAX_H
 
 #include <string_view>
+#include <vector>
 
 #include "agent/flow.h"
 #include "agent/text.h"
@@ -10,8 +11,8 @@
 
 namespace app {
 
-// Throws a TextError.
-agent::Actions parse_actions(const agent::Word &text, const host::services::Interfaces &interfaces);
+// Actions that the hardware can do. Throws a TextError.
+std::vector<agent::Action> parse_actions(const agent::Word &text, const host::services::Interfaces &interfaces);
 
 }  // namespace app
 

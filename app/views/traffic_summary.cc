@@ -123,7 +123,7 @@ void TrafficSummary::print_flows(std::ostream &out, Style style, host::Switch &d
   for (size_t i = 0; i < shown; ++i) {
     const auto &[packets, hit] = hits[i];
     table.add({std::to_string(packets), std::to_string(*hit.flow.seq_no), std::to_string(hit.index),
-               std::to_string(priority_of(hit.flow)), to_text(hit.flow.actions), to_text(hit.flow.match)});
+               std::to_string(priority_of(hit.flow)), to_text(hit.hardware), to_text(hit.flow.match)});
   }
   table.print(out, style);
 }
