@@ -5,12 +5,13 @@
 # make fuzz       a minute of fuzzing with each target
 # make bench      measure against the floor
 # make lint       check format and run clang-tidy
+# make debs       make Debian packages in build/packages
 # make clean      remove what was built
 #
 # Missing Debian packages are installed first.
 
 PACKAGES := g++ cmake ninja-build pkg-config python3 libcli11-dev libpcap-dev libedit-dev libgtest-dev libgmock-dev \
-  libbenchmark-dev
+  libbenchmark-dev abigail-tools dpkg-dev
 CLANG_PACKAGES := clang libclang-rt-dev
 FORMAT_PACKAGES := clang-format
 TIDY_PACKAGES := clang-tidy
@@ -21,7 +22,7 @@ SEED ?= 1
 
 SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
-.PHONY: run test sanitize clang fuzz bench lint format-check tidy clean packages clang-packages format-packages tidy-packages
+.PHONY: run test sanitize clang fuzz bench lint format-check tidy debs clean packages clang-packages format-packages tidy-packages
 
 run: configure-release
 	cmake --build --preset release --target oftab-switch
@@ -49,6 +50,9 @@ format-check: format-packages
 
 tidy: tidy-packages build-release
 	run-clang-tidy -quiet -p build/release
+
+debs: build-release
+	cd build/release && cpack -B ../packages
 
 clean:
 	rm -rf build

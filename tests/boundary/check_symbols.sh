@@ -1,19 +1,20 @@
 #!/bin/sh
-# The library defines the published names and no others, and needs the host's services and the C library only.
-# Usage: check_symbols.sh NM READELF LIBRARY
+# The library defines the names of its version script and no others, and needs the host's services and the C library
+# only. Usage: check_symbols.sh NM READELF LIBRARY VERSION_SCRIPT
 set -eu
 nm=$1
 readelf=$2
 library=$3
+script=$4
 here=$(dirname "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-"$nm" -D --defined-only "$library" | awk '{ print $3 }' | sort >"$work/exports"
+"$nm" -D --defined-only --without-symbol-versions "$library" | awk '$2 != "A" { print $3 }' | sort >"$work/exports"
 "$nm" -D --undefined-only "$library" | awk '$1 == "U" { sub(/@.*/, "", $2); print $2 }' | sort >"$work/imports"
 "$readelf" -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' >"$work/needed"
 
-grep -v '^#' "$here/exports.txt" | sort | diff -u - "$work/exports"
+sed -n 's/^  \([a-z0-9_]*\);$/\1/p' "$script" | sort | diff -u - "$work/exports"
 grep -v '^#' "$here/imports.txt" | sort >"$work/allowed"
 comm -13 "$work/allowed" "$work/imports" >"$work/forbidden"
 if [ -s "$work/forbidden" ]; then

@@ -1,0 +1,19 @@
+#!/bin/sh
+# The binary interface of a shared object is the committed one: prototypes, record layouts, exported data.
+# Usage: check_abi.sh OBJECT BASELINE [accept]; `accept` makes what stands there now the baseline.
+set -eu
+object=$1
+baseline=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+abidw --exported-interfaces-only --no-corpus-path --no-comp-dir-path --no-show-locs --no-elf-needed \
+  --no-parameter-names --out-file "$work/abi" "$object"
+if [ "${3-}" = accept ]; then
+  cp "$work/abi" "$baseline"
+else
+  abidiff "$baseline" "$work/abi" || {
+    echo "The binary interface changed. If that is meant: $0 $object $baseline accept"
+    exit 1
+  }
+fi

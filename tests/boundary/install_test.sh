@@ -1,0 +1,31 @@
+#!/bin/sh
+# The Debian packages, unpacked into an empty root, are all that a stranger needs: the example host builds against them
+# with pkg-config and with CMake, and runs; so does the program. Usage: install_test.sh SOURCE_DIR BUILD_DIR
+set -eu
+source=$1
+build=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+root=$work/root
+library=$root/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+
+(cd "$build" && cpack -B "$work/packages" >"$work/cpack.log" 2>&1) || { cat "$work/cpack.log"; exit 1; }
+mkdir "$root"
+for package in liboftab1 liboftab-dev oftab-switch; do
+  dpkg-deb -x "$work/packages/${package}_"*.deb "$root"
+done
+
+echo "with pkg-config"
+export PKG_CONFIG_LIBDIR="$library/pkgconfig"
+cc -std=c11 -Wall -Wextra -Werror -o "$work/host" "$source/examples/host/host.c" $(pkg-config --cflags --libs liboftab)
+LD_LIBRARY_PATH=$library "$work/host" >"$work/first"
+grep '^status 0, flow at TCAM index 2000$' "$work/first"
+
+echo "with CMake"
+cmake -S "$source/examples/host" -B "$work/cmake" -D CMAKE_PREFIX_PATH="$root/usr" >"$work/cmake.log" || { cat "$work/cmake.log"; exit 1; }
+cmake --build "$work/cmake" >"$work/cmake.log" || { cat "$work/cmake.log"; exit 1; }
+LD_LIBRARY_PATH=$library "$work/cmake/host" | diff "$work/first" -
+
+echo "the program"
+LD_LIBRARY_PATH=$library "$root/usr/bin/oftab-switch" -c 'add-flow tcp,tp_dst=80,actions=drop' |
+  grep '^flow 1 added at index 2000$'

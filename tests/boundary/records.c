@@ -1,0 +1,24 @@
+/* One object of each record that crosses the library's boundaries, for the comparison of their layouts. */
+#include "oftab/oftab.h"
+#include "platform/asic_sdk.h"
+
+#define RECORD(type)             \
+  extern type example_of_##type; \
+  type example_of_##type
+
+RECORD(oftab_entry_update_req_t);
+RECORD(oftab_flow_t);
+RECORD(oftab_entry_del_req_t);
+RECORD(oftab_del_entry_t);
+RECORD(oftab_entry_update_resp_t);
+RECORD(oftab_resp_entry_t);
+RECORD(oftab_intf_update_req_t);
+RECORD(oftab_intf_req_info_t);
+RECORD(oftab_intf_update_resp_t);
+RECORD(oftab_intf_resp_info_t);
+RECORD(oftab_stats_query_req_t);
+RECORD(oftab_stats_req_info_t);
+RECORD(oftab_stats_query_resp_t);
+RECORD(oftab_stats_resp_info_t);
+RECORD(route_stats);
+RECORD(vlan_to_bd);
