@@ -153,7 +153,7 @@ void oftab_dump_stats_query_req(const oftab_stats_query_req_t *request) {
 }
 
 void oftab_dump_stats_query_resp(const oftab_stats_query_resp_t *response) {
-  const bool has_records =
-      response != nullptr && (response->op == OFTAB_STATS_LISTED || response->op == OFTAB_STATS_ALL);
+  const bool has_records = response != nullptr && response->status == OFTAB_OK &&
+                           (response->op == OFTAB_STATS_LISTED || response->op == OFTAB_STATS_ALL);
   oftab::dump_stats_response(response, has_records ? response->num_entries : uint16_t{0});
 }

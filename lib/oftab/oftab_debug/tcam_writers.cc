@@ -76,7 +76,6 @@ void set_class_and_valid(cache_unified_entry &to, uint32_t index) {
 }
 
 void fill_deny_all(oftab_sw_entry_t &entry, uint32_t stats_id, uint32_t index) {
-  entry.hw = {};
   hw::set(entry.hw.result, hw::forward_result::entry_type, 1);
   hw::set(entry.hw.result, hw::forward_result::drop, 1);
   hw::set(entry.hw.result, hw::forward_result::adj_stats_ptr, stats_id);

@@ -137,11 +137,9 @@ int32_t oftab_process_add_intf(const oftab_intf_update_req_t *request, oftab_int
 
 int32_t oftab_process_del_intf(const oftab_intf_update_req_t *request, oftab_intf_update_resp_t *response) {
   TRACE_ENTER();
-  oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
   const int32_t copied = oftab_cp_current_to_shadow(0, 0);
   if (copied != OFTAB_OK) {
     response->status = copied;
-    release_array(shadow);
     TRACE_DETAIL("%s() Exit. Status=%d \n", __func__, copied);
     return copied;
   }
@@ -158,7 +156,7 @@ int32_t oftab_process_del_intf(const oftab_intf_update_req_t *request, oftab_int
     TRACE_DETAIL("Intfs deleted \n");
     commit_working();
   }
-  release_array(shadow);
+  release_array(*oftab_hw_rsrc_g.shadow_table);
   response->status = OFTAB_OK;
   TRACE_DETAIL("%s() Exit. Status=%d \n", __func__, OFTAB_OK);
   return OFTAB_OK;
