@@ -13,7 +13,6 @@
 namespace oftab::hw {
 
 struct field {
-  const char *name;
   uint16_t offset;
   uint16_t width;
 };
@@ -23,83 +22,83 @@ enum key_class : uint8_t { CLASS_IP = 0, CLASS_ARP = 1, CLASS_ETHERNET = 3 };
 
 // What the three key formats share.
 #define OFTAB_COMMON_KEY_FIELDS(FIELD) \
-  FIELD(class_, "class", 0, 2)         \
-  FIELD(l2lif, "l2lif", 2, 13)         \
-  FIELD(fid, "fid", 15, 12)            \
-  FIELD(vpn, "vpn", 27, 12)            \
-  FIELD(mac_sa, "mac_sa", 39, 48)      \
-  FIELD(mac_da, "mac_da", 87, 48)      \
-  FIELD(bd, "bd", 327, 13)             \
-  FIELD(vld, "vld", 340, 1)
+  FIELD(class_, 0, 2)                  \
+  FIELD(l2lif, 2, 13)                  \
+  FIELD(fid, 15, 12)                   \
+  FIELD(vpn, 27, 12)                   \
+  FIELD(mac_sa, 39, 48)                \
+  FIELD(mac_da, 87, 48)                \
+  FIELD(bd, 327, 13)                   \
+  FIELD(vld, 340, 1)
 
-#define OFTAB_IP_KEY_FIELDS(FIELD)     \
-  OFTAB_COMMON_KEY_FIELDS(FIELD)       \
-  FIELD(ip_sa, "ip_sa", 173, 32)       \
-  FIELD(ip_da, "ip_da", 205, 32)       \
-  FIELD(proto, "proto", 237, 8)        \
-  FIELD(dscp, "dscp", 245, 8)          \
-  FIELD(iup, "iup", 253, 3)            \
-  FIELD(src_port, "src_port", 256, 16) \
-  FIELD(dst_port, "dst_port", 272, 16) \
-  FIELD(ethertype, "ethertype", 290, 16)
+#define OFTAB_IP_KEY_FIELDS(FIELD) \
+  OFTAB_COMMON_KEY_FIELDS(FIELD)   \
+  FIELD(ip_sa, 173, 32)            \
+  FIELD(ip_da, 205, 32)            \
+  FIELD(proto, 237, 8)             \
+  FIELD(dscp, 245, 8)              \
+  FIELD(iup, 253, 3)               \
+  FIELD(src_port, 256, 16)         \
+  FIELD(dst_port, 272, 16)         \
+  FIELD(ethertype, 290, 16)
 
 #define OFTAB_ARP_KEY_FIELDS(FIELD) \
   OFTAB_COMMON_KEY_FIELDS(FIELD)    \
-  FIELD(ethertype, "ethertype", 246, 16)
+  FIELD(ethertype, 246, 16)
 
 #define OFTAB_ETHERNET_KEY_FIELDS(FIELD) \
   OFTAB_COMMON_KEY_FIELDS(FIELD)         \
-  FIELD(ethertype, "ethertype", 177, 16)
+  FIELD(ethertype, 177, 16)
 
 // What the two result layouts share.
-#define OFTAB_COMMON_RESULT_FIELDS(FIELD)             \
-  FIELD(entry_type, "entry_type", 0, 1)               \
-  FIELD(adj_stats_ptr, "adj_stats_ptr", 1, 13)        \
-  FIELD(drop, "drop", 14, 1)                          \
-  FIELD(cp_to_cpu, "cp_to_cpu", 15, 1)                \
-  FIELD(cpu_code, "cpu_code", 16, 3)                  \
-  FIELD(force_cache_miss, "force_cache_miss", 19, 1)  \
-  FIELD(v4_same_if_check, "v4_same_if_check", 125, 2) \
-  FIELD(mtu_idx, "mtu_idx", 129, 6)                   \
-  FIELD(nat_ptr, "nat_ptr", 137, 11)                  \
-  FIELD(use_fwd_from_cache_fwd, "use_fwd_from_cache_fwd", 148, 1)
+#define OFTAB_COMMON_RESULT_FIELDS(FIELD) \
+  FIELD(entry_type, 0, 1)                 \
+  FIELD(adj_stats_ptr, 1, 13)             \
+  FIELD(drop, 14, 1)                      \
+  FIELD(cp_to_cpu, 15, 1)                 \
+  FIELD(cpu_code, 16, 3)                  \
+  FIELD(force_cache_miss, 19, 1)          \
+  FIELD(v4_same_if_check, 125, 2)         \
+  FIELD(mtu_idx, 129, 6)                  \
+  FIELD(nat_ptr, 137, 11)                 \
+  FIELD(use_fwd_from_cache_fwd, 148, 1)
 
 // entry_type 1: the layout that conversions program.
-#define OFTAB_FORWARD_RESULT_FIELDS(FIELD)                  \
-  OFTAB_COMMON_RESULT_FIELDS(FIELD)                         \
-  FIELD(l2_ltl_idx__011_000, "l2_ltl_idx__011_000", 20, 12) \
-  FIELD(l2_ltl_idx__013_012, "l2_ltl_idx__013_012", 32, 2)  \
-  FIELD(l3_mcst_grp_idx, "l3_mcst_grp_idx", 34, 13)         \
-  FIELD(rpf_bd_2nd, "rpf_bd_2nd", 47, 13)                   \
-  FIELD(rpf_type, "rpf_type", 60, 2)                        \
-  FIELD(rpf_bd, "rpf_bd", 62, 13)                           \
-  FIELD(drop_rpf_fail, "drop_rpf_fail", 75, 1)              \
-  FIELD(s_star_prio, "s_star_prio", 76, 1)                  \
-  FIELD(sg_entry, "sg_entry", 77, 1)                        \
-  FIELD(dvif, "dvif", 78, 14)                               \
-  FIELD(v6_same_if_check, "v6_same_if_check", 127, 2)
+#define OFTAB_FORWARD_RESULT_FIELDS(FIELD) \
+  OFTAB_COMMON_RESULT_FIELDS(FIELD)        \
+  FIELD(l2_ltl_idx__011_000, 20, 12)       \
+  FIELD(l2_ltl_idx__013_012, 32, 2)        \
+  FIELD(l3_mcst_grp_idx, 34, 13)           \
+  FIELD(rpf_bd_2nd, 47, 13)                \
+  FIELD(rpf_type, 60, 2)                   \
+  FIELD(rpf_bd, 62, 13)                    \
+  FIELD(drop_rpf_fail, 75, 1)              \
+  FIELD(s_star_prio, 76, 1)                \
+  FIELD(sg_entry, 77, 1)                   \
+  FIELD(dvif, 78, 14)                      \
+  FIELD(v6_same_if_check, 127, 2)
 
 // entry_type 0: read back and shown, never programmed.
 #define OFTAB_ROUTED_RESULT_FIELDS(FIELD) \
   OFTAB_COMMON_RESULT_FIELDS(FIELD)       \
-  FIELD(routed, "routed", 20, 1)          \
-  FIELD(l2mp_en, "l2mp_en", 21, 1)        \
-  FIELD(bd, "bd", 22, 13)                 \
-  FIELD(mac_da, "mac_da", 35, 48)         \
-  FIELD(router_ip, "router_ip", 83, 1)    \
-  FIELD(def_route, "def_route", 84, 1)    \
-  FIELD(l2mp_dvif, "l2mp_dvif", 85, 2)    \
-  FIELD(swid, "swid", 87, 16)             \
-  FIELD(sswid, "sswid", 103, 8)           \
-  FIELD(if_map_ptr, "if_map_ptr", 111, 8) \
-  FIELD(uc_ftag, "uc_ftag", 119, 6)       \
-  FIELD(mac_sa_idx, "mac_sa_idx", 127, 2) \
-  FIELD(nat_if, "nat_if", 135, 2)         \
-  FIELD(lid, "lid", 149, 16)              \
-  FIELD(nat_kill_ah, "nat_kill_ah", 165, 1)
+  FIELD(routed, 20, 1)                    \
+  FIELD(l2mp_en, 21, 1)                   \
+  FIELD(bd, 22, 13)                       \
+  FIELD(mac_da, 35, 48)                   \
+  FIELD(router_ip, 83, 1)                 \
+  FIELD(def_route, 84, 1)                 \
+  FIELD(l2mp_dvif, 85, 2)                 \
+  FIELD(swid, 87, 16)                     \
+  FIELD(sswid, 103, 8)                    \
+  FIELD(if_map_ptr, 111, 8)               \
+  FIELD(uc_ftag, 119, 6)                  \
+  FIELD(mac_sa_idx, 127, 2)               \
+  FIELD(nat_if, 135, 2)                   \
+  FIELD(lid, 149, 16)                     \
+  FIELD(nat_kill_ah, 165, 1)
 
-#define OFTAB_DECLARE_FIELD(id, name, offset, width) static constexpr field id{name, offset, width};
-#define OFTAB_LIST_FIELD(id, name, offset, width)    id,
+#define OFTAB_DECLARE_FIELD(id, offset, width) static constexpr field id{offset, width};
+#define OFTAB_LIST_FIELD(id, offset, width)    id,
 
 // One struct per layout: its fields by name, and all of them as a list.
 #define OFTAB_DECLARE_LAYOUT(layout, FIELDS)                   \

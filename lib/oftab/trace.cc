@@ -3,8 +3,8 @@
 namespace oftab::trace {
 
 void write_prefix(level of, const site &at) {
-  const char *format = of == WARNING ? "%s %s[%s:%d]:" : "[%s]%s: %s(%d): ";
-  fprintf(dbg_out_file, format, hdm_ctime(), hdm_debug_elem_descr(of), at.function, at.line);
+  fprintf(dbg_out_file, of == WARNING ? "%s %s[%s:%d]:" : "[%s]%s: %s(%d): ", hdm_ctime(), hdm_debug_elem_descr(of),
+          at.function, at.line);
 }
 
 void record_event(event &record) {

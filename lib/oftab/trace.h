@@ -1,8 +1,9 @@
 // The trace point: one macro per level, and behind it the host's outputs.
 //
-// TRACE_ERROR, TRACE_WARNING and TRACE_DETAIL take a printf format and its arguments. Each argument is evaluated once,
-// however many outputs want it, and nothing is formatted for an output that is off. The _IN variants name another
-// function than the one they stand in: the operation on whose behalf a helper works.
+// TRACE_ERROR, TRACE_WARNING and TRACE_DETAIL take a printf format, always a literal, and its arguments, which the
+// compiler checks against it. Each argument is evaluated once, however many outputs want it, and nothing is formatted
+// for an output that is off. The _IN variants name another function than the one they stand in: the operation on whose
+// behalf a helper works.
 #ifndef OFTAB_TRACE_H
 #define OFTAB_TRACE_H
 
@@ -32,6 +33,13 @@ struct event {
 
 void write_prefix(level of, const site &at);
 void record_event(event &record);
+
+// Lets the compiler check a format that is about to pass through one of the templates below. Never called.
+void check_format(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // checked before it came here
+#pragma GCC diagnostic ignored "-Wformat-security"
 
 // The outputs that an operator switches on: debug file, event history, console. `at` is null for a line that goes to
 // the file without prefix.
@@ -64,16 +72,20 @@ void point(const site &at, const char *format, Args... args) {
   to_outputs(Level, &at, format, args...);
 }
 
-// Never called: lets the compiler check format and arguments, which the template above hides from it.
-void check_format(const char *format, ...) __attribute__((format(printf, 1, 2)));
+#pragma GCC diagnostic pop
 
 }  // namespace oftab::trace
 
+#define OFTAB_CHECK_FORMAT(...)                \
+  do {                                         \
+    if (false) {                               \
+      oftab::trace::check_format(__VA_ARGS__); \
+    }                                          \
+  } while (false)
+
 #define OFTAB_TRACE(level, function, ...)                                    \
   do {                                                                       \
-    if (false) {                                                             \
-      oftab::trace::check_format(__VA_ARGS__);                               \
-    }                                                                        \
+    OFTAB_CHECK_FORMAT(__VA_ARGS__);                                         \
     oftab::trace::point<level>({__FILE__, function, __LINE__}, __VA_ARGS__); \
   } while (false)
 

@@ -3,7 +3,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "oftab/trace.h"
 #include "platform/command_shell.h"
 
 namespace oftab {
@@ -14,7 +13,7 @@ constexpr size_t LINE_SIZE = 255;  // terminator included
 
 }  // namespace
 
-void line_output::print(const char *format, ...) {
+void line_output::print(source_line /*at*/, const char *format, ...) {
   if (stopped_) {
     return;
   }

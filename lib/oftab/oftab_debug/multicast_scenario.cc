@@ -168,26 +168,29 @@ void trace_words(const char *function, const char *name, const uint8_t *part, si
   char text[sizeof "0x00000000 " * (TCAM_KEY_SIZE / sizeof(uint32_t))];
   size_t length = 0;
   for (size_t at = 0; at < size; at += sizeof(uint32_t)) {
-    const auto word = hw::get32(part, {"word", static_cast<uint16_t>(8 * at), 32});
+    const auto word = hw::get32(part, {static_cast<uint16_t>(8 * at), 32});
     length += static_cast<size_t>(snprintf(text + length, sizeof text - length, "0x%08X ", word));
   }
   TRACE_DETAIL_IN(function, "%s %s", name, text);
 }
 
-constexpr hw::field DUMPED_RESULT_FIELDS[] = {
-    result_layout::entry_type,
-    result_layout::adj_stats_ptr,
-    result_layout::drop,
-    result_layout::cp_to_cpu,
-    result_layout::cpu_code,
-    result_layout::l2_ltl_idx__011_000,
-    result_layout::l2_ltl_idx__013_012,
-    result_layout::l3_mcst_grp_idx,
-    result_layout::s_star_prio,
-    result_layout::sg_entry,
-    result_layout::mtu_idx,
-    result_layout::use_fwd_from_cache_fwd,
-};
+void trace_result_fields(const char *function, const uint8_t *part) {
+  using f = result_layout;
+  TRACE_DETAIL_IN(function, "\nResult Begin....\n\n");
+  TRACE_DETAIL_IN(function, "entry_type:%d \n", hw::get32(part, f::entry_type));
+  TRACE_DETAIL_IN(function, "adj_stats_ptr:%d \n", hw::get32(part, f::adj_stats_ptr));
+  TRACE_DETAIL_IN(function, "drop:%d \n", hw::get32(part, f::drop));
+  TRACE_DETAIL_IN(function, "cp_to_cpu:%d \n", hw::get32(part, f::cp_to_cpu));
+  TRACE_DETAIL_IN(function, "cpu_code:%d \n", hw::get32(part, f::cpu_code));
+  TRACE_DETAIL_IN(function, "l2_ltl_idx__011_000:%d \n", hw::get32(part, f::l2_ltl_idx__011_000));
+  TRACE_DETAIL_IN(function, "l2_ltl_idx__013_012:%d \n", hw::get32(part, f::l2_ltl_idx__013_012));
+  TRACE_DETAIL_IN(function, "l3_mcst_grp_idx:%d \n", hw::get32(part, f::l3_mcst_grp_idx));
+  TRACE_DETAIL_IN(function, "s_star_prio:%d \n", hw::get32(part, f::s_star_prio));
+  TRACE_DETAIL_IN(function, "sg_entry:%d \n", hw::get32(part, f::sg_entry));
+  TRACE_DETAIL_IN(function, "mtu_idx:%d \n", hw::get32(part, f::mtu_idx));
+  TRACE_DETAIL_IN(function, "use_fwd_from_cache_fwd:%d \n", hw::get32(part, f::use_fwd_from_cache_fwd));
+  TRACE_DETAIL_IN(function, "Result End....\n\n");
+}
 
 }  // namespace
 
@@ -220,9 +223,5 @@ void test_cache_unified_entry_dump(const char *name, const void *part) {
     return;
   }
   trace_words(__func__, name, bytes, TCAM_RESULT_SIZE);
-  TRACE_DETAIL("\nResult Begin....\n\n");
-  for (const hw::field &where : DUMPED_RESULT_FIELDS) {
-    TRACE_DETAIL("%s:%d \n", where.name, hw::get32(bytes, where));
-  }
-  TRACE_DETAIL("Result End....\n\n");
+  trace_result_fields(__func__, bytes);
 }

@@ -21,20 +21,20 @@ constexpr size_t IP_TEXT_SIZE = 16;
 void print_ports(line_output &out, const port_group &ports) {
   unsigned printed = 0;
   for (unsigned port = next_port(ports, 0); port < PORT_WALK_END && !out.stopped(); port = next_port(ports, port + 1)) {
-    out.print("Eth1/%d ", port);
+    PRINT(out, "Eth1/%d ", port);
     if (++printed % PORTS_PER_LINE == 0) {
-      out.print("\n%38s", " ");
+      PRINT(out, "\n%38s", " ");
     }
   }
 }
 
 void print_sw_entry(line_output &out, const oftab_sw_entry_t &entry) {
-  out.print("\n%6d   %6d  %6d   %1d  %6d        ", entry.tcam_index, entry.seq_no, entry.priority, is_used(entry),
-            entry.stats_id);
+  PRINT(out, "\n%6d   %6d  %6d   %1d  %6d        ", entry.tcam_index, entry.seq_no, entry.priority, is_used(entry),
+        entry.stats_id);
   if (entry.result_kind == OFTAB_RESULT_OUTPORT) {
     print_ports(out, entry.out_ports);
   } else {
-    out.print("----");
+    PRINT(out, "----");
   }
 }
 
@@ -49,21 +49,33 @@ uint16_t vlan_of(const oftab_sw_entry_t &entry) {
   return matches_vlan ? oftab_hw_rsrc_g.bd_vlan[slice(entry, ip_layout::bd, 0, 12)] : uint16_t{0};
 }
 
-// The texts and numbers of one policy row.
+// The columns of a policy row, as printf takes them.
 struct policy_columns {
-  explicit policy_columns(const oftab_sw_entry_t &entry);
+  policy_columns(const oftab_sw_entry_t &entry, hw::field ethertype_field);
 
+  uint32_t l2lif;
+  uint32_t ethertype;
   char source_mac[MAC_TEXT_SIZE];
   char destination_mac[MAC_TEXT_SIZE];
   char source_ip[IP_TEXT_SIZE];
   char destination_ip[IP_TEXT_SIZE];
+  uint32_t protocol;
+  uint32_t source_port;
+  uint32_t destination_port;
+  uint32_t tos;
   const char *result_text;
   long long frames;
   long long bytes;
 };
 
-policy_columns::policy_columns(const oftab_sw_entry_t &entry)
-    : result_text(oftab_get_result_string(entry.result_kind)),
+policy_columns::policy_columns(const oftab_sw_entry_t &entry, hw::field ethertype_field)
+    : l2lif(hw::get32(entry.hw.key, ip_layout::l2lif)),
+      ethertype(hw::get32(entry.hw.key, ethertype_field)),
+      protocol(hw::get32(entry.hw.key, ip_layout::proto)),
+      source_port(hw::get32(entry.hw.key, ip_layout::src_port)),
+      destination_port(hw::get32(entry.hw.key, ip_layout::dst_port)),
+      tos(hw::get32(entry.hw.key, ip_layout::dscp)),
+      result_text(oftab_get_result_string(entry.result_kind)),
       frames(static_cast<long long>(entry.pkt_cnt)),
       bytes(static_cast<long long>(entry.byte_cnt)) {
   oftab_convert_src_mac(slice(entry, ip_layout::mac_sa, 0, 25), slice(entry, ip_layout::mac_sa, 25, 23), source_mac);
@@ -73,36 +85,35 @@ policy_columns::policy_columns(const oftab_sw_entry_t &entry)
   oftab_convert_to_ip(slice(entry, ip_layout::ip_da, 0, 19), slice(entry, ip_layout::ip_da, 19, 13), destination_ip);
 }
 
-// A row with IP columns; the sequence number comes as text, since the catch-all has none.
-void print_ip_row(line_output &out, const oftab_sw_entry_t &entry, const char *seq_no, uint16_t vlan) {
-  const policy_columns columns(entry);
-  const uint8_t *hw_key = entry.hw.key;
-  out.print(" %04d    %s 0x%04x 0x%04x %04d %-15s %-15s %-15s %-15s %04d %04d  %04d  0x%02d %-7s %020lld %020lld\n",
-            entry.tcam_index, seq_no, hw::get32(hw_key, ip_layout::l2lif), hw::get32(hw_key, ip_layout::ethertype),
-            vlan, columns.source_mac, columns.destination_mac, columns.source_ip, columns.destination_ip,
-            hw::get32(hw_key, ip_layout::proto), hw::get32(hw_key, ip_layout::src_port),
-            hw::get32(hw_key, ip_layout::dst_port), hw::get32(hw_key, ip_layout::dscp), columns.result_text,
-            columns.frames, columns.bytes);
+void print_ip_row(line_output &out, const oftab_sw_entry_t &entry) {
+  const policy_columns row(entry, ip_layout::ethertype);
+  PRINT(out, " %04d    %04d 0x%04x 0x%04x %04d %-15s %-15s %-15s %-15s %04d %04d  %04d  0x%02d %-7s %020lld %020lld\n",
+        entry.tcam_index, entry.seq_no, row.l2lif, row.ethertype, vlan_of(entry), row.source_mac, row.destination_mac,
+        row.source_ip, row.destination_ip, row.protocol, row.source_port, row.destination_port, row.tos,
+        row.result_text, row.frames, row.bytes);
+}
+
+// Like an IP row, but for the sequence number and the VLAN, which it has not.
+void print_catch_all_row(line_output &out, const oftab_sw_entry_t &entry) {
+  const policy_columns row(entry, ip_layout::ethertype);
+  PRINT(out, " %04d    **** 0x%04x 0x%04x %04d %-15s %-15s %-15s %-15s %04d %04d  %04d  0x%02d %-7s %020lld %020lld\n",
+        entry.tcam_index, row.l2lif, row.ethertype, 0, row.source_mac, row.destination_mac, row.source_ip,
+        row.destination_ip, row.protocol, row.source_port, row.destination_port, row.tos, row.result_text, row.frames,
+        row.bytes);
 }
 
 void print_layer2_row(line_output &out, const oftab_sw_entry_t &entry, hw::field ethertype) {
-  const policy_columns columns(entry);
-  const char *no_ip = "----------";
-  const char *none = "----";
-  out.print(" %04d    %04d 0x%04x 0x%04x %04d %-15s %-15s %-15s %-15s %4s %4s  %4s  %4s %-7s %020lld %020lld\n",
-            entry.tcam_index, entry.seq_no, hw::get32(entry.hw.key, ip_layout::l2lif),
-            hw::get32(entry.hw.key, ethertype), vlan_of(entry), columns.source_mac, columns.destination_mac, no_ip,
-            no_ip, none, none, none, none, columns.result_text, columns.frames, columns.bytes);
+  const policy_columns row(entry, ethertype);
+  PRINT(out, " %04d    %04d 0x%04x 0x%04x %04d %-15s %-15s %-15s %-15s %4s %4s  %4s  %4s %-7s %020lld %020lld\n",
+        entry.tcam_index, entry.seq_no, row.l2lif, row.ethertype, vlan_of(entry), row.source_mac, row.destination_mac,
+        "----------", "----------", "----", "----", "----", "----", row.result_text, row.frames, row.bytes);
 }
 
 void print_policy_row(line_output &out, const oftab_sw_entry_t &entry) {
   switch (hw::get(entry.hw.key, ip_layout::class_)) {
-    case hw::CLASS_IP: {
-      char seq_no[12];
-      snprintf(seq_no, sizeof seq_no, "%04d", static_cast<int>(entry.seq_no));
-      print_ip_row(out, entry, seq_no, vlan_of(entry));
+    case hw::CLASS_IP:
+      print_ip_row(out, entry);
       break;
-    }
     case hw::CLASS_ARP:
       print_layer2_row(out, entry, hw::arp_key::ethertype);
       break;
@@ -110,15 +121,6 @@ void print_policy_row(line_output &out, const oftab_sw_entry_t &entry) {
       print_layer2_row(out, entry, hw::ethernet_key::ethertype);
       break;
   }
-}
-
-// Before initialisation there is no table to show.
-bool is_ready(line_output &out) {
-  if (oftab_hw_rsrc_g.current_table != nullptr) {
-    return true;
-  }
-  out.print("%s", NOT_INITIALIZED);
-  return false;
 }
 
 // A group of four hexadecimal digits of a 48-bit number.
@@ -134,16 +136,15 @@ void print_mac(uint64_t number, char *out) {
 
 int oftab_show_openflow_sw_table(void *shell_context) {
   line_output out(shell_context);
-  if (!is_ready(out)) {
+  if (!is_initialized(out, oftab_hw_rsrc_g.current_table != nullptr)) {
     return 0;
   }
   const oftab_hw_rsrc_t &global = oftab_hw_rsrc_g;
-  const auto print = [&out](const char *format, auto... arguments) { out.print(format, arguments...); };
-  out.print("Dumping Openflow TCAM Table \n");
-  print_table_header(print, *global.current_table);
-  print_interfaces(print, global.intf_count, global.intf_tbl);
-  out.print("TcamIndex    Seq    Prio  Used  Stat-index    OutPorts\n");
-  print_rule(print, '=', 89);
+  PRINT(out, "Dumping Openflow TCAM Table \n");
+  print_table_header(out, *global.current_table);
+  print_interfaces(out, global.intf_count, global.intf_tbl);
+  PRINT(out, "TcamIndex    Seq    Prio  Used  Stat-index    OutPorts\n");
+  PRINT(out, "=========================================================================================\n");
   for (const oftab_sw_entry_t &entry : current_view()) {
     if (out.stopped()) {
       break;
@@ -151,27 +152,27 @@ int oftab_show_openflow_sw_table(void *shell_context) {
     print_sw_entry(out, entry);
   }
   const oftab_sw_entry_t &catch_all = global.catch_all_entry;
-  out.print("\n%6d   %6d  %6d   %1d  %6d         ----\n", catch_all.tcam_index, catch_all.seq_no, catch_all.priority,
-            is_used(catch_all), catch_all.stats_id);
+  PRINT(out, "\n%6d   %6d  %6d   %1d  %6d         ----\n", catch_all.tcam_index, catch_all.seq_no, catch_all.priority,
+        is_used(catch_all), catch_all.stats_id);
   return out.result();
 }
 
 int oftab_show_openflow_policy(void *shell_context) {
   line_output out(shell_context);
-  if (!is_ready(out)) {
+  if (!is_initialized(out, oftab_hw_rsrc_g.current_table != nullptr)) {
     return 0;
   }
-  const auto print = [&out](const char *format, auto... arguments) { out.print(format, arguments...); };
-  out.print(
-      "\nTcamIdx  Seqno l2lif ethtyp vlan     macsa          macda         ipsa             ipda          prot sport "
-      "dport tos  Result       frames               bytes\n");
-  print_rule(print, '=', 168);
+  // Texts that people search for stay in one piece.
+  // clang-format off
+  PRINT(out, "\nTcamIdx  Seqno l2lif ethtyp vlan     macsa          macda         ipsa             ipda          prot sport dport tos  Result       frames               bytes\n");
+  PRINT(out, "========================================================================================================================================================================\n");
+  // clang-format on
   for (const oftab_sw_entry_t &entry : current_view()) {
     if (is_used(entry) && !out.stopped()) {
       print_policy_row(out, entry);
     }
   }
-  print_ip_row(out, oftab_hw_rsrc_g.catch_all_entry, "****", 0);
+  print_catch_all_row(out, oftab_hw_rsrc_g.catch_all_entry);
   return out.result();
 }
 
