@@ -3,7 +3,6 @@
 #define BENCH_CALL_COSTS_H
 
 #include <array>
-#include <vector>
 
 #include "host/services/faults.h"
 
@@ -15,20 +14,11 @@ class CallCosts {
   CallCosts();
 
   // Nanoseconds that the calls counted in `faults` take. The three calls of the message service, once a request, count
-  // nothing. Throws std::logic_error for a call that was not measured.
+  // nothing. Throws std::logic_error for another call that is not marked as timed.
   double total(const host::services::Faults &faults) const;
 
  private:
-  template <typename Operation>
-  void time(host::services::Call call, Operation operation);
-  void time_tracing();
-  void time_tcam();
-  void time_counters();
-  void time_fanout();
-  void time_lookups();
-  void time_timer();
-
-  std::array<std::vector<double>, static_cast<size_t>(host::services::Call::kCount)> samples_;
+  std::array<double, host::services::kCallCount> nanoseconds_{};
 };
 
 }  // namespace bench

@@ -13,6 +13,15 @@ using host::asic::Record;
 using host::asic::SdkError;
 using host::services::Call;
 
+// Every call of the SDK is logged here, and no other.
+struct SdkCall : host::services::FailingCall {
+  consteval SdkCall(Call named) : FailingCall(named) {  // NOLINT(google-explicit-constructor)
+    if (!is(named, host::services::kSdk)) {
+      throw "not a call of the SDK";
+    }
+  }
+};
+
 // Refusals that no state of the ASIC explains: the caller broke the contract.
 bool is_breach(SdkError error) {
   return error == SdkError::BadUnit || error == SdkError::BadArgument || error == SdkError::BadBitmapSize;
@@ -30,9 +39,10 @@ int32_t run(host::Parts &parts, Call call, uint32_t unit, Operation operation) {
 // One call: `operation` takes the Asic and gives an SdkError; `describe` gives the arguments for the log, and `answer`
 // what a successful call answered.
 template <typename Operation, typename Describe, typename Answer>
-int32_t sdk_call(Call call, uint32_t unit, Operation operation, Describe describe, Answer answer) {
+int32_t sdk_call(SdkCall entered, uint32_t unit, Operation operation, Describe describe, Answer answer) {
   host::Parts &parts = host::live();
-  const int32_t injected = parts.faults.enter(call);
+  const Call call = entered.call;
+  const int32_t injected = parts.faults.enter(entered);
   const int32_t code = injected != 0 ? injected : run(parts, call, unit, operation);
   if (parts.call_log.on()) {
     parts.call_log.add(std::string(name(call)) + "(" + describe() + ") = " + std::to_string(code) +
@@ -51,7 +61,7 @@ std::string with(std::string text, uint32_t number) {
 
 // A call whose one argument is a number.
 template <typename Operation>
-int32_t sdk_call(Call call, uint32_t unit, uint32_t argument, Operation operation) {
+int32_t sdk_call(SdkCall call, uint32_t unit, uint32_t argument, Operation operation) {
   return sdk_call(
       call, unit, operation, [argument] { return std::to_string(argument); }, no_answer);
 }

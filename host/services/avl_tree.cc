@@ -170,7 +170,7 @@ void *avl_create(int32_t (*compare)(const void *, const void *), uint32_t flags)
 }
 
 void *avl_find(void *tree, const void *probe) {
-  host::live().faults.enter(Call::avl_find);
+  host::live().faults.count(Call::avl_find);
   return complete(Call::avl_find, tree, probe) ? static_cast<const AvlTree *>(tree)->find(probe) : nullptr;
 }
 
@@ -183,7 +183,7 @@ void *avl_insert(void *tree, void *node) {
 }
 
 void *avl_delete(void *tree, void *node) {
-  host::live().faults.enter(Call::avl_delete);
+  host::live().faults.count(Call::avl_delete);
   if (!complete(Call::avl_delete, tree, node)) {
     return nullptr;
   }

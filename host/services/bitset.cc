@@ -48,20 +48,21 @@ namespace {
 
 using host::services::Bitset;
 using host::services::Call;
+using host::services::UnfailingCall;
 
 // The set, unless the arguments are wrong: then null, and a violation.
-Bitset *checked(Call call, void *set, uint32_t bit) {
+Bitset *checked(UnfailingCall call, void *set, uint32_t bit) {
   host::Parts &parts = host::live();
-  parts.faults.enter(call);
+  parts.faults.count(call);
   auto *const known = static_cast<Bitset *>(set);
   if (known == nullptr || bit >= known->size()) {
-    parts.violations.add(std::string(name(call)) + (known == nullptr ? ": null set" : ": bit out of range"));
+    parts.violations.add(std::string(name(call.call)) + (known == nullptr ? ": null set" : ": bit out of range"));
     return nullptr;
   }
   return known;
 }
 
-int32_t free_bit(Call call, void *set, uint32_t from) {
+int32_t free_bit(UnfailingCall call, void *set, uint32_t from) {
   const Bitset *known = checked(call, set, from);
   const std::optional<uint32_t> found = known == nullptr ? std::nullopt : known->next_free(from);
   return found ? static_cast<int32_t>(*found) : -1;

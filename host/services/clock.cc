@@ -89,7 +89,7 @@ int32_t tg_start_timer(void *timer, const void *interval) {
 
 void tg_stop_timer(void *timer) {
   host::Parts &parts = host::live();
-  parts.faults.enter(Call::tg_stop_timer);
+  parts.faults.count(Call::tg_stop_timer);
   if (timer == nullptr) {
     parts.violations.add("tg_stop_timer: null timer");
     return;
@@ -98,7 +98,7 @@ void tg_stop_timer(void *timer) {
 }
 
 int32_t tg_is_timer_active(void *timer) {
-  host::live().faults.enter(Call::tg_is_timer_active);
+  host::live().faults.count(Call::tg_is_timer_active);
   return timer != nullptr && static_cast<Timer *>(timer)->active ? 1 : 0;
 }
 

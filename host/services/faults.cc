@@ -1,42 +1,27 @@
 #include "host/services/faults.h"
 
 #include <algorithm>
-#include <iterator>
-#include <numeric>
-#include <span>
 #include <stdexcept>
 
 namespace host::services {
 namespace {
 
-#define HOST_CALL_NAME(name) #name,
-constexpr std::string_view kFaultable[] = {HOST_FAULTABLE_CALLS(HOST_CALL_NAME)};
-constexpr std::string_view kNames[] = {HOST_FAULTABLE_CALLS(HOST_CALL_NAME) HOST_OTHER_CALLS(HOST_CALL_NAME)};
-#undef HOST_CALL_NAME
-
-constexpr size_t kLastSdkCall = static_cast<size_t>(Call::libsdk_port_static_match_enable_set);
-
-bool is_faultable(Call call) {
-  return static_cast<size_t>(call) < std::size(kFaultable);
-}
-
-// The call with this name, which is one of `among`, the beginning of kNames.
-Call call_named(std::string_view wanted, std::span<const std::string_view> among) {
-  const auto found = std::ranges::find(among, wanted);
-  if (found == among.end()) {
+Call call_named(std::string_view wanted) {
+  const auto found = std::ranges::find(kCalls, wanted, &CallTraits::name);
+  if (found == kCalls.end()) {
     throw std::invalid_argument("no such host call: " + std::string(wanted));
   }
-  return static_cast<Call>(found - among.begin());
+  return static_cast<Call>(found - kCalls.begin());
 }
 
 }  // namespace
 
-std::string_view name(Call call) {
-  return kNames[static_cast<size_t>(call)];
-}
-
 void Faults::fail(std::string_view name, uint64_t nth, int32_t code, Repeat repeat) {
-  arm({false, call_named(name, kFaultable), nth, code, repeat});
+  const Call call = call_named(name);
+  if (!is(call, kCanFail)) {
+    throw std::invalid_argument("this host call cannot be made to fail: " + std::string(name));
+  }
+  arm({false, call, nth, code, repeat});
 }
 
 void Faults::fail_any(uint64_t nth, int32_t code, Repeat repeat) {
@@ -56,7 +41,7 @@ void Faults::arm(Armed fault) {
 int32_t Faults::inject(Call call) {
   int32_t code = 0;
   for (Armed &fault : armed_) {
-    const bool concerned = fault.any ? is_faultable(call) : fault.call == call;
+    const bool concerned = fault.any ? is(call, kCanFail) : fault.call == call;
     if (concerned && --fault.left == 0) {
       code = fault.code;
       fault.left = fault.repeat == Repeat::FromThenOn ? 1 : 0;
@@ -70,11 +55,15 @@ int32_t Faults::inject(Call call) {
 }
 
 uint64_t Faults::calls(std::string_view name) const {
-  return calls(call_named(name, kNames));
+  return calls(call_named(name));
 }
 
 uint64_t Faults::sdk_calls() const {
-  return std::accumulate(counts_.begin(), counts_.begin() + kLastSdkCall + 1, uint64_t{0});
+  uint64_t sum = 0;
+  for (size_t i = 0; i < kCallCount; ++i) {
+    sum += is(static_cast<Call>(i), kSdk) ? counts_[i] : 0;
+  }
+  return sum;
 }
 
 void Faults::reset() {
@@ -83,7 +72,13 @@ void Faults::reset() {
 }
 
 std::vector<std::string_view> Faults::names() {
-  return {std::begin(kFaultable), std::end(kFaultable)};
+  std::vector<std::string_view> names;
+  for (const CallTraits &call : kCalls) {
+    if ((call.marks & kCanFail) != 0) {
+      names.push_back(call.name);
+    }
+  }
+  return names;
 }
 
 }  // namespace host::services

@@ -9,16 +9,19 @@
 namespace {
 
 using host::services::Call;
+using host::services::FailingCall;
 using host::services::Interface;
 using host::services::InterfaceObject;
+using host::services::UnfailingCall;
 
 // The interface behind an opaque object of the expected kind; null, and a violation, for anything else.
-Interface *owner_of(Call call, void *object, InterfaceObject::Kind kind) {
+Interface *owner_of(UnfailingCall call, void *object, InterfaceObject::Kind kind) {
   host::Parts &parts = host::live();
-  parts.faults.enter(call);
+  parts.faults.count(call);
   const auto *const known = static_cast<const InterfaceObject *>(object);
   if (known == nullptr || known->kind != kind) {
-    parts.violations.add(std::string(name(call)) + (known == nullptr ? ": null object" : ": object of another kind"));
+    parts.violations.add(std::string(name(call.call)) +
+                         (known == nullptr ? ": null object" : ": object of another kind"));
     return nullptr;
   }
   return known->owner;
@@ -30,7 +33,7 @@ struct Lookup {
   int32_t code;
 };
 
-Lookup look_up(Call call, uint32_t ifindex) {
+Lookup look_up(FailingCall call, uint32_t ifindex) {
   host::Parts &parts = host::live();
   if (const int32_t code = parts.faults.enter(call); code != 0) {
     return {nullptr, code};

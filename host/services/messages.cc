@@ -79,7 +79,7 @@ int32_t fu_ipq_send_response(void *reply, void *response, uint32_t length, void 
 
 const char *hdm_errcat2str(int32_t status) {
   static std::string text;  // stays until the next call
-  host::live().faults.enter(Call::hdm_errcat2str);
+  host::live().faults.count(Call::hdm_errcat2str);
   text = "message service error " + std::to_string(status);
   return text.c_str();
 }

@@ -24,7 +24,7 @@ const char *trk_dbg_modname = "oftab";
 
 void hdm_ds_trace_add(const char *file, const char *function, int line, int flags, const char *format, ...) {
   host::Parts &parts = host::live();
-  parts.faults.enter(Call::hdm_ds_trace_add);
+  parts.faults.count(Call::hdm_ds_trace_add);
   if (!parts.tracing.ring_on()) {
     return;
   }
@@ -36,7 +36,7 @@ void hdm_ds_trace_add(const char *file, const char *function, int line, int flag
 
 void hdm_ds_add(const char *file, const char *function, int line, const char *format, ...) {
   host::Parts &parts = host::live();
-  parts.faults.enter(Call::hdm_ds_add);
+  parts.faults.count(Call::hdm_ds_add);
   if (!parts.tracing.failures_on()) {
     return;
   }
@@ -49,30 +49,30 @@ void hdm_ds_add(const char *file, const char *function, int line, const char *fo
 const char *hdm_ctime() {
   static std::string text;  // stays until the next call
   host::Parts &parts = host::live();
-  parts.faults.enter(Call::hdm_ctime);
+  parts.faults.count(Call::hdm_ctime);
   text = parts.clock.text();
   return text.c_str();
 }
 
 const char *hdm_debug_elem_descr(uint32_t level) {
-  host::live().faults.enter(Call::hdm_debug_elem_descr);
+  host::live().faults.count(Call::hdm_debug_elem_descr);
   return host::services::level_name(level);
 }
 
 void hdm_check_flush_dbg_out_file() {
-  host::live().faults.enter(Call::hdm_check_flush_dbg_out_file);
+  host::live().faults.count(Call::hdm_check_flush_dbg_out_file);
   fflush(dbg_out_file);
 }
 
 int trk_hist_event_subtype_check(uint32_t /*type*/, uint32_t level) {
   host::Parts &parts = host::live();
-  parts.faults.enter(Call::trk_hist_event_subtype_check);
+  parts.faults.count(Call::trk_hist_event_subtype_check);
   return parts.tracing.in_history(level) ? 0 : 1;
 }
 
 void trk_hist_event(uint32_t type, uint32_t length, const void *record) {
   host::Parts &parts = host::live();
-  parts.faults.enter(Call::trk_hist_event);
+  parts.faults.count(Call::trk_hist_event);
   const auto *const bytes = static_cast<const char *>(record);
   if (!is_event(length, bytes)) {
     parts.violations.add("trk_hist_event: the length is not that of the text");
@@ -85,13 +85,13 @@ void trk_hist_event(uint32_t type, uint32_t length, const void *record) {
 
 int trk_chk_int(uint32_t level, int /*a*/, int /*b*/, int /*c*/) {
   host::Parts &parts = host::live();
-  parts.faults.enter(Call::trk_chk_int);
+  parts.faults.count(Call::trk_chk_int);
   return parts.tracing.on_console(level) ? 1 : 0;
 }
 
 void trcout(int enable, const void *modname, int flags, const char *format, ...) {
   host::Parts &parts = host::live();
-  parts.faults.enter(Call::trcout);
+  parts.faults.count(Call::trcout);
   if (enable != 1 || modname != &trk_dbg_modname || flags != 0) {
     parts.violations.add("trcout: bad argument");
   }
