@@ -2,8 +2,8 @@
 # make test       build and run all tests
 # make sanitize   the same under the address and undefined-behaviour sanitizers
 # make clang      the same with clang++
-# make fuzz       a minute of fuzzing with each target
-# make bench      measure against the floor
+# make fuzz       fuzz with each target (FUZZ_SECONDS=60)
+# make bench      measure against the floor (BENCH_SECONDS=0.1 for each row)
 # make lint       check format and run clang-tidy
 # make debs       make Debian packages in build/packages
 # make clean      remove what was built
@@ -19,6 +19,8 @@ TIDY_PACKAGES := clang-tidy
 FLOWS ?= 1000
 PACKETS ?= 5000
 SEED ?= 1
+FUZZ_SECONDS ?= 60
+BENCH_SECONDS ?= 0.1
 
 SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
@@ -41,7 +43,7 @@ configure-clang configure-fuzz: clang-packages
 
 bench: configure-release
 	cmake --build --preset release --target oftab_bench
-	build/release/bin/oftab_bench --benchmark_min_time=0.1 --benchmark_counters_tabular=true
+	build/release/bin/oftab_bench --benchmark_min_time=$(BENCH_SECONDS) --benchmark_counters_tabular=true
 
 lint: format-check tidy
 
@@ -64,7 +66,9 @@ build-%: configure-%
 	cmake --build --preset $*
 
 configure-%: packages
-	cmake --preset $*
+	cmake --preset $* $(DEFINITIONS)
+
+configure-fuzz: DEFINITIONS = -D OFTAB_FUZZ_SECONDS=$(FUZZ_SECONDS)
 
 packages: NEEDED = $(PACKAGES)
 clang-packages: NEEDED = $(CLANG_PACKAGES)
