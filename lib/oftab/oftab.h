@@ -2,11 +2,14 @@
  *
  * Rules common to all operations
  * - The host makes one call at a time: nothing is locked, and all state is global.
- * - oftab_main or oftab_init comes first. The request handlers refuse to work before that.
+ * - oftab_main or oftab_init comes first. Before that the request handlers refuse to work and the shows say so; the
+ *   steps of a transaction, the table operations and the interface operations must not be called.
  * - Results are signed 32-bit statuses: 0 or a negative OFTAB_ERR_ code, unless an operation says otherwise. Failures
  *   are also traced; nothing is thrown.
- * - Arguments stay the caller's. Messages are packed, in host byte order, and may stand at any address; a message must
- *   be as long as its own counts say. Table records are aligned structs.
+ * - Arguments stay the caller's and are not null, unless an operation says otherwise. Messages are packed, in host byte
+ *   order, and may stand at any address; a message must be as long as its own counts say. Table records are aligned
+ *   structs.
+ * - An ifindex is the host's number of an interface; its bits 12 to 19 are the slot of a front-panel port, 0 to 47.
  * - Every call of the ASIC's SDK is for unit 0.
  *
  * The header compiles as C11 and as C++20. */
@@ -109,8 +112,8 @@ typedef struct cache_unified_entry {
 } cache_unified_entry;
 
 typedef struct oftab_sw_entry {
-  uint16_t tcam_index;
-  uint32_t ifindex;                        /* ifindex of the flow's match */
+  uint16_t tcam_index;                     /* where the record stands, or is to be written */
+  uint32_t ifindex;                        /* ifindex of the flow's match, whatever its mask */
   uint32_t seq_no;                         /* flow handle */
   cache_unified_entry hw;                  /* as last converted */
   uint32_t result_kind;                    /* OFTAB_RESULT_ */
@@ -118,8 +121,8 @@ typedef struct oftab_sw_entry {
   uint32_t mcst_idx;                       /* multicast index of the fan-out; 0 when the entry never had one */
   int32_t num_pc;                          /* used elements of pc_ifindex */
   uint32_t pc_ifindex[OFTAB_PC_PER_ENTRY]; /* port channels among the outputs */
-  uint16_t stats_id;
-  uint64_t byte_cnt; /* totals, as of the last collection */
+  uint16_t stats_id;                       /* hardware counter, or OFTAB_STATS_ID_NONE */
+  uint64_t byte_cnt;                       /* totals, as of the last collection */
   uint64_t pkt_cnt;
   uint32_t priority;
   uint8_t flags; /* OFTAB_ENTRY_ */
@@ -129,22 +132,23 @@ typedef struct oftab_sw_entry {
  * tcam_end_idx. The shadow table has a full array of 4095 elements, by TCAM index, while a request is applied. */
 typedef struct oftab_tcam_tbl {
   uint16_t tcam_st_idx;
-  uint16_t tcam_end_idx;
-  uint16_t free_entries;
-  uint16_t entries_allocated; /* records in the range, holes included; 0 for an empty table */
-  oftab_sw_entry_t *tcam_entry;
+  uint16_t tcam_end_idx;        /* inclusive; both are 0 in an empty table */
+  uint16_t free_entries;        /* of the 4095 flow indices */
+  uint16_t entries_allocated;   /* records in the range, holes included; 0 for an empty table */
+  oftab_sw_entry_t *tcam_entry; /* the table's own; null: no records, whatever the counts say */
 } oftab_tcam_tbl_t;
 
+/* The library's state. Every member is the library's to write; a host only reads them, between calls. */
 typedef struct oftab_hw_rsrc {
-  uint32_t initialized;
-  uint16_t tcam_capacity;
-  oftab_sw_entry_t catch_all_entry;
-  oftab_tcam_tbl_t *current_table; /* what the hardware holds */
-  oftab_tcam_tbl_t *shadow_table;  /* where one request is prepared */
+  uint32_t initialized;             /* 1 once initialisation has completed, else 0 */
+  uint16_t tcam_capacity;           /* OFTAB_FLOW_CAPACITY */
+  oftab_sw_entry_t catch_all_entry; /* at OFTAB_CATCH_ALL_INDEX, in neither table */
+  oftab_tcam_tbl_t *current_table;  /* what the hardware holds */
+  oftab_tcam_tbl_t *shadow_table;   /* where one request is prepared; has an array only meanwhile */
   uint16_t intf_count;
-  uint32_t intf_tbl[OFTAB_PORT_SLOTS]; /* OpenFlow interface of each port slot, or OFTAB_EMPTY_SLOT */
-  uint16_t port_hw_lif[OFTAB_PORT_SLOTS];
-  uint16_t shadow_intf_count; /* working copies */
+  uint32_t intf_tbl[OFTAB_PORT_SLOTS];    /* OpenFlow interface of each port slot, or OFTAB_EMPTY_SLOT */
+  uint16_t port_hw_lif[OFTAB_PORT_SLOTS]; /* as last told to oftab_set_hw_lif_for_l2_port; kept for the host */
+  uint16_t shadow_intf_count;             /* working copies of an interface request */
   uint32_t shadow_intf_tbl[OFTAB_PORT_SLOTS];
   uint16_t bd_vlan[OFTAB_BD_COUNT]; /* VLAN of the last match converted with each bridge domain */
 } oftab_hw_rsrc_t;
@@ -348,7 +352,9 @@ static_assert(offsetof(oftab_stats_resp_info_t, byte_cnt) == 20, "statistics res
 
 /* --- Data --- */
 
-extern oftab_hw_rsrc_t oftab_hw_rsrc_g; /* the host may read it between calls */
+/* All but the variables of the writers and of the scenario, at the end, are the library's to write. */
+
+extern oftab_hw_rsrc_t oftab_hw_rsrc_g;
 
 extern void *oftab_pc_tree;             /* AVL tree of struct pc_entry; null until initialisation */
 extern void *g_oftab_mcast_idx_bmp;     /* bitset of the multicast indices in use; null until the first allocation */
@@ -526,14 +532,16 @@ int32_t oftab_pc_compare_func(const void *pc_entry_a, const void *pc_entry_b);
 /* The record of a port channel that some flow outputs to, or null. It belongs to the tree. */
 struct pc_entry *oftab_pc_entry_find(uint32_t pc_ifindex);
 
-/* Records (`add` non-zero) or withdraws flow `flow_handle` (0 to 4095) on a port channel. 0; -3 out of memory, no tree,
- * or a handle that has no bit. */
+/* Records (`add` non-zero) or withdraws flow `flow_handle` (0 to 4095) on a port channel. 0, also without a tree; -3
+ * when a flow to be recorded has a handle without a bit, or there is no memory. */
 int32_t oftab_pc_entry_update_flowmask(uint32_t pc_ifindex, uint32_t flow_handle, int add);
 
 /* Withdraws the entry's flow from every port channel recorded on it. Returns 0. */
 int32_t oftab_entry_clear_pc_data(oftab_sw_entry_t *entry);
 
-/* Add and delete OpenFlow interfaces as a request asks, fill the response and return its status. */
+/* Add and delete OpenFlow interfaces as a request asks, fill the zeroed response and return its status. Adding is all
+ * or nothing, -1 or -7 of the last interface refused; deleting asks for nothing that is not there: 0, or -3 out of
+ * memory. The LLDP static match of every interface added (off) or named for deletion (on) is set. */
 int32_t oftab_process_add_intf(const oftab_intf_update_req_t *request, oftab_intf_update_resp_t *response);
 int32_t oftab_process_del_intf(const oftab_intf_update_req_t *request, oftab_intf_update_resp_t *response);
 
@@ -545,7 +553,7 @@ int32_t oftab_add_intf(uint32_t ifindex);
 int32_t oftab_update_lldp_sm_mask(uint32_t ifindex, uint32_t value);
 
 /* --- Diagnostics ---
- * The dumps write a message to the trace; null is traced. */
+ * The dumps write a message to the trace at level 104; a null message is traced as an error. */
 
 void oftab_dump_entry_update_req(const oftab_entry_update_req_t *request);
 void oftab_dump_entry_del_req(const oftab_entry_del_req_t *request);
@@ -553,6 +561,7 @@ void oftab_dump_entry_update_resp(const oftab_entry_update_resp_t *response);
 void oftab_dump_intf_update_req(const oftab_intf_update_req_t *request);
 void oftab_dump_intf_update_resp(const oftab_intf_update_resp_t *response);
 void oftab_dump_stats_query_req(const oftab_stats_query_req_t *request);
+/* The `num_entries` records of a response of status 0 to operation 5 or 6 are read; other responses have none. */
 void oftab_dump_stats_query_resp(const oftab_stats_query_resp_t *response);
 
 /* The shows print to the shell through cmd_prt, or to the trace outputs when `shell_context` is null. They return 0
@@ -564,14 +573,17 @@ int oftab_show_openflow_sw_table(void *shell_context);
 /* The flows, one line each: match, result and totals. */
 int oftab_show_openflow_policy(void *shell_context);
 
-/* The hardware's records at indices `first` to `last` (clamped to 4095; a first index of 4096 or more starts at 0). */
+/* The hardware's records at indices `first` to `last` (clamped to 4095; a first index of 4096 or more starts at 0).
+ * An index that cannot be read is reported to the system log and on standard output. Returns 0, also when the shell
+ * stops it. */
 int oftab_display_cache_tcam(void *shell_context, uint32_t first, uint32_t last);
 
 /* One hardware record: 44-byte key and mask, 24-byte result; `index` is only printed. */
 int oftab_dump_tcam_entry(void *shell_context, int index, const void *hw_key, const void *hw_mask,
                           const void *hw_result);
 
-/* A table to the trace at level 104; `is_shadow` non-zero for an array by TCAM index. */
+/* A table to the trace at level 104. `is_shadow` non-zero: its array is by TCAM index, and the working copy of the
+ * interfaces is dumped with it. `table` may be null. */
 void oftab_dump_sw_tcam_tbl(const oftab_tcam_tbl_t *table, int is_shadow);
 
 /* The stored hardware records of the current table to the trace at level 102. */
@@ -587,23 +599,44 @@ void oftab_convert_dst_mac(uint32_t low9, uint32_t mid32, uint32_t high7, char *
 /* An IPv4 address in dotted form; `out` holds at least 16 bytes. */
 void oftab_convert_to_ip(uint32_t low19, uint32_t high13, char *out);
 
-/* Request generators: build a request and dump it to the trace; nothing is submitted. They abort the process when
- * memory is short. */
+/* Request generators: build a request for tests of the message layout. None is submitted, which the entry generators
+ * trace as their failure. All their traces are at level 102, but for the dumps. They abort the process when memory is
+ * short. */
+
+/* `op` 1: oftab_test_entry_add_req; 2: oftab_test_entry_del_req with `count_deny`; other: nothing. */
 void oftab_test_entry_update_req(int op, uint32_t base, uint32_t count_out, uint32_t count_deny);
+
+/* `count_out` (at most 20) output flows and `count_deny` (at most 10) deny flows, numbered from base + 10 in steps of
+ * 10. Dumps nothing. Returns 0. */
 int32_t oftab_test_entry_add_req(uint32_t base, uint32_t count_out, uint32_t count_deny);
+
+/* The deletion of `count` (at most 250) flows numbered likewise, dumped to the trace. Returns 0. */
 int32_t oftab_test_entry_del_req(uint32_t base, uint32_t count);
+
+/* A request for the first three ports, with any `intf_op`, dumped to the trace. */
 void oftab_test_intf_update_req(uint32_t intf_op);
 
-/* Direct TCAM writers, behind the tables' back: indices `first` to `last` as for oftab_display_cache_tcam. They sleep a
- * second at every 400th index. 0, or -1 when a counter or a write failed. */
-int32_t oftab_install_catch_all(uint32_t first, uint32_t last);    /* deny everything */
-int32_t oftab_clear_catch_all(uint32_t first, uint32_t last);      /* invalidate */
-int32_t oftab_install_global_entry(uint32_t first, uint32_t last); /* write global_entry */
+/* Direct TCAM writers, behind the tables' back: indices `first` to `last` as for oftab_display_cache_tcam. At every
+ * 400th index they write to the system log and sleep a second. 0, or -1 when a counter was refused (nothing is written
+ * then) or any write (the others are still written). */
 
-/* A multicast scenario over the whole TCAM; `vlan` is only traced. 0, or -1. */
+/* Denies everything, built in catch_all_entry with a counter of its own: even indices match every packet, odd ones only
+ * IPv4. */
+int32_t oftab_install_catch_all(uint32_t first, uint32_t last);
+
+/* Invalidates. */
+int32_t oftab_clear_catch_all(uint32_t first, uint32_t last);
+
+/* Writes global_entry, made valid, with the classes of oftab_install_catch_all. */
+int32_t oftab_install_global_entry(uint32_t first, uint32_t last);
+
+/* A multicast scenario: each of the 4096 indices gets an entry that replicates to the ports 0x1a00d000 and 0x1a010000.
+ * Its counter and its tree, index 1000, are never given back. `vlan` is only traced. 0, or -1 when an interface is
+ * unknown or the tree is refused; a refused write is only traced. */
 int32_t oftab_debug_test(int vlan);
 
-/* Dumps a part named "key", "mask" or "result" to the trace. */
+/* Dumps the `part` named "key", "mask" (44 bytes) or "result" (24 bytes) to the trace; another name is an error trace.
+ */
 void test_cache_unified_entry_dump(const char *name, const void *part);
 
 /* Variables of the writers and of the scenario. */
@@ -619,9 +652,9 @@ extern uint8_t mac_sa2[8];
 extern uint8_t mac_da2[8];
 extern uint32_t use_cache_result; /* non-zero: oftab_debug_test programs cache_result */
 extern uint8_t cache_result[TCAM_RESULT_SIZE];
-extern uint32_t global_stats_id; /* set by oftab_install_catch_all */
-extern oftab_sw_entry_t global_entry;
-extern uint32_t special_high;
+extern uint32_t global_stats_id;      /* set by oftab_install_catch_all */
+extern oftab_sw_entry_t global_entry; /* what oftab_install_global_entry writes */
+extern uint32_t special_high;         /* these three are not used */
 extern uint32_t special_low;
 extern uint32_t special_debug;
 
