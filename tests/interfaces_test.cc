@@ -139,39 +139,12 @@ TEST_F(Interfaces, LldpIsSetForEveryMemberInTurn) {
                                        "oftab_update_lldp_sm_mask: no port for ifindex 0x1b020000 \n"));
 }
 
-TEST_F(Interfaces, DeleteWithoutMemoryChangesNothing) {
-  set_up({add(std::vector<Flow>(4095))});  // a full table is no obstacle
-  request(kAdd, {port(1), port(2)});
-  const int64_t blocks = allocated_blocks();
-  fail_allocations_of(size_t{4095} * sizeof(oftab_sw_entry_t));
-  const host::Reply reply = request(kDelete, {port(1)});
-  let_allocations_pass();
-  EXPECT_EQ(reply.handler_result, -3);
-  EXPECT_EQ(hex(reply.responses.at(0)), hex(unhex("02000000 0100 0000 fdffffff 000000000000000000000000")));
-  EXPECT_THAT(table(), ElementsAre(port(1), port(2)));
-  EXPECT_THAT(lldp_off(), ElementsAre(2, 3));
-  EXPECT_EQ(request(kDelete, {port(1)}).handler_result, 0);
-  EXPECT_EQ(allocated_blocks(), blocks);
-}
-
 TEST_F(Interfaces, FlowRequestsDoNotAddButPurgeRemoves) {
   set_up({add({{.value = {.ifindex = port(1)}, .mask = {.ifindex = 0xffffffff}}})});
   EXPECT_EQ(request(kAdd, {port(1), port(2)}).handler_result, 0);
   set_up({purge()});
   EXPECT_THAT(table(), IsEmpty());
   EXPECT_THAT(lldp_off(), ElementsAre(2, 3));
-}
-
-TEST_F(Interfaces, UnpreparedRequestsAreNotAnswered) {
-  expect_no_answers(
-      *this, OFTAB_MSG_INTF_UPDATE, intf_request(kDelete, {port(1)}), 24,
-      {"handle openflow interface update: - ipq handler init: message service error 77 ",
-       "oftab_process_intf_update(): Null parameter \n", "oftab_process_intf_update() Malloc failure \n"});
-}
-
-TEST_F(BareSwitchTest, InterfaceRequestBeforeInitialisationIsNotAnswered) {
-  expect_unanswered(*this, sw.submit(OFTAB_MSG_INTF_UPDATE, intf_request(kAdd, {port(1)})), -2,
-                    "oftab_process_intf_update() Exit. Not Initialized yet \n");
 }
 
 }  // namespace

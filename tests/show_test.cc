@@ -29,11 +29,12 @@ constexpr Mac kExact{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
 constexpr Match kTcp{port(1), kSource, kDestination, 0x0800, 100, 0x0a010203, 0xffffffff, 46, 6, 4660, 80};
 constexpr Match kAll{0xffffffff, kExact, kExact, 0xffff, 0xffff, 0xffffffff, 0xffffffff, 0xff, 0xff, 0xffff, 0xffff};
 
-// Every kind of row: an IPv4, an ARP and an Ethernet flow, a hole, and the outports' ports 0, 47, 255, seven and six.
+// Every kind of row: an IPv4, an ARP and an Ethernet flow, a hole, and the outports' ports 0, 254, 255, seven and six.
 class ShowTest : public SwitchTest {
  protected:
   ShowTest() {
     sw.interfaces().set_asic_port(port(45), 255);
+    sw.interfaces().set_asic_port(port(46), 253);
     sw.interfaces().set_asic_port(port(47), 254);
     send(intf_request(OFTAB_INTF_ADD, {port(47), port(0), port(1), port(2), port(3), port(4), port(5)}),
          OFTAB_MSG_INTF_UPDATE);
@@ -80,7 +81,7 @@ const std::string kSwTable =
     "\n  2002        0       0   0       0        ----"
     "\n  2003    50000     600   1       5        ----"
     "\n  2004       50     500   1       6        Eth1/2 Eth1/3 Eth1/4 Eth1/5 Eth1/6 Eth1/7 \n" +
-    kOutPortsColumn + "Eth1/47 " +
+    kOutPortsColumn + "Eth1/254 " +
     "\n  2005       60       0   1       7        Eth1/8 Eth1/9 Eth1/10 Eth1/11 Eth1/12 Eth1/13 \n" + kOutPortsColumn +
     "\n  4095        0       0   0       1         ----\n";
 

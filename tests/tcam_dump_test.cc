@@ -12,11 +12,11 @@ namespace {
 using host::asic::Record;
 
 // A key with a value of its own in every field of the IPv4 layout, though its class says ARP; its mask; and a result
-// of each layout.
-constexpr char kKey[] = "f16a5e1d892aa2199108807af269e158500000000060402040214000003802b7341250000020000000641800";
-constexpr char kMask[] = "ffff87f77fffffffffff7f000080ffff7f0000000000e0ffffffffffffff9ffffffff0fffcff030080ff0f00";
-constexpr char kForward[] = "6964fdf922ce01a8ffefc309000000c04206180000000000";
-constexpr char kRouted[] = "febf543874ef66de5515e8e655e44035ffb92b863a000000";
+// of each layout. The bits between the fields are set.
+constexpr char kKey[] = "f16a5e1d892aa2199108807af269e158d0ffffffff7f402040214000003802b7341250000320fcff7f64f8ff";
+constexpr char kMask[] = "ffff87f77fffffffffff7f000080ffffffffffffff1fe0ffffffffffffff9ffffffff0ffffffffffffffefff";
+constexpr char kForward[] = "6964fdf922ce01a8ffefc3f9ffffffdfc207f8ffffffffff";
+constexpr char kRouted[] = "febf543874ef66de5515e8e655e440357fb82b86faffffff";
 
 const std::string kRule = std::string(90, '-') + "\n";
 const std::string kKeyLines =
@@ -39,7 +39,7 @@ const std::string kRoutedLines =
     "mac_da:0x02AABBCCDDEE, router_ip:1\n"
     "def_route:0, l2mp_dvif:3, swid:43981, sswid:200\n"
     "if_map_ptr:129, uc_ftag:42, v4_same_if_check:1, mac_sa_idx:2\n"
-    "mtu_idx:63, nat_if:3, nat_ptr:1500, use_fwd_from_cache_fwd:0\n"
+    "mtu_idx:63, nat_if:0, nat_ptr:1500, use_fwd_from_cache_fwd:0\n"
     "lid:54321, nat_kill_ah:1\n";
 
 Record record(std::string_view result_digits) {
@@ -111,6 +111,9 @@ TEST_F(SwitchTest, StoredRecordsAreDumpedHolesIncluded) {
   oftab_sw_entry_t *const entries = oftab_hw_rsrc_g.current_table->tcam_entry;
   const std::array<cache_unified_entry, 2> kept{entries[0].hw, entries[1].hw};
   entries[0].hw = std::bit_cast<cache_unified_entry>(record(kForward));
+  entries[0].hw.result[9] ^= 0x30;  // other values of s_star_prio and sg_entry
+  std::string forward_lines = kForwardLines;
+  forward_lines.replace(forward_lines.find("s_star_prio:0, sg_entry:1"), 25, "s_star_prio:1, sg_entry:0");
   entries[1].hw = std::bit_cast<cache_unified_entry>(record(kRouted));
   sw.tracing().clear();
   oftab_dump_tcam_tbl();
@@ -119,7 +122,7 @@ TEST_F(SwitchTest, StoredRecordsAreDumpedHolesIncluded) {
             "Start Index:2000   End Index:2001\n"
             "Total:4095  Used:1  Free:4094  Entries Allocated:2\n"
             "Key Value/Mask for Index 2000\n" +
-                kKeyLines + kForwardLines + "\nKey Value/Mask for Index 2001\n" + kKeyLines + kRoutedLines + "\n");
+                kKeyLines + forward_lines + "\nKey Value/Mask for Index 2001\n" + kKeyLines + kRoutedLines + "\n");
   entries[0].hw = kept[0];
   entries[1].hw = kept[1];
 }
