@@ -66,12 +66,11 @@ TEST_F(ChangeTest, UnknownFlowFailsTheWholeModification) {
   EXPECT_THAT(sw.asic().trees().ports(8192), ElementsAre(2));
 }
 
-TEST_F(ChangeTest, FailedActionLeavesTheTcamRecord) {
-  const auto before = sw.asic().tcam().records();
+TEST_F(ChangeTest, FailedActionLeavesTheActionBeforeItInTheTcam) {
   const Response response = submit(modify({{.seq_no = 2}, {.seq_no = 2, .action = controller(9)}}));
   EXPECT_EQ(response.status, 0);
   EXPECT_THAT(response.entry_statuses(), ElementsAre(0, -3));
-  EXPECT_TRUE(sw.asic().tcam().records() == before);
+  EXPECT_EQ(result_at(2001), "0700000000");  // permitted, as the first record asked
   exceptions.failed_modifies = {2001};
 }
 

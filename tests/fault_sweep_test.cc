@@ -63,7 +63,7 @@ Flow full_flow(uint32_t seq_no, uint32_t priority) {
 }
 
 int32_t lose_catch_all(Rig &rig) {
-  rig.sw.asic().tcam().put(OFTAB_CATCH_ALL_INDEX, {});
+  oftab_clear_catch_all(OFTAB_CATCH_ALL_INDEX, OFTAB_CATCH_ALL_INDEX);
   return request(add({numbered_flow(21, 90)}))(rig).status;
 }
 

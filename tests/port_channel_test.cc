@@ -50,6 +50,8 @@ TEST_F(SwitchTest, FlowHandleWithoutABitIsRefused) {
   EXPECT_EQ(oftab_pc_entry_update_flowmask(kPc, 4096, 1), -3);
   EXPECT_EQ(oftab_pc_entry_find(kPc), nullptr);
   EXPECT_EQ(traced(103).size(), 1U);
+  EXPECT_EQ(oftab_pc_entry_update_flowmask(kPc, 4096, 0), 0);
+  EXPECT_EQ(traced(103).size(), 1U);
 }
 
 TEST_F(SwitchTest, ComparisonOrdersByIfindex) {
@@ -107,7 +109,8 @@ TEST_F(BareSwitchTest, WithoutATreeNothingIsRecorded) {
   sw.boot();
   EXPECT_EQ(oftab_pc_tree, nullptr);
   EXPECT_EQ(oftab_pc_entry_find(kPc), nullptr);
-  EXPECT_EQ(oftab_pc_entry_update_flowmask(kPc, 1, 1), -3);
+  EXPECT_EQ(oftab_pc_entry_update_flowmask(kPc, 1, 1), 0);
+  EXPECT_THAT(traced(103), testing::IsEmpty());
   sw.interfaces().create_pc(kPc);
   set_up({add({{.action = output({kPc})}}), erase({1})});
 }

@@ -3,9 +3,7 @@
 #include <cstring>
 
 #include "oftab/oftab.h"
-#include "oftab/oftab_main/catch_all.h"
-#include "oftab/oftab_main/port_channels.h"
-#include "oftab/oftab_main/tcam_ledger.h"
+#include "oftab/oftab_main/reconcile.h"
 #include "oftab/statistics_timer.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
@@ -29,13 +27,6 @@ constexpr timer_interval COLLECTION_PERIOD = {10, 0};
 
 // A failed attempt leaves its empty tree to the next one: the host has no way to destroy it.
 bool tree_is_spare = false;
-
-// What the library remembers beside the global record starts anew with it.
-void forget_past() {
-  oftab::forget_catch_all_counters();
-  oftab::reset_ledger();
-  oftab::current_table_changed();
-}
 
 oftab_tcam_tbl_t *allocate_table() {
   return static_cast<oftab_tcam_tbl_t *>(calloc(1, sizeof(oftab_tcam_tbl_t)));
@@ -66,11 +57,11 @@ void release_table(oftab_tcam_tbl_t *&table) {
 // Back to the state before initialisation.
 void undo() {
   oftab_hw_rsrc_t &global = oftab_hw_rsrc_g;
-  oftab::release_catch_all_counters();
   tree_is_spare = true;
-  global.initialized = 0;
   release_table(global.current_table);
   release_table(global.shadow_table);
+  memset(&global, 0, sizeof global);
+  oftab::release_unnamed("oftab_init");
 }
 
 bool initialise() {
@@ -79,7 +70,6 @@ bool initialise() {
     oftab_init_pc_tree();
   }
   tree_is_spare = false;
-  forget_past();
   memset(&global, 0, sizeof global);
   if (!create_tables()) {
     undo();

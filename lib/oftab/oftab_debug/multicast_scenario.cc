@@ -6,7 +6,8 @@
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/counters.h"
 #include "oftab/oftab_main/interface_lookup.h"
-#include "oftab/oftab_main/tcam_ledger.h"
+#include "oftab/oftab_main/reconcile.h"
+#include "oftab/oftab_main/tcam.h"
 #include "oftab/port_bitmap.h"
 #include "oftab/trace.h"
 
@@ -49,6 +50,14 @@ uint8_t *built_mask() {
 
 uint8_t *built_result() {
   return static_cast<uint8_t *>(mcst_ram);
+}
+
+cache_unified_entry built_record() {
+  cache_unified_entry record;
+  memcpy(record.key, built_key(), sizeof record.key);
+  memcpy(record.mask, built_mask(), sizeof record.mask);
+  memcpy(record.result, built_result(), sizeof record.result);
+  return record;
 }
 
 void set_exact(hw::field where, uint64_t value) {
@@ -159,7 +168,7 @@ void install_entry(uint32_t i, uint32_t stats_id, uint32_t ltl_index) {
     TRACE_ERROR_IN(op, "\nFAiled installing entry  %d for ltl_index = %d, rc=%d", i, ltl_index, rc);
     return;
   }
-  give_back_stranded(i);
+  note_foreign_write(i, built_record());
   TRACE_DETAIL_IN(op, "\n SUCCESS installing the entry %d for ltl_index = %d", i, ltl_index);
 }
 
@@ -209,6 +218,7 @@ int32_t oftab_debug_test(int vlan) {
   for (uint32_t i = 0; i < TCAM_INDICES; ++i) {
     install_entry(i, stats_id, ltl_index);
   }
+  release_unnamed(__func__);
   return OFTAB_OK;
 }
 

@@ -6,9 +6,9 @@
 
 #include "oftab/hw_entry.h"
 #include "oftab/oftab.h"
-#include "oftab/oftab_main/catch_all.h"
 #include "oftab/oftab_main/counters.h"
-#include "oftab/oftab_main/tcam_ledger.h"
+#include "oftab/oftab_main/reconcile.h"
+#include "oftab/oftab_main/tcam.h"
 #include "oftab/trace.h"
 
 using namespace oftab;
@@ -31,21 +31,13 @@ void mark_progress(uint32_t index) {
   sleep(1);
 }
 
-// What stood at the index before holds its resources no longer.
-void note_direct_write(uint32_t index) {
-  give_back_stranded(index);
-  if (index == OFTAB_CATCH_ALL_INDEX) {
-    catch_all_written();
-  }
-}
-
 int32_t write_index(uint32_t index, const oftab_sw_entry_t &entry) {
   int32_t status = OFTAB_OK;
   if (qtr_custom_cache_unified_entry_set(0, index, entry.hw.key, entry.hw.mask, entry.hw.result) != 0) {
     syslog(LOG_ALERT, "installing unified catch all entry at :%d failed\n", static_cast<int>(index));
     status = OFTAB_ERR_FAIL;
   } else {
-    note_direct_write(index);
+    note_foreign_write(index, entry.hw);
   }
   if (index % PROGRESS_STEP == 0) {
     mark_progress(index);
@@ -53,9 +45,11 @@ int32_t write_index(uint32_t index, const oftab_sw_entry_t &entry) {
   return status;
 }
 
-// Writes `entry` at each index of the range, prepared by `prepare(index)` first. -1 when any write failed.
+// Writes `entry` at each index of the range, prepared by `prepare(index)` first. What nobody names any more afterwards
+// goes back. -1 when any write failed.
 template <typename Prepare>
-int32_t write_range(uint32_t first, uint32_t last, const oftab_sw_entry_t &entry, Prepare prepare) {
+int32_t write_range(const char *function, uint32_t first, uint32_t last, const oftab_sw_entry_t &entry,
+                    Prepare prepare) {
   const uint32_t end = last > LAST_INDEX ? LAST_INDEX : last;
   int32_t status = OFTAB_OK;
   for (uint32_t index = first > LAST_INDEX ? 0 : first; index <= end; ++index) {
@@ -64,6 +58,7 @@ int32_t write_range(uint32_t first, uint32_t last, const oftab_sw_entry_t &entry
       status = OFTAB_ERR_FAIL;
     }
   }
+  release_unnamed(function);
   return status;
 }
 
@@ -87,7 +82,6 @@ void fill_deny_all(oftab_sw_entry_t &entry, uint32_t stats_id, uint32_t index) {
 
 // Gives the catch-all record, zeroed, a counter of its own. Returns the SDK's result.
 int32_t renew_catch_all_counter(const char *function, oftab_sw_entry_t &entry, uint32_t *stats_id) {
-  displace_catch_all_counter();
   memset(&entry, 0, sizeof entry);
   const int32_t rc = create_counter(function, stats_id);
   if (rc != 0) {
@@ -97,7 +91,7 @@ int32_t renew_catch_all_counter(const char *function, oftab_sw_entry_t &entry, u
   }
   syslog(LOG_ALERT, "stats_id %d allocated\n", static_cast<int>(*stats_id));
   entry.stats_id = static_cast<uint16_t>(*stats_id);
-  hold_catch_all_counter();
+  own_counter(entry.stats_id);
   return rc;
 }
 
@@ -109,7 +103,7 @@ int32_t oftab_install_catch_all(uint32_t first, uint32_t last) {
   uint32_t stats_id = 0;
   int32_t status = OFTAB_ERR_FAIL;
   if (renew_catch_all_counter(__func__, entry, &stats_id) == 0) {
-    status = write_range(first, last, entry, [&](uint32_t index) { fill_deny_all(entry, stats_id, index); });
+    status = write_range(__func__, first, last, entry, [&](uint32_t index) { fill_deny_all(entry, stats_id, index); });
   }
   TRACE_DETAIL("%s() Exit. Status:%d \n", __func__, status);
   return status;
@@ -118,15 +112,15 @@ int32_t oftab_install_catch_all(uint32_t first, uint32_t last) {
 int32_t oftab_clear_catch_all(uint32_t first, uint32_t last) {
   TRACE_ENTER();
   const oftab_sw_entry_t cleared = {};
-  const int32_t status = write_range(first, last, cleared, [](uint32_t) {});
+  const int32_t status = write_range(__func__, first, last, cleared, [](uint32_t) {});
   TRACE_DETAIL("%s() Exit. Status:%d \n", __func__, status);
   return status;
 }
 
 int32_t oftab_install_global_entry(uint32_t first, uint32_t last) {
   TRACE_ENTER();
-  const int32_t status =
-      write_range(first, last, global_entry, [](uint32_t index) { set_class_and_valid(global_entry.hw, index); });
+  const int32_t status = write_range(__func__, first, last, global_entry,
+                                     [](uint32_t index) { set_class_and_valid(global_entry.hw, index); });
   TRACE_DETAIL("%s() Exit. Status:%d \n", __func__, status);
   return status;
 }

@@ -87,7 +87,7 @@ int32_t oftab_modify_action(oftab_sw_entry_t *entry, const oftab_flow_t *flow) {
 }
 
 int32_t oftab_restore_result_action_defaults(oftab_sw_entry_t *entry) {
-  release_fanout(*entry);
+  release_fanout(__func__, *entry);
   hw::set(entry->hw.result, result_field::drop, 0);
   hw::set(entry->hw.result, result_field::cp_to_cpu, 0);
   hw::set(entry->hw.result, result_field::cpu_code, 0);

@@ -5,8 +5,9 @@
 #include "oftab/message.h"
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/action_translation.h"
-#include "oftab/oftab_main/catch_all.h"
 #include "oftab/oftab_main/counters.h"
+#include "oftab/oftab_main/reconcile.h"
+#include "oftab/oftab_main/tcam.h"
 #include "oftab/trace.h"
 
 using namespace oftab;
@@ -16,22 +17,6 @@ namespace {
 
 const char op[] = "oftab_install_catch_all_entry";
 
-// A counter that this library created, and not one that an earlier life left in the TCAM.
-struct owned_counter {
-  bool held;
-  uint16_t id;
-
-  void release() {
-    if (held) {
-      release_counter(id);
-      held = false;
-    }
-  }
-};
-
-owned_counter record_counter;     // of the catch-all record
-owned_counter displaced_counter;  // of the record before it, which still stands in the TCAM
-
 constexpr uint32_t GLOBAL_LIF_BIT = 0x1000;
 constexpr uint8_t CPU_CODE = 4;
 
@@ -39,17 +24,22 @@ bool is_in_tcam(oftab_sw_entry_t &entry) {
   entry.tcam_index = OFTAB_CATCH_ALL_INDEX;
   const int32_t rc =
       qtr_custom_cache_unified_entry_get(0, OFTAB_CATCH_ALL_INDEX, entry.hw.key, entry.hw.mask, entry.hw.result);
+  if (rc == 0) {
+    note_read(OFTAB_CATCH_ALL_INDEX, entry.hw);
+  }
   return rc == 0 && hw::get(entry.hw.key, hw::ip_key::vld) == 1;
 }
 
+// Writes the entry. The counter of the record that stood there before goes back if this was the last to name it.
 int32_t write_entry(const oftab_sw_entry_t &entry) {
-  const int32_t rc =
-      qtr_custom_cache_unified_entry_set(0, entry.tcam_index, entry.hw.key, entry.hw.mask, entry.hw.result);
-  if (rc != 0) {
+  const uint32_t before = counter_named_at(OFTAB_CATCH_ALL_INDEX);
+  if (tcam_write(entry) != 0) {
     TRACE_ERROR_IN(op, "Installing unified catch all entry at %d failed\n", entry.tcam_index);
     return OFTAB_ERR_FAIL;
   }
-  catch_all_written();
+  if (counter_named_at(OFTAB_CATCH_ALL_INDEX) != before) {
+    release_unnamed(op);
+  }
   return OFTAB_OK;
 }
 
@@ -68,13 +58,13 @@ int32_t install(oftab_sw_entry_t &entry) {
     TRACE_DETAIL_IN(op, "Unified catch all valid at %d\n", OFTAB_CATCH_ALL_INDEX);
     return OFTAB_OK;
   }
-  release_catch_all_counters();
   memset(&entry, 0, sizeof entry);
+  release_unnamed(op);  // the counter that only this record named
   entry.tcam_index = OFTAB_CATCH_ALL_INDEX;
   if (create_entry_counter(op, &entry.stats_id) != 0) {
     return OFTAB_ERR_FAIL;
   }
-  hold_catch_all_counter();
+  own_counter(entry.stats_id);
   fill_dropping(entry);
   return write_entry(entry);
 }
@@ -122,33 +112,6 @@ int32_t update(oftab_sw_entry_t &entry, const oftab_entry_update_req_t *request,
 }
 
 }  // namespace
-
-void oftab::release_catch_all_counters() {
-  record_counter.release();
-  displaced_counter.release();
-}
-
-void oftab::hold_catch_all_counter() {
-  record_counter = {true, oftab_hw_rsrc_g.catch_all_entry.stats_id};
-}
-
-void oftab::displace_catch_all_counter() {
-  if (displaced_counter.held) {
-    record_counter.release();
-  } else {
-    displaced_counter = record_counter;
-  }
-  record_counter.held = false;
-}
-
-void oftab::catch_all_written() {
-  displaced_counter.release();
-}
-
-void oftab::forget_catch_all_counters() {
-  record_counter.held = false;
-  displaced_counter.held = false;
-}
 
 int32_t oftab_install_catch_all_entry(int32_t update_result, const oftab_entry_update_req_t *request,
                                       oftab_entry_update_resp_t *response) {

@@ -1,9 +1,15 @@
 #include "oftab/oftab_main/counters.h"
 
 #include "oftab/oftab.h"
+#include "oftab/oftab_main/flow_memory.h"
 #include "oftab/trace.h"
 
 namespace oftab {
+namespace {
+
+bool own[1U << 16];  // by counter
+
+}  // namespace
 
 int32_t create_counter(const char *function, uint32_t *id) {
   uint32_t block[4] = {0xFFFFFFFFU, 0, 0, 0};
@@ -23,14 +29,25 @@ int32_t create_entry_counter(const char *function, uint16_t *stats_id) {
   const int32_t rc = create_counter(function, &id);
   *stats_id = static_cast<uint16_t>(id);
   if (rc == 0) {
+    forget_flow(*stats_id);
     oftab_dummy_stats_reader(*stats_id);
   }
   return rc;
 }
 
-void release_counter(uint16_t stats_id) {
-  if (libsdk_l3_route_stats_destroy(0, stats_id) != 0) {
-    libsdk_l3_route_stats_destroy(0, stats_id);
+void own_counter(uint16_t stats_id) {
+  own[stats_id] = true;
+}
+
+bool is_own_counter(uint16_t stats_id) {
+  return own[stats_id];
+}
+
+void release_counter(const char *function, uint16_t stats_id) {
+  own[stats_id] = false;
+  const int32_t rc = libsdk_l3_route_stats_destroy(0, stats_id);
+  if (rc != 0) {
+    TRACE_WARNING_IN(function, "%s: counter %d could not be destroyed, sdkrc %d\n", function, stats_id, rc);
   }
 }
 

@@ -1,4 +1,7 @@
 // Hardware counters.
+//
+// A counter that was created for an entry of the table, or for the catch-all, goes back with the entry, or else
+// (reconcile.h) once nothing names it any more. Counters of entries that a direct call converted are the caller's.
 #ifndef OFTAB_COUNTERS_H
 #define OFTAB_COUNTERS_H
 
@@ -14,8 +17,12 @@ int32_t create_counter(const char *function, uint32_t *id);
 // result; *stats_id is then OFTAB_STATS_ID_NONE.
 int32_t create_entry_counter(const char *function, uint16_t *stats_id);
 
-// Gives a counter back. A refusal gets a second try: nobody will ask for it again.
-void release_counter(uint16_t stats_id);
+// From here on the counter belongs to the table, to the TCAM or to the catch-all.
+void own_counter(uint16_t stats_id);
+bool is_own_counter(uint16_t stats_id);
+
+// Gives a counter back. A refusal is a warning in the name of `function`; there is no second try.
+void release_counter(const char *function, uint16_t stats_id);
 
 }  // namespace oftab
 

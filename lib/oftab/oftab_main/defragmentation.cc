@@ -9,8 +9,8 @@
 #include <cstring>
 
 #include "oftab/oftab.h"
-#include "oftab/oftab_main/port_channels.h"
-#include "oftab/oftab_main/tcam_ledger.h"
+#include "oftab/oftab_main/reconcile.h"
+#include "oftab/oftab_main/tcam.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 
@@ -60,17 +60,6 @@ packing pack(const table_view &table, oftab_sw_entry_t *packed, int32_t holes) {
   return at;
 }
 
-// The packing stopped half-way: the entries of the table are written again where moved ones took their places.
-void unpack(const table_view &table, const packing &at, const oftab_sw_entry_t *packed) {
-  for (uint16_t index = at.start; index < at.next; ++index, ++packed) {
-    oftab_sw_entry_t &entry = *table.at(index);
-    if (is_used(entry) && memcmp(&entry.hw, &packed->hw, sizeof entry.hw) != 0) {
-      restore_entry(op, entry);
-    }
-  }
-  mirror_current_table();
-}
-
 void fill_shadow_header(const oftab_tcam_tbl_t &current, const packing &at, int32_t holes) {
   oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
   if (at.next == at.start) {
@@ -94,15 +83,13 @@ void install_packed(oftab_tcam_tbl_t &current) {
   current.tcam_entry = shadow.tcam_entry;
   shadow.tcam_entry = nullptr;
   copy_header(current, shadow);
-  current_table_changed();
-  mirror_current_table();
+  finish_request(op);
 }
 
 int32_t defragment(oftab_tcam_tbl_t &current, int32_t holes) {
   oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
   const table_view table = current_view();
   const uint16_t live = count_live(table);
-  enter_current_table();
   if (live > 0) {
     shadow.tcam_entry = static_cast<oftab_sw_entry_t *>(calloc(live, sizeof(oftab_sw_entry_t)));
     if (shadow.tcam_entry == nullptr) {
@@ -112,8 +99,8 @@ int32_t defragment(oftab_tcam_tbl_t &current, int32_t holes) {
   }
   const packing at = pack(table, shadow.tcam_entry, holes);
   if (at.failed) {
-    unpack(table, at, shadow.tcam_entry);
     release_array(shadow);
+    abandon_request(op);
     return OFTAB_ERR_FAIL;
   }
   if (at.unused != holes) {
@@ -145,6 +132,7 @@ int32_t oftab_cp_and_pgm_entry(oftab_sw_entry_t *dst, const oftab_sw_entry_t *sr
 
 int32_t oftab_defragment_entries(void) {
   TRACE_ENTER();
+  begin_request(op);
   oftab_tcam_tbl_t &current = *oftab_hw_rsrc_g.current_table;
   const int32_t holes = current.entries_allocated + current.free_entries - OFTAB_FLOW_CAPACITY;
   int32_t status = OFTAB_OK;

@@ -5,8 +5,7 @@
 #include "oftab/oftab_main/counters.h"
 #include "oftab/oftab_main/flow_index.h"
 #include "oftab/oftab_main/output_fanout.h"
-#include "oftab/oftab_main/port_channels.h"
-#include "oftab/oftab_main/tcam_ledger.h"
+#include "oftab/oftab_main/reconcile.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 
@@ -14,9 +13,9 @@ using namespace oftab;
 
 namespace {
 
-void release_and_erase(oftab_sw_entry_t &entry) {
-  release_fanout(entry);
-  release_counter(entry.stats_id);
+void release_and_erase(const char *function, oftab_sw_entry_t &entry) {
+  release_fanout(function, entry);
+  release_counter(function, entry.stats_id);
   oftab_clear_and_program_entry(&entry);
 }
 
@@ -67,7 +66,7 @@ int32_t oftab_delete_and_pgm_entries(uint32_t count, uint32_t /*response_kind*/,
       break;
     }
     if ((entry.flags & OFTAB_ENTRY_DELETE_PENDING) != 0) {
-      release_and_erase(entry);
+      release_and_erase(__func__, entry);
       ++oftab_hw_rsrc_g.shadow_table->free_entries;
       ++erased;
     }
@@ -81,18 +80,17 @@ int32_t oftab_delete_and_pgm_entries(uint32_t count, uint32_t /*response_kind*/,
 
 int32_t oftab_purge_all_entries(void) {
   TRACE_ENTER();
+  begin_request(__func__);
   uint32_t deleted = 0;
   for (oftab_sw_entry_t &entry : current_view()) {
     if (is_used(entry)) {
-      release_and_erase(entry);
+      release_and_erase(__func__, entry);
       ++deleted;
     }
   }
   release_array(*oftab_hw_rsrc_g.current_table);
   set_empty_header(*oftab_hw_rsrc_g.current_table);
-  current_table_changed();
-  erase_stranded();
-  mirror_current_table();
+  finish_request(__func__);
   empty_interface_tables();
   TRACE_DETAIL("%s() Exit. Entries deleted:%d\n", __func__, deleted);
   return OFTAB_OK;

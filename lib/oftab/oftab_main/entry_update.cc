@@ -2,8 +2,7 @@
 #include "oftab/message.h"
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/port_channels.h"
-#include "oftab/oftab_main/tcam_ledger.h"
-#include "oftab/oftab_main/transaction.h"
+#include "oftab/oftab_main/reconcile.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 #include "platform/message_service.h"
@@ -20,18 +19,23 @@ void commit(oftab_entry_update_resp_t *response) {
   if (status != OFTAB_OK) {
     TRACE_ERROR_IN(op, "copy shadow to current failed \n");
     response->status = status;
-    strand_shadow();
+    abandon_request(op);
     return;
   }
-  mirror_current_table();
+  finish_request(op);
 }
 
-bool program(oftab_entry_update_resp_t *response) {
-  if (oftab_program_shadow_entries(response) != OFTAB_OK) {
+// The operation on the shadow returned `status`: programs and commits what it changed, or takes it back.
+void program_and_commit(int32_t status, oftab_entry_update_resp_t *response) {
+  if (status != OFTAB_OK) {
+    TRACE_ERROR_IN(op, "Insert entries failed \n");
+    abandon_request(op);
+  } else if (oftab_program_shadow_entries(response) != OFTAB_OK) {
     TRACE_ERROR_IN(op, "Programming entries failed \n");
-    return false;
+    abandon_request(op);
+  } else {
+    commit(response);
   }
-  return true;
 }
 
 bool is_for_catch_all(const oftab_entry_update_req_t *request) {
@@ -50,11 +54,7 @@ void add_entries(const oftab_entry_update_req_t *request, oftab_entry_update_res
     response->status = status;
     return;
   }
-  const bool inserted = oftab_insert_entries(request, response) == OFTAB_OK;
-  if (!inserted) {
-    TRACE_ERROR_IN(op, "Insert entries failed \n");
-  }
-  inserted &&program(response) ? commit(response) : roll_back();
+  program_and_commit(oftab_insert_entries(request, response), response);
 }
 
 void delete_entries(const oftab_entry_update_req_t *request, oftab_entry_update_resp_t *response) {
@@ -68,7 +68,7 @@ void delete_entries(const oftab_entry_update_req_t *request, oftab_entry_update_
   }
   if (oftab_process_entry_del_req(delete_request, response) != OFTAB_OK) {
     TRACE_ERROR_IN(op, "Deleting entries failed \n");
-    roll_back();
+    abandon_request(op);
     return;
   }
   commit(response);
@@ -82,15 +82,14 @@ void modify_entries(const oftab_entry_update_req_t *request, oftab_entry_update_
     response->status = status;
     return;
   }
-  const bool modified = oftab_modify_entries_top_down(request, response) == OFTAB_OK;
-  if (!modified) {
-    TRACE_ERROR_IN(op, "Insert entries failed \n");
-  }
-  modified &&program(response) ? commit(response) : roll_back();
+  program_and_commit(oftab_modify_entries_top_down(request, response), response);
 }
 
 void apply(const oftab_entry_update_req_t *request, oftab_entry_update_resp_t *response) {
-  const port_channel_scope scope;
+  const pc_memory_scope scope;
+  if (request->entry_op != OFTAB_ENTRY_PURGE) {  // a purge begins itself
+    begin_request(op);
+  }
   switch (request->entry_op) {
     case OFTAB_ENTRY_ADD:
       add_entries(request, response);

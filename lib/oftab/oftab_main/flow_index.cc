@@ -21,22 +21,14 @@ void flow_index::build(const table_view &table) {
   }
 }
 
-oftab_sw_entry_t *flow_index::match_from(const table_view &table, uint16_t position, uint32_t seq_no) const {
-  for (; position < table.count; position = next_[position]) {
+oftab_sw_entry_t *flow_index::find(const table_view &table, uint32_t seq_no) const {
+  for (uint16_t position = bucket_[bucket_of(seq_no)]; position < table.count; position = next_[position]) {
     oftab_sw_entry_t &entry = table.first[position];
     if (is_used(entry) && entry.seq_no == seq_no) {
       return &entry;
     }
   }
   return nullptr;
-}
-
-oftab_sw_entry_t *flow_index::find(const table_view &table, uint32_t seq_no) const {
-  return match_from(table, bucket_[bucket_of(seq_no)], seq_no);
-}
-
-oftab_sw_entry_t *flow_index::find_next(const table_view &table, const oftab_sw_entry_t &entry) const {
-  return match_from(table, next_[&entry - table.first], entry.seq_no);
 }
 
 }  // namespace oftab

@@ -17,15 +17,11 @@ class flow_index {
   // that was indexed.
   oftab_sw_entry_t *find(const table_view &table, uint32_t seq_no) const;
 
-  // The next one behind `entry` with the same sequence number, or null.
-  oftab_sw_entry_t *find_next(const table_view &table, const oftab_sw_entry_t &entry) const;
-
  private:
   static constexpr uint16_t NONE = 0xFFFF;
   static constexpr unsigned BUCKET_BITS = 13;
 
   static unsigned bucket_of(uint32_t seq_no);
-  oftab_sw_entry_t *match_from(const table_view &table, uint16_t position, uint32_t seq_no) const;
 
   uint16_t bucket_[1U << BUCKET_BITS];  // position of the bucket's first record
   uint16_t next_[OFTAB_FLOW_CAPACITY];  // position of the next record of the same bucket

@@ -13,13 +13,16 @@
 
 #include "oftab/message.h"
 #include "oftab/oftab.h"
-#include "oftab/oftab_main/transaction.h"
+#include "oftab/oftab_main/counters.h"
+#include "oftab/oftab_main/reconcile.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 
 using namespace oftab;
 
 namespace {
+
+const char top_down[] = "oftab_insert_entries_top_down";
 
 constexpr uint16_t FIRST_PLACEMENT = 2000;
 constexpr uint16_t LAST_INDEX = OFTAB_FLOW_CAPACITY - 1;
@@ -90,7 +93,11 @@ class merge {
       }
     }
     while (next_record_ != current_.end()) {
-      is_used(*next_record_) ? place_record() : static_cast<void>(++next_record_);
+      if (is_used(*next_record_)) {
+        place_record();
+      } else {
+        ++next_record_;
+      }
     }
     while (flows_left_ > 0) {
       place_flow();
@@ -112,17 +119,19 @@ class merge {
     return index_ <= LAST_INDEX ? oftab_hw_rsrc_g.shadow_table->tcam_entry + index_ : nullptr;
   }
 
+  // An entry that is not at its index, after a failure, is written as if it moved.
   void place_record() {
     oftab_sw_entry_t *slot = free_slot();
     if (slot != nullptr) {
       *slot = *next_record_;
-      if (slot->tcam_index != index_) {
+      if (slot->tcam_index != index_ || is_write_due(*slot)) {
         set_flags(*slot, OFTAB_ENTRY_MOVED);
       }
       slot->tcam_index = index_;
+      count_placed();
     }
     ++next_record_;
-    count_placed();
+    ++index_;
   }
 
   void place_flow() {
@@ -134,8 +143,11 @@ class merge {
     if (status != OFTAB_OK) {
       response_->status = status;
     }
-    if (status == OFTAB_OK || slot == nullptr) {
+    if (status == OFTAB_OK) {
       count_placed();
+    }
+    if (status == OFTAB_OK || slot == nullptr) {
+      ++index_;
     }
     flow_ = next_flow(flow_);
     ++answer_;
@@ -146,11 +158,12 @@ class merge {
     const int32_t status = oftab_convert_vmr_to_hw_vmr(&slot, flow_);
     slot.seq_no = flow_->seq_no;
     if (status != OFTAB_OK) {
-      TRACE_ERROR_IN("oftab_insert_entries_top_down", "oftab_convert_vmr_to_hw_vmr failed (%d) \n", status);
-      release_entry(slot);
+      TRACE_ERROR_IN(top_down, "oftab_convert_vmr_to_hw_vmr failed (%d) \n", status);
+      release_failed_entry(top_down, slot);
       memset(&slot, 0, sizeof slot);
       return status;
     }
+    own_counter(slot.stats_id);
     slot.tcam_index = index_;
     slot.priority = flow_->priority;
     slot.ifindex = flow_->value.ifindex;
@@ -165,7 +178,6 @@ class merge {
     oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
     ++shadow.entries_allocated;
     --shadow.free_entries;
-    ++index_;
   }
 
   uint16_t index_;  // the next TCAM index to fill
@@ -176,6 +188,16 @@ class merge {
   table_view current_;
   oftab_sw_entry_t *next_record_;
 };
+
+// A range that leads past the array ends with the array; one that begins behind it, or that placed nothing from index 0
+// on, is empty.
+void fit_header(oftab_tcam_tbl_t &shadow) {
+  if (shadow.entries_allocated == 0) {
+    set_empty_header(shadow);
+  } else {
+    shadow.tcam_end_idx = LAST_INDEX;
+  }
+}
 
 }  // namespace
 
@@ -208,6 +230,7 @@ int32_t oftab_insert_entries_top_down(const oftab_entry_update_req_t *request, u
   if (shadow.tcam_end_idx > LAST_INDEX) {
     TRACE_WARNING("*** Something wrong in updating the table(). start_index=%d end_index=%d *** \n", start,
                   shadow.tcam_end_idx);
+    fit_header(shadow);
   }
   TRACE_EXIT();
   return response->status;

@@ -2,7 +2,7 @@
 #include "oftab/hw_entry.h"
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/interface_lookup.h"
-#include "oftab/oftab_main/tcam_ledger.h"
+#include "oftab/oftab_main/tcam.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 

@@ -1,7 +1,10 @@
 // Modification: entries get new actions where they stand.
+#include "oftab/hw_entry.h"
 #include "oftab/message.h"
 #include "oftab/oftab.h"
-#include "oftab/oftab_main/transaction.h"
+#include "oftab/oftab_main/flow_memory.h"
+#include "oftab/oftab_main/multicast_pool.h"
+#include "oftab/oftab_main/output_fanout.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 
@@ -29,14 +32,28 @@ oftab_sw_entry_t *find_slot(uint32_t seq_no) {
   return nullptr;
 }
 
+// The new action failed: gives back what it had set up. The entry stays without fan-out; the TCAM is to keep what was
+// due before, and the entry names the index again that stands there.
+void abandon_modification(oftab_sw_entry_t &slot, const cache_unified_entry &due, uint32_t mcst_idx) {
+  if (holds_fanout(slot)) {
+    release_fanout(op, slot);
+  }
+  slot.mcst_idx = mcst_idx;
+  hw::set_ltl_idx(slot.hw.result, hw::ltl_idx(due.result));
+  keep_action(slot, due);
+}
+
 int32_t modify(oftab_sw_entry_t &slot, const oftab_flow_t &flow) {
   TRACE_DETAIL_IN(op, "%s() in handle_match. \n", op);
-  journal_modification(slot);
+  const cache_unified_entry due = due_record(slot);
+  const uint32_t mcst_idx = slot.mcst_idx;
+  note_modification(slot, holds_fanout(slot));
   const int32_t status = oftab_modify_action(&slot, &flow);
   if (status == OFTAB_OK) {
+    drop_kept_action(slot);
     set_flags(slot, OFTAB_ENTRY_MOVED);
   } else {
-    abandon_modification(slot);
+    abandon_modification(slot, due, mcst_idx);
   }
   return status;
 }

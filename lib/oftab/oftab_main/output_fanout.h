@@ -18,18 +18,16 @@ struct action_caller {
 int32_t set_up_fanout(oftab_sw_entry_t &entry, const oftab_flow_t &flow, const action_caller &caller);
 
 // Destroys the entry's tree and gives its index back, whether or not it has one; does nothing at all when the index
-// belongs to another entry. The entry goes on naming the index.
-void release_fanout(const oftab_sw_entry_t &entry);
+// belongs to another entry. The entry goes on naming the index. A tree that the entry held and that the SDK refuses to
+// destroy is a warning in the name of `function`.
+void release_fanout(const char *function, const oftab_sw_entry_t &entry);
 
-// Whether the entry itself holds the index that it names.
-bool holds_fanout(const oftab_sw_entry_t &entry);
+// The same for an index that no entry of the table holds.
+void release_index(const char *function, uint32_t index);
 
-// Takes the entry's released index again, unless it is taken for the entry already, and lets its tree replicate to the
-// entry's ports.
-void put_back_fanout(const oftab_sw_entry_t &entry);
-
-// Tries again for the current table's entries whose trees could not be put back.
-void complete_fanouts();
+// Lets the tree of an entry that holds its index, but whose tree was torn down or changed, replicate to the entry's
+// ports. If the SDK refuses, its ports stay due.
+void restore_tree(const char *function, const oftab_sw_entry_t &entry);
 
 }  // namespace oftab
 

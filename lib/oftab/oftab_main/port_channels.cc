@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-#include "oftab/oftab_main/flow_index.h"
 #include "oftab/oftab_main/interface_lookup.h"
+#include "oftab/oftab_main/multicast_pool.h"
 #include "oftab/port_bitmap.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
@@ -17,13 +17,15 @@ void *oftab_pc_tree = nullptr;
 namespace oftab {
 namespace {
 
-// Port channels that lost their last flow inside the scope.
-uint32_t flowless[1024];
-size_t flowless_count = 0;
-bool in_scope = false;
+// Memory kept aside, each block pointing to the next.
+struct spare_record {
+  spare_record *next;
+};
 
-flow_index current_flows;
-bool current_flows_built = false;
+static_assert(sizeof(spare_record) <= sizeof(pc_entry));
+
+spare_record *spares = nullptr;
+bool keeps_spares = false;
 
 bool has_flows(const pc_entry &record) {
   for (const uint32_t word : record.flow_mask) {
@@ -34,60 +36,60 @@ bool has_flows(const pc_entry &record) {
   return false;
 }
 
-void drop_record(pc_entry *record) {
-  avl_delete(oftab_pc_tree, record);
-  free(record);
-}
-
-// A record of the tree lost its last flow.
-void lost_last_flow(pc_entry *record) {
-  if (in_scope && flowless_count < sizeof flowless / sizeof flowless[0]) {
-    flowless[flowless_count++] = record->pc_ifindex;
-  } else {
-    drop_record(record);
+void *take_memory() {
+  if (spares == nullptr) {
+    return malloc(sizeof(pc_entry));
   }
+  spare_record *taken = spares;
+  spares = taken->next;
+  return taken;
 }
 
-void drop_flowless_records() {
-  while (flowless_count > 0) {
-    pc_entry *record = oftab_pc_entry_find(flowless[--flowless_count]);
-    if (record != nullptr && !has_flows(*record)) {
-      drop_record(record);
-    }
+void put_aside(void *memory) {
+  if (!keeps_spares) {
+    free(memory);
+    return;
   }
+  auto *spare = static_cast<spare_record *>(memory);
+  spare->next = spares;
+  spares = spare;
 }
 
-pc_entry *create_record(uint32_t pc_ifindex) {
-  auto *record = static_cast<pc_entry *>(calloc(1, sizeof(pc_entry)));
+pc_entry *make_record(uint32_t pc_ifindex) {
+  auto *record = static_cast<pc_entry *>(take_memory());
   if (record != nullptr) {
+    memset(record, 0, sizeof *record);
     record->pc_ifindex = pc_ifindex;
   }
   return record;
 }
 
-bool lists_pc(const oftab_sw_entry_t &entry, uint32_t pc_ifindex) {
-  for (int32_t i = 0; i < entry.num_pc; ++i) {
-    if (entry.pc_ifindex[i] == pc_ifindex) {
-      return true;
-    }
+// A record without flows goes. One that should be in the tree and is not is not the library's to free.
+void drop_record(pc_entry *record, bool in_tree) {
+  if (!in_tree || avl_delete(oftab_pc_tree, record) != nullptr) {
+    put_aside(record);
   }
-  return false;
 }
 
-// Whether another live flow with the same handle outputs to the port channel. Counters tell flows apart.
-bool has_twin_on(const oftab_sw_entry_t &entry, uint32_t pc_ifindex) {
-  const table_view table = current_view();
-  if (!current_flows_built) {
-    current_flows.build(table);
-    current_flows_built = true;
+const char update_flowmask[] = "oftab_pc_entry_update_flowmask";
+
+// A flow mask has no bit for the handle: it can be neither recorded nor removed.
+int32_t refuse_handle(uint32_t pc_ifindex, uint32_t flow_handle, bool add) {
+  if (!add) {
+    return OFTAB_OK;
   }
-  for (const oftab_sw_entry_t *other = current_flows.find(table, entry.seq_no); other != nullptr;
-       other = current_flows.find_next(table, *other)) {
-    if (other->stats_id != entry.stats_id && lists_pc(*other, pc_ifindex)) {
-      return true;
-    }
+  TRACE_WARNING_IN(update_flowmask, "%s: flow %u is not tracked on port channel %x\n", update_flowmask, flow_handle,
+                   pc_ifindex);
+  return OFTAB_ERR_INVALID;
+}
+
+// There was no memory. A removal loses nothing by it.
+int32_t not_recorded(uint32_t pc_ifindex, uint32_t flow_handle, bool add) {
+  if (add) {
+    TRACE_ERROR_IN(update_flowmask, "%s: no memory to track flow %u on port channel %x\n", update_flowmask, flow_handle,
+                   pc_ifindex);
   }
-  return false;
+  return OFTAB_ERR_INVALID;
 }
 
 bool outputs_to(const pc_entry &record, const oftab_sw_entry_t &entry) {
@@ -103,6 +105,9 @@ bool outputs_to(const pc_entry &record, const oftab_sw_entry_t &entry) {
 
 void update_member(oftab_sw_entry_t &entry, uint32_t member_ifindex, bool add) {
   static const char op[] = "oftab_port_channel_intf_update";
+  if (!holds_fanout(entry)) {
+    return;
+  }
   uint8_t sdk_port = 0;
   if (!find_sdk_port(op, member_ifindex, &sdk_port)) {
     return;
@@ -121,23 +126,30 @@ void update_member(oftab_sw_entry_t &entry, uint32_t member_ifindex, bool add) {
 
 }  // namespace
 
+bool lists_port_channel(const oftab_sw_entry_t &entry, uint32_t pc_ifindex) {
+  for (int32_t i = 0; i < entry.num_pc; ++i) {
+    if (entry.pc_ifindex[i] == pc_ifindex) {
+      return true;
+    }
+  }
+  return false;
+}
+
 void record_pc_data(const oftab_sw_entry_t &entry) {
   for (int32_t i = 0; i < entry.num_pc; ++i) {
     oftab_pc_entry_update_flowmask(entry.pc_ifindex[i], entry.seq_no, 1);
   }
 }
 
-port_channel_scope::port_channel_scope() {
-  in_scope = true;
+pc_memory_scope::pc_memory_scope() {
+  keeps_spares = true;
 }
 
-port_channel_scope::~port_channel_scope() {
-  in_scope = false;
-  drop_flowless_records();
-}
-
-void current_table_changed() {
-  current_flows_built = false;
+pc_memory_scope::~pc_memory_scope() {
+  keeps_spares = false;
+  while (spares != nullptr) {
+    free(take_memory());
+  }
 }
 
 }  // namespace oftab
@@ -171,17 +183,19 @@ pc_entry *oftab_pc_entry_find(uint32_t pc_ifindex) {
 
 int32_t oftab_pc_entry_update_flowmask(uint32_t pc_ifindex, uint32_t flow_handle, int add) {
   TRACE_DETAIL("%s: pc_ifindex = %x flow_handle = %x add = %d\n", __func__, pc_ifindex, flow_handle, add);
-  if (flow_handle >= OFTAB_FLOW_HANDLES || oftab_pc_tree == nullptr) {
-    TRACE_WARNING("%s: flow %u is not tracked on port channel %x\n", __func__, flow_handle, pc_ifindex);
-    return OFTAB_ERR_INVALID;
+  if (oftab_pc_tree == nullptr) {
+    return OFTAB_OK;
+  }
+  if (flow_handle >= OFTAB_FLOW_HANDLES) {
+    return refuse_handle(pc_ifindex, flow_handle, add != 0);
   }
   pc_entry *record = oftab_pc_entry_find(pc_ifindex);
   const bool known = record != nullptr;
   if (!known) {
     TRACE_DETAIL("pc_entry is NULL\n");
-    record = create_record(pc_ifindex);
+    record = make_record(pc_ifindex);
     if (record == nullptr) {
-      return OFTAB_ERR_INVALID;
+      return not_recorded(pc_ifindex, flow_handle, add != 0);
     }
   }
   uint32_t &word = record->flow_mask[flow_handle / 32];
@@ -189,23 +203,20 @@ int32_t oftab_pc_entry_update_flowmask(uint32_t pc_ifindex, uint32_t flow_handle
   TRACE_DETAIL("flow_mask = %x\n", word);
   word = add != 0 ? word | bit : word & ~bit;
   if (!has_flows(*record)) {
-    known ? lost_last_flow(record) : free(record);
+    drop_record(record, known);
     return OFTAB_OK;
   }
   TRACE_DETAIL("index %d flow_mask = %x\n", flow_handle / 32, word);
-  avl_insert(oftab_pc_tree, record);
-  if (!known && oftab_pc_entry_find(pc_ifindex) != record) {
-    free(record);
-    return OFTAB_ERR_INVALID;
+  if (avl_insert(oftab_pc_tree, record) == nullptr && !known) {
+    put_aside(record);
+    return not_recorded(pc_ifindex, flow_handle, true);
   }
   return OFTAB_OK;
 }
 
 int32_t oftab_entry_clear_pc_data(oftab_sw_entry_t *entry) {
   for (int32_t i = 0; i < entry->num_pc; ++i) {
-    if (!has_twin_on(*entry, entry->pc_ifindex[i])) {
-      oftab_pc_entry_update_flowmask(entry->pc_ifindex[i], entry->seq_no, 0);
-    }
+    oftab_pc_entry_update_flowmask(entry->pc_ifindex[i], entry->seq_no, 0);
     entry->pc_ifindex[i] = 0;
   }
   entry->num_pc = 0;

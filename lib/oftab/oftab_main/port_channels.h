@@ -6,21 +6,21 @@
 
 namespace oftab {
 
+// Whether the port channel is among the entry's recorded outputs.
+bool lists_port_channel(const oftab_sw_entry_t &entry, uint32_t pc_ifindex);
+
 // Records the flow on every port channel of its list.
 void record_pc_data(const oftab_sw_entry_t &entry);
 
-// While one of these lives, the record of a port channel that loses its last flow stays in the tree; it goes when the
-// scope ends, if it is still without flows. A request that fails can thus put its flows back without needing memory.
-class port_channel_scope {
+// While one of these lives, the memory of a port channel's record that loses its last flow and leaves the tree is kept
+// aside for the next record: a request that fails can put its flows back without needing memory.
+class pc_memory_scope {
  public:
-  port_channel_scope();
-  ~port_channel_scope();
-  port_channel_scope(const port_channel_scope &) = delete;
-  port_channel_scope &operator=(const port_channel_scope &) = delete;
+  pc_memory_scope();
+  ~pc_memory_scope();
+  pc_memory_scope(const pc_memory_scope &) = delete;
+  pc_memory_scope &operator=(const pc_memory_scope &) = delete;
 };
-
-// To be told whenever the current table's array changes.
-void current_table_changed();
 
 }  // namespace oftab
 

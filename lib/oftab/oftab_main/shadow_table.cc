@@ -4,9 +4,7 @@
 #include <cstring>
 
 #include "oftab/oftab.h"
-#include "oftab/oftab_main/port_channels.h"
-#include "oftab/oftab_main/tcam_ledger.h"
-#include "oftab/oftab_main/transaction.h"
+#include "oftab/oftab_main/tcam.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 
@@ -27,7 +25,6 @@ int32_t program_marked(oftab_sw_entry_t &entry, const char *function) {
     TRACE_DETAIL_IN(function, "\nSUCCESS installing the %s entry at index %d \n",
                     (entry.flags & OFTAB_ENTRY_MOVED) != 0 ? "MOVED" : "NEW", entry.tcam_index);
   }
-  journal_programming(entry.tcam_index, (entry.flags & OFTAB_ENTRY_NEW) != 0, rc == 0);
   clear_flags(entry, OFTAB_ENTRY_NEW | OFTAB_ENTRY_MOVED);
   set_flags(entry, OFTAB_ENTRY_USED);
   return rc;
@@ -58,7 +55,6 @@ int32_t oftab_cp_current_to_shadow(int32_t entry_update, uint16_t num_entries) {
       memcpy(shadow.tcam_entry + records.start, records.first, records.count * sizeof *records.first);
     }
   }
-  begin_journal();
   TRACE_EXIT();
   return OFTAB_OK;
 }
@@ -82,7 +78,6 @@ int32_t oftab_cp_shadow_to_current(int32_t entry_update) {
   oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
   const table_view records = shadow_view();
   release_array(current);
-  current_table_changed();
   if (records.count > 0) {
     current.tcam_entry = static_cast<oftab_sw_entry_t *>(malloc(records.count * sizeof *records.first));
     if (current.tcam_entry == nullptr) {

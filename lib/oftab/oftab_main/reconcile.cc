@@ -1,0 +1,320 @@
+// One truth after a failure.
+//
+// Two facts are known: the current table (with what the flow memory adds to its records) and the record that stands at
+// each TCAM index. A failed request leaves the table alone, so everything else is derived from the two:
+//
+//   failure                     stays                                     goes at once
+//   a flow cannot be converted  the table, the TCAM                       what the new flows had: counters, fan-outs,
+//   bits a modification names an     the table, the TCAM, the flows' fan-outs  the new fan-outs
+//     unknown flow                (built up again) and their bits
+//   a write is refused (-8)     as above; flows that were overwritten are the new flows that were not written
+//                                 written again; new flows that were
+//                                 written, with counter and fan-out
+//   a compaction stops          the table; overwritten flows are written  nothing
+//                                 again; copies in former holes
+//   a commit without memory     everything that stands in the TCAM, with  the table, the flows' bits
+//                                 counter and fan-out
+//   an erasure is refused       the record, in the TCAM alone             (tried once more after the commit)
+//   a restoration is refused    the flow's last copy, wherever it stands  nothing
+//
+// What stays in the TCAM where the table has no entry is erased when the next entry request, compaction or purge
+// begins; then its counter and fan-out go back. What was refused is tried again there. A record that the operator wrote
+// is left alone in any case.
+#include "oftab/oftab_main/reconcile.h"
+
+#include <cstring>
+
+#include "oftab/hw_entry.h"
+#include "oftab/oftab_main/counters.h"
+#include "oftab/oftab_main/flow_memory.h"
+#include "oftab/oftab_main/multicast_pool.h"
+#include "oftab/oftab_main/output_fanout.h"
+#include "oftab/oftab_main/port_channels.h"
+#include "oftab/oftab_main/tcam.h"
+#include "oftab/table.h"
+
+namespace oftab {
+namespace {
+
+// The table's flows by the counter that their records name, looked up anew each time.
+struct flow_place {
+  oftab_sw_entry_t *entry;
+  uint16_t copy;  // an index where it stands beside its own; its own when there is none
+};
+
+flow_place flows[COUNTER_NAMES];
+
+oftab_sw_entry_t *flow_with_counter(uint16_t stats_id) {
+  oftab_sw_entry_t *entry = flows[counter_name(stats_id)].entry;
+  return entry != nullptr && entry->stats_id == stats_id ? entry : nullptr;
+}
+
+void find_flows() {
+  memset(flows, 0, sizeof flows);
+  for (oftab_sw_entry_t &entry : current_view()) {
+    if (is_used(entry)) {
+      flows[counter_name(entry.stats_id)] = {&entry, entry.tcam_index};
+    }
+  }
+  for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
+    const cache_unified_entry *record = standing_record(index);
+    flow_place *flow = record == nullptr ? nullptr : &flows[counter_named_by(*record)];
+    if (flow != nullptr && flow->entry != nullptr && flow->entry->tcam_index != index) {
+      flow->copy = index;
+    }
+  }
+}
+
+// The table's entry for an index; null for a hole and outside the range.
+const oftab_sw_entry_t *entry_at(const table_view &table, uint16_t index) {
+  const oftab_sw_entry_t *entry = table.at(index);
+  return entry != nullptr && is_used(*entry) ? entry : nullptr;
+}
+
+// Whether a flow of the table would be gone if another record were written at this index.
+bool holds_last_copy(uint16_t index) {
+  const cache_unified_entry *record = standing_record(index);
+  if (record == nullptr || !is_unsettled()) {
+    return false;
+  }
+  const oftab_sw_entry_t *flow = flows[counter_named_by(*record)].entry;
+  return flow != nullptr && flow->tcam_index != index && records_naming_counter(counter_named_by(*record)) == 1;
+}
+
+void restore_record(const char *function, const oftab_sw_entry_t &entry) {
+  if (is_write_due(entry) && !holds_last_copy(entry.tcam_index)) {
+    program_record(function, entry);
+  }
+}
+
+bool moved_up(const oftab_sw_entry_t &entry) {
+  return flows[counter_name(entry.stats_id)].copy < entry.tcam_index;
+}
+
+// Entries that had moved to higher indices are written from low to high, those that had moved to lower ones from high
+// to low: each one overwrites the copy of a neighbour that stands at its own index by then.
+//
+//   table       10: A  11: B  12: C             10: -  11: A  12: B  13: C
+//   TCAM        10: X  11: A  12: B  13: C      10: A  11: B  12: C  13: C
+//   restored    A at 10, B at 11, C at 12       B at 12, A at 11
+void restore_records(const char *function) {
+  const table_view table = current_view();
+  for (const oftab_sw_entry_t &entry : table) {
+    if (is_used(entry) && !moved_up(entry)) {
+      restore_record(function, entry);
+    }
+  }
+  for (uint16_t k = table.count; k-- > 0;) {
+    if (is_used(table.first[k]) && moved_up(table.first[k])) {
+      restore_record(function, table.first[k]);
+    }
+  }
+}
+
+bool is_tree_due(const oftab_sw_entry_t &entry) {
+  return holds_fanout(entry) && pool_at(entry.mcst_idx).ports_due;
+}
+
+void restore_trees(const char *function) {
+  for (const oftab_sw_entry_t &entry : current_view()) {
+    if (is_used(entry) && is_tree_due(entry)) {
+      restore_tree(function, entry);
+    }
+  }
+}
+
+bool is_stray(const table_view &table, uint16_t index) {
+  return standing_record(index) != nullptr && entry_at(table, index) == nullptr;
+}
+
+void erase_strays() {
+  const table_view table = current_view();
+  for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
+    if (is_stray(table, index) && !holds_last_copy(index)) {
+      oftab_sw_entry_t erased = {};
+      erased.tcam_index = index;
+      oftab_clear_and_program_entry(&erased);
+    }
+  }
+}
+
+bool is_counter_named(uint16_t stats_id) {
+  return flow_with_counter(stats_id) != nullptr || records_naming_counter(counter_name(stats_id)) > 0 ||
+         oftab_hw_rsrc_g.catch_all_entry.stats_id == stats_id;
+}
+
+void release_unnamed_counters(const char *function) {
+  for (uint32_t id = 0; id < OFTAB_STATS_ID_NONE; ++id) {
+    const auto stats_id = static_cast<uint16_t>(id);
+    if (is_own_counter(stats_id) && !is_counter_named(stats_id)) {
+      release_counter(function, stats_id);
+    }
+  }
+}
+
+// Whether a record that is not the table's names the index.
+bool is_named_by_stray(uint32_t mcst_idx) {
+  const table_view table = current_view();
+  for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY && records_naming_index(mcst_idx) > 0; ++index) {
+    const cache_unified_entry *record = standing_record(index);
+    if (record != nullptr && hw::ltl_idx(record->result) == mcst_idx) {
+      const oftab_sw_entry_t *entry = entry_at(table, index);
+      if (entry == nullptr || !stands(*entry)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// An index whose holder is no flow of the table is stranded, and goes unless a stray record names it. One that a direct
+// call's entry holds is the caller's.
+void release_unless_named(const char *function, uint32_t mcst_idx) {
+  uint32_t &holder = pool_at(mcst_idx).holder;
+  if (holder == pool_index::NOBODY) {
+    return;
+  }
+  if (holder != pool_index::STRANDED) {
+    const auto stats_id = static_cast<uint16_t>(holder - 1);
+    const oftab_sw_entry_t *flow = flow_with_counter(stats_id);
+    if (!is_own_counter(stats_id) || (flow != nullptr && flow->mcst_idx == mcst_idx)) {
+      return;
+    }
+    holder = pool_index::STRANDED;
+  }
+  if (!is_named_by_stray(mcst_idx)) {
+    release_index(function, mcst_idx);
+  }
+}
+
+void release_all_unnamed(const char *function) {
+  for (uint32_t index = POOL_LOWER; in_pool(index); ++index) {
+    release_unless_named(function, index);
+  }
+  release_unnamed_counters(function);
+}
+
+// Whether something is left for the next time.
+bool is_work_left() {
+  const table_view table = current_view();
+  for (const oftab_sw_entry_t &entry : table) {
+    if (is_used(entry) && (is_tree_due(entry) || is_write_due(entry))) {
+      return true;
+    }
+  }
+  for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
+    if (is_stray(table, index)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// The header of a table without array counts entries that nobody can read.
+int count_used() {
+  return current_view().count == 0 ? 0 : OFTAB_FLOW_CAPACITY - oftab_hw_rsrc_g.current_table->free_entries;
+}
+
+enum strays { KEEP_STRAYS, ERASE_STRAYS };
+
+void reconcile(const char *function, strays what) {
+  find_flows();
+  restore_trees(function);
+  restore_records(function);
+  if (what == ERASE_STRAYS) {
+    erase_strays();
+  }
+  release_all_unnamed(function);
+  set_unsettled(is_work_left());
+}
+
+bool is_live_on(const oftab_sw_entry_t &failed, uint32_t pc_ifindex) {
+  for (const oftab_sw_entry_t &entry : current_view()) {
+    if (is_used(entry) && entry.seq_no == failed.seq_no && lists_port_channel(entry, pc_ifindex)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Withdraws a flow that is not to be from its port channels, but not a live one of the same number.
+void withdraw(const oftab_sw_entry_t &failed) {
+  for (int32_t i = 0; i < failed.num_pc; ++i) {
+    if (!is_live_on(failed, failed.pc_ifindex[i])) {
+      oftab_pc_entry_update_flowmask(failed.pc_ifindex[i], failed.seq_no, 0);
+    }
+  }
+}
+
+// The shadow's entries leave the port channels on which the table does not have them.
+void withdraw_shadow() {
+  for (const oftab_sw_entry_t &entry : shadow_view()) {
+    const oftab_sw_entry_t *same = flow_with_counter(entry.stats_id);
+    if (same == nullptr || was_modified(*same)) {
+      withdraw(entry);
+    }
+  }
+}
+
+// A modified flow of the table has again what it had before: kept action, index (its tree follows) and flow bits.
+void take_back(const oftab_sw_entry_t &entry) {
+  if (had_fanout(entry)) {
+    give_index_back(entry);
+    pool_at(entry.mcst_idx).ports_due = true;
+  } else if (holds_fanout(entry)) {
+    pool_at(entry.mcst_idx).holder = pool_index::STRANDED;
+  }
+  record_pc_data(entry);
+  take_back_modification(entry);
+}
+
+}  // namespace
+
+bool is_write_due(const oftab_sw_entry_t &entry) {
+  return is_unsettled() && !stands(entry) && !is_foreign(entry.tcam_index);
+}
+
+void begin_request(const char *function) {
+  begin_modifications();
+  if (is_unsettled()) {
+    reconcile(function, ERASE_STRAYS);
+  }
+}
+
+void finish_request(const char *function) {
+  if (is_unsettled()) {
+    reconcile(function, ERASE_STRAYS);
+  } else if (any_foreign() || count_own_records() != count_used()) {
+    erase_strays();
+  }
+}
+
+void abandon_request(const char *function) {
+  find_flows();
+  withdraw_shadow();
+  for (const oftab_sw_entry_t &entry : current_view()) {
+    if (is_used(entry) && was_modified(entry)) {
+      take_back(entry);
+    }
+  }
+  release_array(*oftab_hw_rsrc_g.shadow_table);
+  set_unsettled(true);
+  reconcile(function, KEEP_STRAYS);
+}
+
+void release_failed_entry(const char *function, oftab_sw_entry_t &entry) {
+  if (holds_fanout(entry)) {
+    release_fanout(function, entry);
+  }
+  withdraw(entry);
+  if (entry.stats_id != OFTAB_STATS_ID_NONE) {
+    release_counter(function, entry.stats_id);
+  }
+}
+
+void release_unnamed(const char *function) {
+  find_flows();
+  release_all_unnamed(function);
+}
+
+}  // namespace oftab
