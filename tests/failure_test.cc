@@ -145,38 +145,6 @@ TEST_F(SwitchTest, CommitWithoutMemoryIsReported) {
   set_up({erase({1}), modify({}), purge(), add({numbered_flow(4, 9)})});
 }
 
-TEST_F(SwitchTest, UnpreparedRequestsAreNotAnswered) {
-  const struct {
-    Spoil spoil;
-    int32_t handler_result;
-    std::vector<std::string> errors;
-  } cases[] = {
-      {failing("hdm_ipq_handler_init"),
-       77,
-       {"handle openflow interface update: - ipq handler init: message service error 77 "}},
-      {failing("ipq_payload_get"), 0, {"oftab_process_entry_update() Exit. Null parameter \n"}},
-      {short_of_memory(12 + 3 * 12), 0, {"Malloc error. \n"}},
-      {failing("fu_ipq_send_response"), 77, {}},
-  };
-  for (const auto &row : cases) {
-    sw.tracing().clear();
-    row.spoil(*this);
-    const host::Reply reply = sw.submit(OFTAB_MSG_ENTRY_UPDATE, three({}));
-    let_allocations_pass();
-    EXPECT_EQ(reply.handler_result, row.handler_result);
-    EXPECT_THAT(reply.responses, testing::IsEmpty());
-    EXPECT_EQ(traced(102), row.errors);
-  }
-}
-
-TEST_F(BareSwitchTest, EntryRequestBeforeInitialisationIsNotAnswered) {
-  const host::Reply reply = sw.submit(OFTAB_MSG_ENTRY_UPDATE, three({}));
-  EXPECT_EQ(reply.handler_result, 0);
-  EXPECT_THAT(reply.responses, testing::IsEmpty());
-  EXPECT_THAT(traced(102), testing::ElementsAre("oftab_process_entry_update() Exit. Not Initialized yet \n"));
-  EXPECT_EQ(sw.faults().sdk_calls(), 0U);
-}
-
 TEST_F(SwitchTest, EveryTracePointReachesEveryOutput) {
   sw.tracing().set_ring(true);
   sw.tracing().set_failures(true);

@@ -1,5 +1,4 @@
 // Initialisation, its failures, and the start-up entry point.
-#include <algorithm>
 #include <functional>
 #include <iostream>
 
@@ -8,19 +7,6 @@
 
 namespace test {
 namespace {
-
-TEST_F(SwitchTest, InitialisedTablesAreEmpty) {
-  const oftab_tcam_tbl_t &table = *oftab_hw_rsrc_g.current_table;
-  EXPECT_EQ(oftab_hw_rsrc_g.initialized, 1U);
-  EXPECT_EQ(oftab_hw_rsrc_g.tcam_capacity, 4095);
-  EXPECT_EQ(table.tcam_st_idx, 0);
-  EXPECT_EQ(table.tcam_end_idx, 0);
-  EXPECT_EQ(table.free_entries, 4095);
-  EXPECT_EQ(table.entries_allocated, 0);
-  EXPECT_EQ(table.tcam_entry, nullptr);
-  EXPECT_EQ(std::ranges::count(oftab_hw_rsrc_g.intf_tbl, 0xffffffffU), 48);
-  EXPECT_EQ(std::ranges::count(oftab_hw_rsrc_g.shadow_intf_tbl, 0xffffffffU), 48);
-}
 
 TEST_F(SwitchTest, FurtherStartsChangeNothing) {
   set_up({add({{}})});
@@ -57,6 +43,14 @@ TEST_F(BareSwitchTest, FailedInitialisationLeavesNothingBehindAndCanBeRepeated) 
   }
   EXPECT_EQ(oftab_init(), 0);
   EXPECT_EQ(traced(104).back(), "oftab_init() Exit. Success \n");
+  EXPECT_EQ(sw.faults().calls("avl_create"), 1U);
+}
+
+TEST_F(BareSwitchTest, TreeOfPortChannelsCanBeRefused) {
+  sw.faults().fail("avl_create", 1, 77);
+  EXPECT_EQ(oftab_init_pc_tree(), -1);
+  EXPECT_EQ(oftab_init_pc_tree(), 0);
+  EXPECT_NE(oftab_pc_tree, nullptr);
 }
 
 TEST_F(BareSwitchTest, StartUpAbortsWhenInitialisationFails) {

@@ -163,19 +163,5 @@ TEST_F(Membership, OnlyWhatIsRecordedIsFollowed) {
   EXPECT_EQ(ports(2), " 2");
 }
 
-TEST_F(Membership, MovedAndModifiedFlowsFollow) {
-  add_flow(5, {port(1)});
-  add_flow(6, {kPc});
-  sw.join(port(7), kPc);
-  set_up({erase({5}), add({numbered_flow(7, 1)}), add({numbered_flow(4, 9999)}), erase({4})});
-  oftab_main(104);
-  EXPECT_EQ(ports(6), " 8 10");
-  sw.leave(port(9), kPc);
-  EXPECT_EQ(ports(6), " 8");
-  set_up({modify({numbered_flow(6, 1, output({port(2)})), numbered_flow(7, 1, output({kPc}))})});
-  sw.join(port(9), kPc);
-  EXPECT_EQ(ports(6) + ports(7), " 3 8 10");
-}
-
 }  // namespace
 }  // namespace test

@@ -140,22 +140,5 @@ TEST_F(SwitchTest, DownwardPlacementIsTracedAsTopDown) {
                                                   "using top_down for bottom up start_index:2000 install_dir:2 \n"}));
 }
 
-TEST_F(SwitchTest, ShadowIsAFullCopyWhileARequestIsApplied) {
-  set_up({add(flows({{1, 100, 500}})), erase({2})});
-  const oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
-  ASSERT_EQ(oftab_cp_current_to_shadow(0, 0), 0);
-  EXPECT_EQ(shadow.tcam_st_idx, 2000);
-  EXPECT_EQ(shadow.tcam_end_idx, 2099);
-  EXPECT_EQ(shadow.free_entries, 3996);
-  EXPECT_EQ(shadow.entries_allocated, 100);
-  EXPECT_EQ(shadow.tcam_entry[1999].seq_no, 0U);
-  EXPECT_EQ(shadow.tcam_entry[2000].seq_no, 1U);
-  EXPECT_EQ(shadow.tcam_entry[2001].flags, 0);
-  EXPECT_EQ(shadow.tcam_entry[2099].seq_no, 100U);
-  ASSERT_EQ(oftab_cp_shadow_to_current(0), 0);
-  EXPECT_EQ(shadow.tcam_entry, nullptr);
-  EXPECT_EQ(oftab_hw_rsrc_g.current_table->entries_allocated, 100);
-}
-
 }  // namespace
 }  // namespace test

@@ -96,14 +96,6 @@ TEST_F(SwitchTest, TwentyFifthPortChannelIsNotRecorded) {
   EXPECT_EQ(traced(103).size(), 1U);
 }
 
-TEST_F(SwitchTest, FailedTwinDoesNotClearTheFlowsBit) {
-  sw.interfaces().create_pc(kPc);
-  set_up({add({{.seq_no = 37, .action = output({kPc})}})});
-  const Response response = submit(add({{.seq_no = 37, .value = {.vlan = 4095}, .action = output({kPc})}}));
-  EXPECT_EQ(response.status, -3);
-  EXPECT_THAT(mask_words(kPc), ElementsAre(Pair(1, 0x20)));
-}
-
 TEST_F(BareSwitchTest, WithoutATreeNothingIsRecorded) {
   sw.faults().fail("avl_create", 1, 1);
   sw.boot();

@@ -85,29 +85,6 @@ TEST_F(SwitchTest, WideBridgeDomainIsCutTo13BitsAndItsVlanKeptUnder12) {
   EXPECT_EQ(std::ranges::count(oftab_hw_rsrc_g.bd_vlan, 0), OFTAB_BD_COUNT - 1);
 }
 
-TEST_F(SwitchTest, LargestMulticastIndexIsStoredInTwoPieces) {
-  uint32_t index = 0;
-  while (index < 12190) {
-    ASSERT_EQ(oftab_mcst_idx_alloc(&index), 1);
-  }
-  set_up({add({{.action = output({port(1)})}})});
-  EXPECT_EQ(hex(sw.asic().tcam().at(2000).result), "0500f0f90200000000000000000000000000000000000000");
-  for (; index >= 8192; --index) {
-    ASSERT_EQ(oftab_mcst_idx_dealloc(index), 1);
-  }
-}
-
-TEST_F(SwitchTest, LargestCounterFillsItsField) {
-  for (uint32_t id = 0; id < 8190;) {
-    ASSERT_EQ(sw.asic().counters().create(id), host::asic::SdkError::None);
-  }
-  set_up({add({{.action = controller()}})});
-  EXPECT_EQ(hex(sw.asic().tcam().at(2000).result), "ffbf05000000000000000000000000000000000000000000");
-  for (uint32_t id = 2; id < 8191; ++id) {
-    ASSERT_EQ(sw.asic().counters().destroy(id), host::asic::SdkError::None);
-  }
-}
-
 TEST_F(SwitchTest, SoftwareRecordHoldsTheFlow) {
   sw.interfaces().create_pc(port_channel(5));
   set_up({add({{.seq_no = 37,
@@ -134,13 +111,6 @@ TEST_F(SwitchTest, SoftwareRecordHoldsTheFlow) {
   EXPECT_EQ(oftab_hw_rsrc_g.shadow_intf_tbl[1], 0x1a001000U);
   EXPECT_EQ(oftab_hw_rsrc_g.shadow_intf_count, 1);
   EXPECT_EQ(oftab_hw_rsrc_g.intf_count, 0);
-}
-
-TEST_F(SwitchTest, NewFlowDoesNotInheritWhatItsCounterCounted) {
-  sw.asic().counters().set(2, {.bytes = 640, .packets = 10});
-  set_up({add({{}})});
-  sw.advance(10);
-  EXPECT_EQ(find_record(1)->pkt_cnt, 0U);
 }
 
 }  // namespace
