@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "agent/batch_placement.h"
 #include "oftab/oftab.h"
 
 namespace agent {
@@ -81,7 +82,7 @@ Bytes begin(uint32_t operation, size_t count) {
 Bytes flow_request(uint32_t entry_op, std::span<const Flow> flows) {
   Bytes message = begin<oftab_entry_update_req_t>(entry_op, flows.size());
   for (const Flow &flow : flows) {
-    append_flow(message, flow, lowered(flow.actions), priority_of(flow));
+    append_flow(message, flow, lowered(flow.actions), library_priority(flow));
   }
   return message;
 }

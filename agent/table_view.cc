@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "agent/batch_placement.h"
 #include "agent/interface_names.h"
 #include "oftab/hw_entry.h"
 
@@ -85,7 +86,7 @@ std::vector<uint32_t> outputs_of(const oftab_sw_entry_t &record, const host::ser
 Flow flow_of(const oftab_sw_entry_t &record, host::Switch &device, const HardwareActions &actions) {
   Flow flow;
   flow.seq_no = record.seq_no;
-  flow.priority = record.priority;
+  flow.priority = given_priority(record.priority);
   flow.match = match_of(record, device.asic().vlans());
   flow.actions = raised(actions);
   return flow;

@@ -128,4 +128,8 @@ void Switch::advance(uint32_t seconds) {
   clock().advance(seconds);
 }
 
+void Switch::collect_statistics() {
+  clock().expire();
+}
+
 }  // namespace host

@@ -75,6 +75,9 @@ class Switch {
   // Lets time pass; timers expire on the way and the library collects its statistics.
   void advance(uint32_t seconds);
 
+  // Lets the statistics timer expire now, so that the library collects at once; its next period begins here.
+  void collect_statistics();
+
  private:
   std::unique_ptr<Parts> parts_;
 };

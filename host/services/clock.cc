@@ -23,12 +23,17 @@ void Clock::advance(uint32_t seconds) {
   const uint64_t until = now_ + seconds;
   while (Timer *timer = next_due(until)) {
     now_ = std::max(now_, timer->due);
-    timer->active = false;
-    if (deliver_) {
-      deliver_(timer->arg);
-    }
+    deliver(*timer);
   }
   now_ = std::max(now_, until);
+}
+
+void Clock::expire() {
+  for (Timer &timer : timers_) {
+    if (timer.active) {
+      deliver(timer);
+    }
+  }
 }
 
 void Clock::pause(uint32_t seconds) {
@@ -46,6 +51,13 @@ bool Clock::start(Timer &timer, uint32_t seconds) {
   timer.active = seconds > 0;
   timer.due = now_ + seconds;
   return timer.active;
+}
+
+void Clock::deliver(Timer &timer) {
+  timer.active = false;
+  if (deliver_) {
+    deliver_(timer.arg);
+  }
 }
 
 Timer *Clock::next_due(uint64_t until) {

@@ -1,0 +1,178 @@
+#include "agent/agent.h"
+
+#include <algorithm>
+
+#include "agent/counts.h"
+#include "agent/requests.h"
+#include "agent/responses.h"
+#include "agent/table_view.h"
+#include "oftab/oftab.h"
+
+namespace agent {
+namespace {
+
+using Command = FlowMod::Command;
+
+bool succeeds(host::Switch &device, const Bytes &request) {
+  try {
+    return submit_entries(device, request).status == OFTAB_OK;
+  } catch (const std::runtime_error &) {
+    return false;
+  }
+}
+
+bool takes_packet(const FlowMod &mod) {
+  const bool installs = mod.command != Command::Delete && mod.command != Command::DeleteStrict;
+  return installs && mod.buffer_id != kNoBuffer;
+}
+
+// The first time after `after` at which a flow times out, if it is not used any more.
+Time first_deadline(const FlowTable &flows, Time after) {
+  Time first = Time::max();
+  const auto consider = [&](uint16_t timeout, Time since) {
+    const Time deadline = since + std::chrono::seconds(timeout);
+    if (timeout != 0 && deadline > after) {
+      first = std::min(first, deadline);
+    }
+  };
+  for (const auto &[seq_no, entry] : flows.entries()) {
+    consider(entry.flow.hard_timeout, entry.added);
+    consider(entry.flow.idle_timeout, entry.used);
+  }
+  return first;
+}
+
+}  // namespace
+
+Agent::Agent(host::Switch &device)
+    : device_(device),
+      changes_(device, flows_),
+      ports_(device.interfaces()),
+      packets_(device, flows_, ports_, [this](const PacketIn &packet) { tell(&Listener::packet_in, packet); }) {
+  reread();
+}
+
+// A listener may come or go while it is told.
+template <typename Event>
+void Agent::tell(void (Listener::*told)(const Event &), const Event &event) {
+  for (Listener *listener : std::vector(listeners_)) {
+    if (std::ranges::find(listeners_, listener) != listeners_.end()) {
+      (listener->*told)(event);
+    }
+  }
+}
+
+void Agent::tell_removed(const FlowModResults &results) {
+  for (const RemovedFlow &removed : results.removed) {
+    tell(&Listener::flow_removed, removed);
+  }
+}
+
+std::vector<std::optional<AgentError>> Agent::apply(std::span<const FlowMod> mods) {
+  FlowModResults results = changes_.apply(mods, now_);
+  tell_removed(results);
+  for (size_t i = 0; i < mods.size(); ++i) {
+    if (!results.errors[i] && takes_packet(mods[i])) {
+      results.errors[i] = packets_.release(mods[i].buffer_id, mods[i].flow.actions);
+    }
+  }
+  return std::move(results.errors);
+}
+
+bool Agent::purge() {
+  const bool purged = succeeds(device_, purge_request());
+  reread();
+  return purged;
+}
+
+void Agent::reread() {
+  for (TableEntry &gone : agent::reread(device_, flows_, now_)) {
+    tell(&Listener::flow_removed, RemovedFlow{std::move(gone), RemovedFlow::Reason::Delete, now_});
+  }
+}
+
+bool Agent::set_miss(HardwareActions::Kind kind) {
+  HardwareActions actions;
+  actions.kind = kind;
+  return succeeds(device_, catch_all_request(actions));
+}
+
+void Agent::advance(Time by) {
+  const Time until = now_ + by;
+  if (first_deadline(flows_, Time::min()) != Time::max()) {
+    refresh_counts(Time::zero());
+  }
+  for (Time next = first_deadline(flows_, Time::min()); next <= until; next = first_deadline(flows_, next)) {
+    move_to(std::max(next, now_));
+    tell_removed(changes_.expire(now_));
+  }
+  move_to(until);
+  notice_interfaces();
+}
+
+// The host's clock counts whole seconds.
+void Agent::move_to(Time time) {
+  using std::chrono::floor;
+  using std::chrono::seconds;
+  const auto whole = floor<seconds>(time) - floor<seconds>(now_);
+  now_ = time;
+  device_.advance(static_cast<uint32_t>(whole.count()));
+}
+
+void Agent::notice_interfaces() {
+  for (const PortChange &change : ports_.refresh()) {
+    tell(&Listener::port_changed, change);
+  }
+}
+
+void Agent::refresh_counts(Time age) {
+  if (!counted_ || now_ - *counted_ >= age) {
+    read_counts(device_, flows_, now_);
+    counted_ = now_;
+  }
+}
+
+std::vector<const TableEntry *> Agent::flow_statistics(const Match &match, uint32_t out_port, Time age) {
+  refresh_counts(age);
+  std::vector<const TableEntry *> entries;
+  for (const TableEntry *entry : flows_.covered_by(normalised(match))) {
+    if (out_port == kPortNone || sends_to(entry->flow, out_port)) {
+      entries.push_back(entry);
+    }
+  }
+  return entries;
+}
+
+Aggregate Agent::aggregate_statistics(const Match &match, uint32_t out_port, Time age) {
+  Aggregate sum;
+  for (const TableEntry *entry : flow_statistics(match, out_port, age)) {
+    sum.counts += entry->counts();
+    ++sum.flows;
+  }
+  return sum;
+}
+
+TableStatistics Agent::table_statistics(Time age) {
+  const Aggregate all = aggregate_statistics({}, kPortNone, age);
+  const uint64_t missed = oftab_hw_rsrc_g.catch_all_entry.pkt_cnt;
+  return {all.flows, all.counts.packets + missed, all.counts.packets};
+}
+
+std::optional<Agent::PortModError> Agent::modify_port(uint32_t ifindex, const std::array<uint8_t, 6> &hw_addr,
+                                                      uint32_t config, uint32_t mask) {
+  Port *port = ports_.find(ifindex);
+  if (port == nullptr) {
+    return PortModError::BadPort;
+  }
+  if (port->hw_addr != hw_addr) {
+    return PortModError::BadHwAddr;
+  }
+  const uint32_t changed = (port->config & ~mask) | (config & mask & kAllPortConfig);
+  if (changed != port->config) {
+    port->config = changed;
+    tell(&Listener::port_changed, PortChange{PortChange::Reason::Modify, *port});
+  }
+  return std::nullopt;
+}
+
+}  // namespace agent

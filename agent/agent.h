@@ -1,0 +1,114 @@
+// The switch's agent: its flows, ports and packets, and the time that they live in.
+//
+// Controllers' sessions and the prompt's commands are its clients. What they ask for has reached library and hardware
+// when a call returns; what happens goes to the listeners, during the call that brings it about.
+#ifndef AGENT_AGENT_H
+#define AGENT_AGENT_H
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "agent/flow_changes.h"
+#include "agent/flow_mod.h"
+#include "agent/flow_sync.h"
+#include "agent/flow_table.h"
+#include "agent/hardware.h"
+#include "agent/packet_path.h"
+#include "agent/ports.h"
+#include "host/switch.h"
+
+namespace agent {
+
+class Listener {
+ public:
+  Listener() = default;
+  virtual ~Listener() = default;
+  Listener(const Listener &) = delete;
+  Listener &operator=(const Listener &) = delete;
+
+  // Every flow that leaves the table but for replaced ones, whether it asked for that or not.
+  virtual void flow_removed(const RemovedFlow &) {}
+  virtual void packet_in(const PacketIn &) {}
+  virtual void port_changed(const PortChange &) {}
+};
+
+struct Aggregate {
+  Counts counts;
+  size_t flows = 0;
+};
+
+struct TableStatistics {
+  size_t active = 0;
+  uint64_t lookups = 0;  // packets that were looked up in the table, and those that met a flow
+  uint64_t matched = 0;
+};
+
+class Agent {
+ public:
+  static constexpr Time kFresh = std::chrono::milliseconds(500);  // how old counts may be that controllers read
+
+  explicit Agent(host::Switch &device);
+  Agent(const Agent &) = delete;
+  Agent &operator=(const Agent &) = delete;
+
+  void subscribe(Listener &listener) { listeners_.push_back(&listener); }
+  void unsubscribe(Listener &listener) { std::erase(listeners_, &listener); }
+
+  // Flows. `apply` makes changes that stand in the receive queue together; its result has an error for each that was
+  // refused. Only what the agent itself did to the library's table is known to it: `reread` follows whatever else did.
+  std::vector<std::optional<AgentError>> apply(std::span<const FlowMod> mods);
+  const FlowTable &flows() const { return flows_; }
+  bool purge();  // false when it failed
+  void reread();
+
+  // One line for each difference between the agent's flows and those of the library.
+  std::vector<std::string> audit() { return differences(device_, flows_); }
+
+  // What becomes of packets that no flow matches: dropped, forwarded normally, or reported to the controllers. False
+  // when the hardware refused.
+  bool set_miss(HardwareActions::Kind kind);
+
+  // Time passes only here, for the library as well. Flows are removed when their time has come, each at its time;
+  // packets that were counted since the last call count as of its beginning. What happened to the interfaces is
+  // noticed. To be called some ten times a second.
+  Time now() const { return now_; }
+  void advance(Time by);
+
+  // Statistics, of counts that are read anew unless the latest reading is younger than `age`.
+  void refresh_counts(Time age = kFresh);
+  std::vector<const TableEntry *> flow_statistics(const Match &match, uint32_t out_port, Time age = kFresh);
+  Aggregate aggregate_statistics(const Match &match, uint32_t out_port, Time age = kFresh);
+  TableStatistics table_statistics(Time age = kFresh);
+
+  // Ports. The reason why a change was refused; none when it was made.
+  enum class PortModError : uint8_t { BadPort, BadHwAddr };
+  const Ports &ports() const { return ports_; }
+  std::optional<PortModError> modify_port(uint32_t ifindex, const std::array<uint8_t, 6> &hw_addr, uint32_t config,
+                                          uint32_t mask);
+
+  // Packets.
+  PacketPath &packets() { return packets_; }
+
+ private:
+  template <typename Event>
+  void tell(void (Listener::*told)(const Event &), const Event &event);
+  void tell_removed(const FlowModResults &results);
+  void move_to(Time time);
+  void notice_interfaces();
+
+  host::Switch &device_;
+  std::vector<Listener *> listeners_;
+  FlowTable flows_;
+  FlowChanges changes_;
+  Ports ports_;
+  PacketPath packets_;
+  Time now_{};
+  std::optional<Time> counted_;  // when the counts were read last
+};
+
+}  // namespace agent
+
+#endif

@@ -1,0 +1,34 @@
+// Flows into the library in as few requests as keep their order by priority, and what became of each of them.
+//
+// After every call, a flow that was to be added stands in the library's table exactly when its status is 0, and one
+// that was to be deleted when it is not, whatever failed on the way.
+#ifndef AGENT_BATCH_H
+#define AGENT_BATCH_H
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "agent/flow.h"
+#include "host/switch.h"
+
+namespace agent {
+
+using Statuses = std::vector<int32_t>;  // OFTAB_OK or the library's code, one for each flow
+
+// The flows come in any order; all are such as the hardware serves, with sequence numbers of their own.
+Statuses add_batch(host::Switch &device, std::span<const Flow> flows);
+
+// Gives flows that stand in the library's table the actions that they have here. A flow that is refused has lost its
+// output ports, if it had any.
+Statuses modify_batch(host::Switch &device, std::span<const Flow> flows);
+
+Statuses delete_batch(host::Switch &device, std::span<const uint32_t> seq_nos);
+
+// Lets the library erase what a failed request left in the hardware, which it does when the next one begins. The
+// operations above do that themselves.
+void clean_up(host::Switch &device);
+
+}  // namespace agent
+
+#endif

@@ -1,0 +1,244 @@
+#include "agent/flow_changes.h"
+
+#include <algorithm>
+#include <variant>
+
+#include "agent/counts.h"
+#include "agent/flow_check.h"
+#include "agent/hardware.h"
+#include "agent/text.h"
+
+namespace agent {
+namespace {
+
+using Command = FlowMod::Command;
+using Reason = RemovedFlow::Reason;
+
+// A changed record goes on naming the multicast index that it had: one that loses its outputs is replaced.
+bool loses_outputs(const Flow &flow, const std::vector<Action> &actions) {
+  return lowered(flow.actions).kind == HardwareActions::Kind::Output &&
+         lowered(actions).kind != HardwareActions::Kind::Output;
+}
+
+bool has_run_out(uint16_t timeout, Time since, Time now) {
+  return timeout != 0 && now - since >= std::chrono::seconds(timeout);
+}
+
+std::optional<Reason> expiry(const TableEntry &entry, Time now) {
+  if (has_run_out(entry.flow.hard_timeout, entry.added, now)) {
+    return Reason::HardTimeout;
+  }
+  return has_run_out(entry.flow.idle_timeout, entry.used, now) ? std::optional(Reason::IdleTimeout) : std::nullopt;
+}
+
+}  // namespace
+
+bool sends_to(const Flow &flow, uint32_t port) {
+  return std::ranges::any_of(flow.actions, [port](const Action &action) {
+    return is_output_to(action, port) || (action.kind == Action::Kind::Enqueue && action.value == port);
+  });
+}
+
+FlowModResults FlowChanges::apply(std::span<const FlowMod> mods, Time now) {
+  mods_.assign(mods.begin(), mods.end());
+  begin(mods.size(), now);
+  for (size_t mod = 0; mod < mods.size(); ++mod) {
+    mods_[mod].flow.match = normalised(mods_[mod].flow.match);
+    apply(mod);
+  }
+  return finish();
+}
+
+FlowModResults FlowChanges::expire(Time now) {
+  std::vector<std::pair<uint32_t, Reason>> expired;
+  for (const auto &[seq_no, entry] : table_.entries()) {
+    if (const auto reason = expiry(entry, now)) {
+      expired.emplace_back(seq_no, *reason);
+    }
+  }
+  begin(expired.size(), now);
+  for (size_t i = 0; i < expired.size(); ++i) {
+    pending_.remove(i, expired[i].first, expired[i].second);
+  }
+  return finish();
+}
+
+void FlowChanges::begin(size_t changes, Time now) {
+  results_ = {};
+  results_.errors.resize(changes);
+  now_ = now;
+  counted_ = false;
+  pending_.begin(results_, now);
+}
+
+FlowModResults FlowChanges::finish() {
+  pending_.send();
+  return std::move(results_);
+}
+
+void FlowChanges::apply(size_t mod) {
+  switch (mods_[mod].command) {
+    case Command::Add:
+      return add(mod);
+    case Command::Modify:
+    case Command::ModifyStrict:
+      return modify(mod);
+    case Command::Delete:
+    case Command::DeleteStrict:
+      return erase(mod);
+  }
+}
+
+void FlowChanges::add(size_t mod) {
+  const Flow &flow = mods_[mod].flow;
+  if (auto error = refused(device_, flow)) {
+    return fail(mod, *std::move(error));
+  }
+  if (pending_.removals_wait()) {
+    pending_.send();
+  }
+  if ((flow.flags & kCheckOverlap) != 0 && overlaps(flow)) {
+    return fail(mod, {AgentError::Kind::Overlap, "the flow overlaps another one of its priority"});
+  }
+  const TableEntry *old = identical(flow);
+  const TableEntry *holder = flow.seq_no ? table_.find(*flow.seq_no) : nullptr;
+  if (holder != nullptr && holder != old) {
+    return fail(mod, {AgentError::Kind::Number, concat("another flow has the sequence number ", *flow.seq_no)});
+  }
+  if (old == nullptr) {
+    add_new(mod);
+  } else {
+    replace(mod, *old, {.flow = flow, .added = now_, .used = now_}, flow.seq_no);
+  }
+}
+
+// An addition that waits may yet fail, and does not count then.
+bool FlowChanges::overlaps(const Flow &flow) {
+  if (table_.overlaps(flow.match, priority_of(flow)) && pending_.additions_wait()) {
+    pending_.send();
+  }
+  return table_.overlaps(flow.match, priority_of(flow));
+}
+
+TableEntry *FlowChanges::identical(const Flow &flow) {
+  TableEntry *entry = table_.find(flow.match, priority_of(flow));
+  if (entry != nullptr && pending_.touch(*entry->flow.seq_no)) {
+    pending_.send();
+    entry = table_.find(flow.match, priority_of(flow));
+  }
+  return entry;
+}
+
+void FlowChanges::add_new(size_t mod) {
+  if (!pending_.has_room()) {
+    pending_.send();
+  }
+  if (!pending_.has_room()) {
+    return fail(mod, {AgentError::Kind::TableFull, concat("the table is full: it holds ", table_.size(), " flows")});
+  }
+  Flow flow = mods_[mod].flow;
+  flow.seq_no = number(flow.seq_no);
+  flow.priority = priority_of(flow);
+  pending_.add(mod, {.flow = std::move(flow), .added = now_, .used = now_});
+}
+
+void FlowChanges::replace(size_t mod, const TableEntry &old, TableEntry by, std::optional<uint32_t> wanted) {
+  if (!pending_.has_room()) {
+    pending_.send();
+  }
+  by.flow.priority = priority_of(by.flow);
+  if (pending_.has_room() && wanted != old.flow.seq_no) {
+    by.flow.seq_no = number(wanted);
+    pending_.replace(mod, old, std::move(by));
+  } else {
+    pending_.send();
+    need_counts();
+    pending_.replace_in_place(mod, old, std::move(by));
+  }
+}
+
+void FlowChanges::modify(size_t mod) {
+  const FlowMod &change = mods_[mod];
+  if (auto error = refused_change(device_, change.flow)) {
+    return fail(mod, *std::move(error));
+  }
+  if (pending_.removals_wait()) {
+    pending_.send();
+  }
+  const std::vector<TableEntry *> entries = selected(change.flow, change.command == Command::ModifyStrict);
+  if (entries.empty() && change.flow.seq_no) {
+    return fail(mod, {AgentError::Kind::Number, concat("no flow has the sequence number ", *change.flow.seq_no)});
+  }
+  if (entries.empty()) {
+    return add(mod);
+  }
+  for (const TableEntry *entry : entries) {
+    modify(mod, *entry);
+  }
+}
+
+void FlowChanges::modify(size_t mod, const TableEntry &entry) {
+  const std::vector<Action> &actions = mods_[mod].flow.actions;
+  if (!loses_outputs(entry.flow, actions)) {
+    return pending_.change(mod, entry, actions);
+  }
+  need_counts();
+  TableEntry by = entry;
+  by.flow.actions = actions;
+  by.earlier = entry.counts();
+  by.collected = {};
+  replace(mod, entry, std::move(by), std::nullopt);
+}
+
+void FlowChanges::erase(size_t mod) {
+  const FlowMod &change = mods_[mod];
+  if (pending_.additions_wait()) {
+    pending_.send();
+  }
+  std::vector<TableEntry *> entries = selected(change.flow, change.command == Command::DeleteStrict);
+  if (change.out_port != kPortNone) {
+    std::erase_if(entries, [&](const TableEntry *entry) { return !sends_to(entry->flow, change.out_port); });
+  }
+  if (std::ranges::any_of(entries, [](const auto *entry) { return (entry->flow.flags & kSendFlowRemoved) != 0; })) {
+    need_counts();
+  }
+  for (const TableEntry *entry : entries) {
+    pending_.remove(mod, *entry->flow.seq_no, Reason::Delete);
+  }
+}
+
+// What waits for one of them is sent first.
+std::vector<TableEntry *> FlowChanges::selected(const Flow &description, bool strict) {
+  const auto select = [&]() -> std::vector<TableEntry *> {
+    if (!strict && !description.seq_no) {
+      return table_.covered_by(description.match);
+    }
+    TableEntry *entry = description.seq_no ? table_.find(*description.seq_no)
+                                           : table_.find(description.match, priority_of(description));
+    return entry == nullptr ? std::vector<TableEntry *>{} : std::vector{entry};
+  };
+  std::vector<TableEntry *> entries = select();
+  if (std::ranges::any_of(entries, [this](const auto *entry) { return pending_.touch(*entry->flow.seq_no); })) {
+    pending_.send();
+    entries = select();
+  }
+  return entries;
+}
+
+uint32_t FlowChanges::number(std::optional<uint32_t> wanted) {
+  if (!wanted) {
+    return table_.take_seq_no();
+  }
+  table_.take(*wanted);
+  return *wanted;
+}
+
+// No packet passes during a run: one reading serves all of it.
+void FlowChanges::need_counts() {
+  if (!counted_) {
+    read_counts(device_, table_, now_);
+    counted_ = true;
+  }
+}
+
+}  // namespace agent

@@ -1,0 +1,118 @@
+#include "agent/flow_check.h"
+
+#include <string>
+
+#include "agent/hardware.h"
+#include "agent/interface_names.h"
+#include "agent/status.h"
+#include "agent/text.h"
+#include "oftab/oftab.h"
+
+namespace agent {
+namespace {
+
+using Kind = AgentError::Kind;
+
+constexpr uint32_t kApplications = 8;
+
+Kind kind_of(Refusal::Kind kind) {
+  switch (kind) {
+    case Refusal::Kind::Field:
+      return Kind::Field;
+    case Refusal::Kind::Rewrite:
+      return Kind::Rewrite;
+    case Refusal::Kind::Queue:
+      return Kind::Queue;
+    case Refusal::Kind::Port:
+      return Kind::Port;
+    case Refusal::Kind::Combination:
+      break;
+  }
+  return Kind::Combination;
+}
+
+AgentError error_of(const Refusal &refusal) {
+  return {kind_of(refusal.kind), refusal.reason, refusal.action};
+}
+
+bool is_reserved(uint64_t port) {
+  return port >= kPortIn && port <= kPortNone;
+}
+
+// Outputs that exist, applications that exist.
+std::optional<AgentError> refused(const Action &action, size_t position, const host::services::Interfaces &interfaces) {
+  const auto port = static_cast<uint32_t>(action.value);
+  const bool sends = action.kind == Action::Kind::Output || action.kind == Action::Kind::Enqueue;
+  if (sends && !is_reserved(port) && !interfaces.exists(port)) {
+    return AgentError{Kind::Port, concat("there is no interface ", interface_name(port)), position};
+  }
+  if (is_output_to(action, kPortController) && (action.app_id == 0 || action.app_id > kApplications)) {
+    return AgentError{
+        Kind::Application,
+        concat("controller applications are 1 to ", kApplications, ": ", action.app_id, " is none of them"), position};
+  }
+  return std::nullopt;
+}
+
+std::optional<AgentError> refused(const std::vector<Action> &actions, const host::services::Interfaces &interfaces) {
+  for (size_t i = 0; i < actions.size(); ++i) {
+    if (auto error = refused(actions[i], i, interfaces)) {
+      return error;
+    }
+  }
+  const auto result = lower(actions);
+  const Refusal *refusal = std::get_if<Refusal>(&result);
+  return refusal == nullptr ? std::nullopt : std::optional(error_of(*refusal));
+}
+
+std::optional<AgentError> refused(const Match &match, host::Switch &device) {
+  if (const auto refusal = unmatchable(match)) {
+    return error_of(*refusal);
+  }
+  const Masked vlan = match[Field::DlVlan];
+  if (vlan.mask != 0 && !device.asic().vlans().bridge_domain(static_cast<uint32_t>(vlan.value))) {
+    return AgentError{Kind::Field, concat("VLAN ", vlan.value, " has no bridge domain")};
+  }
+  const Masked port = match[Field::InPort];
+  if (port.mask != 0 && !device.interfaces().exists(static_cast<uint32_t>(port.value))) {
+    return AgentError{Kind::Field, concat("there is no interface ", interface_name(static_cast<uint32_t>(port.value)),
+                                          " for packets to come in by")};
+  }
+  return std::nullopt;
+}
+
+Kind kind_of(int32_t status) {
+  switch (status) {
+    case OFTAB_ERR_CAPACITY:
+      return Kind::TableFull;
+    case OFTAB_ERR_COUNTER:
+      return Kind::NoCounter;
+    case OFTAB_ERR_FANOUT:
+      return Kind::NoFanout;
+    case OFTAB_ERR_INVALID:
+      return Kind::NoMemory;  // nothing else that the code stands for gets past the checks
+    default:
+      return Kind::Hardware;
+  }
+}
+
+}  // namespace
+
+std::optional<AgentError> refused(host::Switch &device, const Flow &flow) {
+  auto error = refused_change(device, flow);
+  return error ? error : refused(flow.match, device);
+}
+
+std::optional<AgentError> refused_change(host::Switch &device, const Flow &flow) {
+  auto error = refused(flow.actions, device.interfaces());
+  if (!error && (flow.flags & kEmergency) != 0) {
+    error = AgentError{Kind::Emergency, "there are no emergency flows"};
+  }
+  return error;
+}
+
+AgentError failed(int32_t status) {
+  return {kind_of(status), status_text(status)};
+}
+
+}  // namespace agent

@@ -1,0 +1,23 @@
+// Whether this switch, with the interfaces and VLANs that it has, can take a flow.
+#ifndef AGENT_FLOW_CHECK_H
+#define AGENT_FLOW_CHECK_H
+
+#include <optional>
+
+#include "agent/flow_mod.h"
+#include "host/switch.h"
+
+namespace agent {
+
+// Why not; none when it can. Actions are looked at first, then flags, then the match, which is normalised.
+std::optional<AgentError> refused(host::Switch &device, const Flow &flow);
+
+// The same for a flow that changes others, whose match only selects.
+std::optional<AgentError> refused_change(host::Switch &device, const Flow &flow);
+
+// What a failing request of the library means for its flow.
+AgentError failed(int32_t status);
+
+}  // namespace agent
+
+#endif

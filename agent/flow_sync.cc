@@ -1,0 +1,88 @@
+#include "agent/flow_sync.h"
+
+#include <set>
+#include <utility>
+
+#include "agent/hardware.h"
+#include "agent/table_view.h"
+#include "agent/text.h"
+
+namespace agent {
+namespace {
+
+// The front-panel ports that outputs lead to.
+std::set<uint32_t> ports_of(const std::vector<uint32_t> &outputs, const host::services::Interfaces &interfaces) {
+  std::set<uint32_t> ports;
+  for (const uint32_t output : outputs) {
+    if (host::services::Interfaces::pc_number(output) && interfaces.exists(output)) {
+      const auto members = interfaces.members(output);
+      ports.insert(members.begin(), members.end());
+    } else {
+      ports.insert(output);
+    }
+  }
+  return ports;
+}
+
+// Whether a record does what a flow says; which application of the controller it is for does not stand in it.
+bool same_actions(const InstalledFlow &installed, const Flow &flow, const host::services::Interfaces &interfaces) {
+  const HardwareActions due = lowered(flow.actions);
+  return installed.hardware.kind == due.kind && installed.hardware.copy_to_controller == due.copy_to_controller &&
+         ports_of(installed.hardware.outputs, interfaces) == ports_of(due.outputs, interfaces);
+}
+
+bool same_identity(const InstalledFlow &installed, const TableEntry *entry) {
+  return entry != nullptr && priority_of(entry->flow) == priority_of(installed.flow) &&
+         entry->flow.match == installed.flow.match;
+}
+
+std::string named(const Flow &flow) {
+  return concat("flow ", *flow.seq_no, " (priority ", priority_of(flow), ", ", to_text(flow.match), ")");
+}
+
+}  // namespace
+
+std::vector<std::string> differences(host::Switch &device, const FlowTable &table) {
+  std::vector<std::string> lines;
+  std::set<uint32_t> seen;
+  for (const InstalledFlow &installed : installed_flows(device)) {
+    const uint32_t seq_no = *installed.flow.seq_no;
+    const TableEntry *entry = table.find(seq_no);
+    const bool again = !seen.insert(seq_no).second;
+    if (again || !same_identity(installed, entry)) {
+      lines.push_back(concat("the agent does not know ", named(installed.flow), " at index ", installed.index));
+    } else if (!same_actions(installed, entry->flow, device.interfaces())) {
+      lines.push_back(concat(named(installed.flow), " has other actions at index ", installed.index, ": ",
+                             to_text(installed.hardware), " instead of ", to_text(lowered(entry->flow.actions))));
+    }
+  }
+  for (const auto &[seq_no, entry] : table.entries()) {
+    if (!seen.contains(seq_no)) {
+      lines.push_back(concat("the library does not have ", named(entry.flow)));
+    }
+  }
+  return lines;
+}
+
+std::vector<TableEntry> reread(host::Switch &device, FlowTable &table, Time now) {
+  FlowTable before = std::exchange(table, FlowTable());
+  for (const InstalledFlow &installed : installed_flows(device)) {
+    const uint32_t seq_no = *installed.flow.seq_no;
+    if (table.find(seq_no) != nullptr) {
+      continue;  // a second record of one number: the library's requests reach the first alone
+    }
+    TableEntry entry{.flow = installed.flow, .added = now, .used = now};
+    if (same_identity(installed, before.find(seq_no))) {
+      entry = before.erase(seq_no);
+    }
+    if (!same_actions(installed, entry.flow, device.interfaces())) {
+      entry.flow.actions = installed.flow.actions;
+    }
+    table.insert(std::move(entry));
+  }
+  std::vector<TableEntry> gone;
+  before.for_each([&](TableEntry &entry) { gone.push_back(std::move(entry)); });
+  return gone;
+}
+
+}  // namespace agent

@@ -1,0 +1,22 @@
+// The agent's flows against those that the library has.
+#ifndef AGENT_FLOW_SYNC_H
+#define AGENT_FLOW_SYNC_H
+
+#include <string>
+#include <vector>
+
+#include "agent/flow_table.h"
+#include "host/switch.h"
+
+namespace agent {
+
+// One line for each flow in which the two tables differ.
+std::vector<std::string> differences(host::Switch &device, const FlowTable &table);
+
+// Makes the table hold what the library has. Flows that it knew, by number, match and priority, keep what the library
+// does not know about them. Returns those that are gone.
+std::vector<TableEntry> reread(host::Switch &device, FlowTable &table, Time now);
+
+}  // namespace agent
+
+#endif

@@ -1,0 +1,108 @@
+// The agent's own table: every flow that the switch has, found by what people and controllers call it.
+//
+// A flow is identified by its match and its priority; the library knows it by its sequence number. Matches are
+// normalised. The table decides nothing and sends nothing.
+#ifndef AGENT_FLOW_TABLE_H
+#define AGENT_FLOW_TABLE_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <unordered_map>
+#include <vector>
+
+#include "agent/flow.h"
+#include "oftab/oftab.h"
+
+namespace agent {
+
+using Time = std::chrono::nanoseconds;  // since the agent's start
+
+struct Counts {
+  uint64_t packets = 0;
+  uint64_t bytes = 0;
+
+  Counts &operator+=(const Counts &other) {
+    packets += other.packets;
+    bytes += other.bytes;
+    return *this;
+  }
+  bool operator==(const Counts &) const = default;
+};
+
+struct TableEntry {
+  Flow flow;           // with its sequence number and priority
+  Time added{};        // durations and the hard timeout run from here
+  Time used{};         // when a reading last found new packets; the idle timeout runs from here
+  Counts collected{};  // of the library's record, as of the latest reading
+  Counts earlier{};    // of the records that stood for the flow before
+
+  Counts counts() const { return Counts(collected) += earlier; }
+};
+
+class FlowTable {
+ public:
+  static constexpr size_t kCapacity = OFTAB_FLOW_CAPACITY;
+
+  FlowTable();
+
+  // By sequence number, rising.
+  const std::map<uint32_t, TableEntry> &entries() const { return entries_; }
+  size_t size() const { return entries_.size(); }
+  bool full() const { return size() >= kCapacity; }
+
+  // The flow of exactly this match and priority, or of this sequence number; null when there is none.
+  TableEntry *find(const Match &match, uint32_t priority);
+  TableEntry *find(uint32_t seq_no);
+  const TableEntry *find(uint32_t seq_no) const;
+
+  // The flows whose match `match` covers; every flow in turn.
+  std::vector<TableEntry *> covered_by(const Match &match);
+  template <typename Visit>
+  void for_each(Visit visit) {
+    for (auto &[seq_no, entry] : entries_) {
+      visit(entry);
+    }
+  }
+
+  // Whether a flow of this priority could meet a packet that `match` meets too.
+  bool overlaps(const Match &match, uint32_t priority) const;
+
+  // The lowest free sequence number of those whose flows port channels can follow, which is then taken. There is one as
+  // long as fewer than kCapacity are taken.
+  uint32_t take_seq_no();
+  void take(uint32_t seq_no);
+  void give_back(uint32_t seq_no);
+
+  // The flow has its sequence number, new to the table, which is taken by that. It is found by its match and priority
+  // in place of one that was there, which is left to be erased. Entries stay where they are until they are erased.
+  TableEntry &insert(TableEntry entry);
+
+  // Its sequence number is free again.
+  TableEntry erase(uint32_t seq_no);
+
+  void clear();
+
+ private:
+  struct Identity {
+    Match match;
+    uint32_t priority;
+    bool operator==(const Identity &) const = default;
+  };
+  struct IdentityHash {
+    size_t operator()(const Identity &identity) const;
+  };
+
+  std::map<uint32_t, TableEntry> entries_;
+  std::unordered_map<Identity, uint32_t, IdentityHash> seq_nos_;
+  std::set<uint32_t> free_;  // sequence numbers
+};
+
+// Whether some packet could meet both.
+bool overlap(const Match &one, const Match &other);
+
+}  // namespace agent
+
+#endif

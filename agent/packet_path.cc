@@ -1,0 +1,211 @@
+#include "agent/packet_path.h"
+
+#include <algorithm>
+
+#include "agent/interface_names.h"
+#include "agent/table_view.h"
+#include "agent/text.h"
+#include "host/asic/packet.h"
+
+namespace agent {
+namespace {
+
+using Kind = AgentError::Kind;
+
+AgentError missing(uint32_t id, PacketBuffers::Miss miss) {
+  return miss == PacketBuffers::Miss::Unknown
+             ? AgentError{Kind::BufferUnknown, concat("no packet is kept in a buffer ", id)}
+             : AgentError{Kind::BufferEmpty, concat("the packet of buffer ", id, " was sent before")};
+}
+
+// What a controller's packet cannot be made to do.
+std::optional<AgentError> refused(const Action &action, size_t position, const Ports &ports) {
+  const auto port = static_cast<uint32_t>(action.value);
+  if (action.kind == Action::Kind::Enqueue) {
+    return AgentError{Kind::Queue, "there are no queues", position};
+  }
+  if (action.kind != Action::Kind::Output) {
+    return AgentError{Kind::Rewrite, "packets cannot be changed", position};
+  }
+  const bool reserved = port >= kPortIn && port < kPortNone;
+  if (!reserved && ports.find(port) == nullptr) {
+    return AgentError{Kind::Port, concat("there is no port ", interface_name(port)), position};
+  }
+  return std::nullopt;
+}
+
+std::optional<AgentError> refused(const std::vector<Action> &actions, const Ports &ports) {
+  for (size_t i = 0; i < actions.size(); ++i) {
+    if (auto error = refused(actions[i], i, ports)) {
+      return error;
+    }
+  }
+  return std::nullopt;
+}
+
+// How much of its packets the flow behind a TCAM index sends to the controllers.
+uint16_t max_len(uint16_t tcam_index, const FlowTable &flows) {
+  const oftab_sw_entry_t *record = live_record_at(tcam_index);
+  const TableEntry *entry = record == nullptr ? nullptr : flows.find(record->seq_no);
+  if (entry != nullptr) {
+    for (const Action &action : entry->flow.actions) {
+      if (is_output_to(action, kPortController)) {
+        return action.max_len;
+      }
+    }
+  }
+  return Action{}.max_len;
+}
+
+}  // namespace
+
+size_t PacketIn::length_to_send(uint16_t miss_send_len) const {
+  return std::min<size_t>(frame.size(), reason == Reason::NoMatch ? miss_send_len : max_len);
+}
+
+void PacketPath::receive(uint32_t ifindex, Frame frame) {
+  Port *port = ports_.find(ifindex);
+  if (port == nullptr) {
+    return;
+  }
+  ++port->counts.rx_packets;
+  port->counts.rx_bytes += frame.size();
+  if (ports_.receives(ifindex)) {
+    look_up(ifindex, frame);
+  } else {
+    ++port->counts.rx_dropped;
+  }
+}
+
+// A frame does not leave by the port that it came in by.
+void PacketPath::look_up(uint32_t in_port, Frame frame) {
+  const uint16_t interface_id =
+      device_.interfaces().exists(in_port) ? device_.interfaces().intf_id(in_port).value_or(0) : 0;
+  const host::asic::Fate fate = device_.asic().forward(interface_id, host::asic::parse_frame(frame, frame.size()));
+  for (const uint8_t sdk_port : fate.sdk_ports) {
+    if (const uint32_t port = sdk_port_ifindex(sdk_port); port != in_port) {
+      transmit(port, frame);
+    }
+  }
+  if (fate.verdict == host::asic::Verdict::Forward) {
+    forward_normally(in_port, frame);
+  }
+  if (fate.cpu_code) {
+    punt(in_port, frame, fate);
+  }
+}
+
+void PacketPath::punt(uint32_t in_port, Frame frame, const host::asic::Fate &fate) {
+  if (ports_.find(in_port) != nullptr && !ports_.reports(in_port)) {
+    return;
+  }
+  PacketIn packet{.in_port = in_port, .frame = frame};
+  if (fate.tcam_index && *fate.tcam_index != OFTAB_CATCH_ALL_INDEX) {
+    packet.reason = PacketIn::Reason::Action;
+    packet.max_len = max_len(*fate.tcam_index, flows_);
+  }
+  report(packet);
+}
+
+void PacketPath::report(PacketIn packet) {
+  packet.buffer_id = buffers_.keep(packet.in_port, packet.frame);
+  report_(packet);
+}
+
+std::optional<AgentError> PacketPath::send(const PacketOut &packet) {
+  if (auto error = refused(packet.actions, ports_)) {
+    return error;
+  }
+  if (const auto *buffer_id = std::get_if<uint32_t>(&packet.packet)) {
+    return release(*buffer_id, packet.actions);
+  }
+  for (const Action &action : packet.actions) {
+    output(action, packet.in_port, std::get<std::vector<uint8_t>>(packet.packet));
+  }
+  return std::nullopt;
+}
+
+std::optional<AgentError> PacketPath::release(uint32_t buffer_id, const std::vector<Action> &actions) {
+  const auto kept = buffers_.take(buffer_id);
+  if (const auto *miss = std::get_if<PacketBuffers::Miss>(&kept)) {
+    return missing(buffer_id, *miss);
+  }
+  const auto &packet = std::get<BufferedPacket>(kept);
+  for (const Action &action : actions) {
+    output(action, packet.in_port, packet.frame);
+  }
+  return std::nullopt;
+}
+
+// The switch itself takes nothing, so what is sent to LOCAL ends there.
+void PacketPath::output(const Action &action, uint32_t in_port, Frame frame) {
+  switch (const auto port = static_cast<uint32_t>(action.value); port) {
+    case kPortIn:
+      return transmit(in_port, frame);
+    case kPortTable:
+      return look_up(in_port, frame);
+    case kPortNormal:
+      return forward_normally(in_port, frame);
+    case kPortFlood:
+    case kPortAll:
+      return flood(in_port, frame, port == kPortAll);
+    case kPortController:
+      return report(
+          {.in_port = in_port, .reason = PacketIn::Reason::Action, .max_len = action.max_len, .frame = frame});
+    default:
+      if (port != in_port) {
+        transmit(port, frame);
+      }
+  }
+}
+
+// A port channel gets one copy, its members none of their own.
+void PacketPath::flood(uint32_t in_port, Frame frame, bool all) {
+  const auto channel_of = [this](uint32_t ifindex) -> uint32_t {
+    const host::services::Interface *interface = device_.interfaces().find(ifindex);
+    return interface == nullptr || interface->pc == nullptr ? 0 : interface->pc->ifindex;
+  };
+  const uint32_t from_channel = channel_of(in_port);
+  for (const auto &[ifindex, port] : ports_.all()) {
+    const bool came_in = ifindex == in_port || ifindex == from_channel;
+    if (!came_in && channel_of(ifindex) == 0 && (all || ports_.floods(ifindex))) {
+      transmit(ifindex, frame);
+    }
+  }
+}
+
+// Of a port channel, the first member that can send does.
+void PacketPath::transmit(uint32_t ifindex, Frame frame) {
+  Port *port = ports_.find(ifindex);
+  if (port == nullptr) {
+    return;
+  }
+  if (!ports_.sends(ifindex)) {
+    ++port->counts.tx_dropped;
+    return;
+  }
+  if (host::services::Interfaces::pc_number(ifindex)) {
+    const std::vector<uint32_t> members = device_.interfaces().members(ifindex);
+    const auto member = std::ranges::find_if(members, [this](uint32_t each) { return ports_.sends(each); });
+    if (member == members.end()) {
+      ++port->counts.tx_dropped;
+      return;
+    }
+    ++port->counts.tx_packets;
+    port->counts.tx_bytes += frame.size();
+    return transmit(*member, frame);
+  }
+  ++port->counts.tx_packets;
+  port->counts.tx_bytes += frame.size();
+  if (wire_ != nullptr) {
+    wire_->transmit(ifindex, frame);
+  }
+}
+
+void PacketPath::forward_normally(uint32_t in_port, Frame frame) {
+  if (wire_ != nullptr) {
+    wire_->forward_normally(in_port, frame);
+  }
+}
+
+}  // namespace agent

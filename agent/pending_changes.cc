@@ -1,0 +1,196 @@
+#include "agent/pending_changes.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "agent/flow_check.h"
+#include "oftab/oftab.h"
+
+namespace agent {
+namespace {
+
+// The flow goes on with another record, which counts from 0.
+TableEntry renewed(TableEntry entry, uint32_t seq_no) {
+  entry.earlier = entry.counts();
+  entry.collected = {};
+  entry.flow.seq_no = seq_no;
+  return entry;
+}
+
+}  // namespace
+
+void PendingChanges::begin(FlowModResults &results, Time now) {
+  now_ = now;
+  results_ = &results;
+  discard_records();
+}
+
+void PendingChanges::add(size_t mod, TableEntry entry) {
+  touched_.insert(*entry.flow.seq_no);
+  table_.insert(entry);
+  additions_.push_back({mod, std::move(entry), std::nullopt});
+}
+
+void PendingChanges::replace(size_t mod, const TableEntry &old, TableEntry by) {
+  touched_.insert(*old.flow.seq_no);
+  ++replaced_;
+  additions_.push_back({mod, std::move(by), old.flow.seq_no});
+}
+
+void PendingChanges::change(size_t mod, const TableEntry &entry, std::vector<Action> actions) {
+  touched_.insert(*entry.flow.seq_no);
+  changes_.push_back({mod, *entry.flow.seq_no, std::move(actions)});
+}
+
+void PendingChanges::remove(size_t mod, uint32_t seq_no, RemovedFlow::Reason reason) {
+  removals_.push_back({mod, {table_.erase(seq_no), reason, now_}});
+}
+
+void PendingChanges::send() {
+  send_additions();
+  send_changes();
+  std::ranges::for_each(additions_, [this](Addition &addition) { settle(addition); });
+  additions_.clear();
+  touched_.clear();
+  replaced_ = 0;
+  discard_records();
+  send_removals();
+}
+
+void PendingChanges::fail(size_t mod, int32_t status) {
+  if (!has_failed(mod)) {
+    results_->errors[mod] = failed(status);
+  }
+}
+
+void PendingChanges::send_additions() {
+  std::vector<Flow> flows(additions_.size());
+  std::ranges::transform(additions_, flows.begin(), [](const Addition &each) { return each.entry.flow; });
+  const Statuses statuses = add_batch(device_, flows);
+  for (size_t i = 0; i < additions_.size(); ++i) {
+    additions_[i].installed = statuses[i] == OFTAB_OK;
+    if (statuses[i] != OFTAB_OK) {
+      fail(additions_[i].mod, statuses[i]);
+    }
+  }
+}
+
+// What the library has done for a flow-mod that fails is undone.
+void PendingChanges::settle(Addition &addition) {
+  const uint32_t seq_no = *addition.entry.flow.seq_no;
+  const bool stays = addition.installed && !has_failed(addition.mod);
+  if (stays && addition.replaces) {
+    take_over(std::move(addition.entry), *addition.replaces);
+  } else if (!stays && addition.replaces && addition.installed) {
+    leftovers_.insert(seq_no);
+  } else if (!stays && addition.replaces) {
+    table_.give_back(seq_no);
+  } else if (!stays) {
+    table_.erase(seq_no);
+  }
+}
+
+// The number that the flow had stays taken until its record is gone.
+void PendingChanges::take_over(TableEntry entry, uint32_t from) {
+  table_.insert(std::move(entry));
+  table_.erase(from);
+  table_.take(from);
+  leftovers_.insert(from);
+}
+
+void PendingChanges::discard_records() {
+  const std::vector<uint32_t> seq_nos(leftovers_.begin(), leftovers_.end());
+  const Statuses statuses = delete_batch(device_, seq_nos);
+  for (size_t i = 0; i < seq_nos.size(); ++i) {
+    if (statuses[i] == OFTAB_OK) {
+      leftovers_.erase(seq_nos[i]);
+      table_.give_back(seq_nos[i]);
+    }
+  }
+}
+
+void PendingChanges::send_changes() {
+  std::erase_if(changes_, [this](const Change &change) { return has_failed(change.mod); });
+  std::vector<Flow> flows;
+  for (const Change &change : changes_) {
+    flows.push_back(table_.find(change.seq_no)->flow);
+    flows.back().actions = change.actions;
+  }
+  const Statuses statuses = modify_batch(device_, flows);
+  for (size_t i = 0; i < changes_.size(); ++i) {
+    if (statuses[i] != OFTAB_OK) {
+      fail(changes_[i].mod, statuses[i]);
+    }
+  }
+  const auto undone =
+      std::ranges::stable_partition(changes_, [this](const Change &each) { return !has_failed(each.mod); });
+  restore({undone.begin(), undone.end()});
+  changes_.erase(undone.begin(), undone.end());
+  for (Change &change : changes_) {
+    table_.find(change.seq_no)->flow.actions = std::move(change.actions);
+  }
+  changes_.clear();
+}
+
+// The flows get the actions back that they had before.
+void PendingChanges::restore(std::span<const Change> changes) {
+  std::vector<Flow> flows(changes.size());
+  std::ranges::transform(changes, flows.begin(), [this](const Change &each) { return table_.find(each.seq_no)->flow; });
+  const Statuses statuses = modify_batch(device_, flows);
+  for (size_t i = 0; i < changes.size(); ++i) {
+    if (statuses[i] != OFTAB_OK) {
+      mend(*table_.find(changes[i].seq_no));
+    }
+  }
+}
+
+// A new record takes the place of one that could not get its actions back; where that is refused too, it stays.
+void PendingChanges::mend(const TableEntry &broken) {
+  if (!has_room()) {
+    return;
+  }
+  TableEntry whole = renewed(broken, table_.take_seq_no());
+  const uint32_t seq_no = *whole.flow.seq_no;
+  if (add_batch(device_, {&whole.flow, 1}).front() == OFTAB_OK) {
+    take_over(std::move(whole), *broken.flow.seq_no);
+  } else {
+    table_.give_back(seq_no);
+  }
+}
+
+void PendingChanges::send_removals() {
+  std::vector<uint32_t> seq_nos(removals_.size());
+  std::ranges::transform(removals_, seq_nos.begin(), [](const Removal &each) { return *each.flow.entry.flow.seq_no; });
+  const Statuses statuses = delete_batch(device_, seq_nos);
+  for (size_t i = 0; i < removals_.size(); ++i) {
+    if (statuses[i] == OFTAB_OK) {
+      results_->removed.push_back(std::move(removals_[i].flow));
+    } else {
+      table_.insert(std::move(removals_[i].flow.entry));
+      fail(removals_[i].mod, statuses[i]);
+    }
+  }
+  removals_.clear();
+}
+
+void PendingChanges::replace_in_place(size_t mod, const TableEntry &old, TableEntry by) {
+  const uint32_t seq_no = *old.flow.seq_no;
+  by.flow.seq_no = seq_no;
+  if (const int32_t status = delete_batch(device_, {&seq_no, 1}).front(); status != OFTAB_OK) {
+    return fail(mod, status);
+  }
+  TableEntry before = renewed(table_.erase(seq_no), seq_no);
+  if (const int32_t status = add_batch(device_, {&by.flow, 1}).front(); status == OFTAB_OK) {
+    table_.insert(std::move(by));
+    return;
+  } else {
+    fail(mod, status);
+  }
+  if (add_batch(device_, {&before.flow, 1}).front() == OFTAB_OK) {
+    table_.insert(std::move(before));
+  } else {
+    results_->removed.push_back({std::move(before), RemovedFlow::Reason::Delete, now_});
+  }
+}
+
+}  // namespace agent

@@ -1,0 +1,98 @@
+// Changes that wait to go to the library together, and what becomes of the flow table when they do.
+//
+// Waiting: flows to be added, flows whose record another one replaces, flows with new actions; or flows to be deleted,
+// never both. A replaced flow's new record is added before the old one is deleted, so that its packets never meet
+// another flow in between.
+#ifndef AGENT_PENDING_CHANGES_H
+#define AGENT_PENDING_CHANGES_H
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <unordered_set>
+#include <vector>
+
+#include "agent/batch.h"
+#include "agent/flow_mod.h"
+#include "agent/flow_table.h"
+#include "host/switch.h"
+
+namespace agent {
+
+class PendingChanges {
+ public:
+  PendingChanges(host::Switch &device, FlowTable &table) : device_(device), table_(table) {}
+
+  // Changes of a run of flow-mods are known by
+  // their position in it; `results` has a place for each. Nothing waits when a run begins.
+  void begin(FlowModResults &results, Time now);
+
+  // Whether a change of this flow waits.
+  bool touch(uint32_t seq_no) const { return touched_.contains(seq_no); }
+  bool additions_wait() const { return !additions_.empty() || !changes_.empty(); }
+  bool removals_wait() const { return !removals_.empty(); }
+
+  // Whether the library has room for one record more.
+  bool has_room() const { return table_.size() + replaced_ + leftovers_.size() < FlowTable::kCapacity; }
+
+  // The flow stands in the table from now on. It has its sequence number.
+  void add(size_t mod, TableEntry entry);
+
+  // A record with a sequence number of its own takes the place of the one that the library has.
+  void replace(size_t mod, const TableEntry &old, TableEntry by);
+
+  void change(size_t mod, const TableEntry &entry, std::vector<Action> actions);
+
+  // The flow leaves the table at once.
+  void remove(size_t mod, uint32_t seq_no, RemovedFlow::Reason reason);
+
+  // Sends what waits. A flow-mod that fails is undone as a whole, and gets its error.
+  void send();
+
+  // For a library without room for a moment's second record, when nothing waits: deletes the old record and adds the
+  // new one, under the same number.
+  void replace_in_place(size_t mod, const TableEntry &old, TableEntry by);
+
+ private:
+  struct Addition {
+    size_t mod;
+    TableEntry entry;
+    std::optional<uint32_t> replaces;
+    bool installed = false;
+  };
+  struct Change {
+    size_t mod;
+    uint32_t seq_no;
+    std::vector<Action> actions;
+  };
+  struct Removal {
+    size_t mod;
+    RemovedFlow flow;
+  };
+
+  void send_additions();
+  void send_changes();
+  void restore(std::span<const Change> changes);
+  void mend(const TableEntry &broken);
+  void settle(Addition &addition);
+  void take_over(TableEntry entry, uint32_t from);
+  void discard_records();
+  void send_removals();
+  void fail(size_t mod, int32_t status);
+  bool has_failed(size_t mod) const { return results_->errors[mod].has_value(); }
+
+  host::Switch &device_;
+  FlowTable &table_;
+  FlowModResults *results_ = nullptr;
+  Time now_{};
+  std::vector<Addition> additions_;
+  std::vector<Change> changes_;
+  std::vector<Removal> removals_;
+  std::unordered_set<uint32_t> touched_;
+  size_t replaced_ = 0;
+  std::set<uint32_t> leftovers_;  // numbers of records that no flow has any more, to be deleted
+};
+
+}  // namespace agent
+
+#endif

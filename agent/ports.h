@@ -1,0 +1,82 @@
+// The ports that controllers see: front-panel ports and port channels, and what they were told to do with frames.
+#ifndef AGENT_PORTS_H
+#define AGENT_PORTS_H
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/services/interfaces.h"
+
+namespace agent {
+
+// What a port is told, with OpenFlow's values.
+enum PortConfig : uint32_t {
+  kPortDown = 1 << 0,
+  kNoStp = 1 << 1,
+  kNoReceive = 1 << 2,
+  kNoReceiveStp = 1 << 3,
+  kNoFlood = 1 << 4,
+  kNoForward = 1 << 5,
+  kNoPacketIn = 1 << 6,
+  kAllPortConfig = (1 << 7) - 1
+};
+
+// What a port is in, with OpenFlow's value.
+enum PortState : uint32_t { kLinkDown = 1 << 0 };
+
+struct PortCounts {
+  uint64_t rx_packets = 0;
+  uint64_t tx_packets = 0;
+  uint64_t rx_bytes = 0;
+  uint64_t tx_bytes = 0;
+  uint64_t rx_dropped = 0;
+  uint64_t tx_dropped = 0;
+};
+
+struct Port {
+  uint32_t ifindex = 0;
+  std::string name;
+  std::array<uint8_t, 6> hw_addr{};
+  uint32_t config = 0;  // PortConfig
+  uint32_t state = 0;   // PortState
+  PortCounts counts;
+};
+
+struct PortChange {
+  enum class Reason : uint8_t { Add, Delete, Modify };  // OpenFlow's numbers, from 0
+  Reason reason;
+  Port port;
+};
+
+class Ports {
+ public:
+  explicit Ports(const host::services::Interfaces &interfaces) : interfaces_(interfaces) { refresh(); }
+
+  // By ifindex, rising: port channels, then front-panel ports.
+  const std::map<uint32_t, Port> &all() const { return ports_; }
+  Port *find(uint32_t ifindex);
+  const Port *find(uint32_t ifindex) const;
+
+  // Takes note of interfaces that came and went, and says which.
+  std::vector<PortChange> refresh();
+
+  // Whether frames that come in by the port are taken, and whether frames leave by it. Members of a port channel are
+  // told for themselves.
+  bool receives(uint32_t ifindex) const { return has_none(ifindex, kPortDown | kNoReceive); }
+  bool sends(uint32_t ifindex) const { return has_none(ifindex, kPortDown | kNoForward); }
+  bool floods(uint32_t ifindex) const { return has_none(ifindex, kNoFlood); }
+  bool reports(uint32_t ifindex) const { return has_none(ifindex, kNoPacketIn); }
+
+ private:
+  bool has_none(uint32_t ifindex, uint32_t config) const;
+
+  const host::services::Interfaces &interfaces_;
+  std::map<uint32_t, Port> ports_;
+};
+
+}  // namespace agent
+
+#endif
