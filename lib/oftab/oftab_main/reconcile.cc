@@ -87,12 +87,13 @@ void restore_record(const char *function, const oftab_sw_entry_t &entry) {
   }
 }
 
-bool moved_up(const oftab_sw_entry_t &entry) {
-  return flows[counter_name(entry.stats_id)].copy < entry.tcam_index;
+uint16_t copy_of(const oftab_sw_entry_t &entry) {
+  return flows[counter_name(entry.stats_id)].copy;
 }
 
 // Entries that had moved to higher indices are written from low to high, those that had moved to lower ones from high
-// to low: each one overwrites the copy of a neighbour that stands at its own index by then.
+// to low: each one overwrites the copy of a neighbour that stands at its own index by then. Then those that stand
+// nowhere else: what they overwrite is nobody's last copy any more.
 //
 //   table       10: A  11: B  12: C             10: -  11: A  12: B  13: C
 //   TCAM        10: X  11: A  12: B  13: C      10: A  11: B  12: C  13: C
@@ -100,13 +101,18 @@ bool moved_up(const oftab_sw_entry_t &entry) {
 void restore_records(const char *function) {
   const table_view table = current_view();
   for (const oftab_sw_entry_t &entry : table) {
-    if (is_used(entry) && !moved_up(entry)) {
+    if (is_used(entry) && copy_of(entry) > entry.tcam_index) {
       restore_record(function, entry);
     }
   }
   for (uint16_t k = table.count; k-- > 0;) {
-    if (is_used(table.first[k]) && moved_up(table.first[k])) {
+    if (is_used(table.first[k]) && copy_of(table.first[k]) < table.first[k].tcam_index) {
       restore_record(function, table.first[k]);
+    }
+  }
+  for (const oftab_sw_entry_t &entry : table) {
+    if (is_used(entry) && copy_of(entry) == entry.tcam_index) {
+      restore_record(function, entry);
     }
   }
 }
