@@ -97,5 +97,20 @@ TEST_F(ChangeTest, CompactionPacksFromTheFirstFlowOn) {
   EXPECT_EQ(oftab_hw_rsrc_g.current_table->entries_allocated, 2);
 }
 
+TEST_F(SwitchTest, DeletionStopsAtItsCount) {
+  set_up({add({numbered_flow(1, 3), numbered_flow(2, 2), numbered_flow(3, 1)})});
+  ASSERT_EQ(oftab_cp_current_to_shadow(0, 0), 0);
+  oftab_sw_entry_t *const records = oftab_hw_rsrc_g.shadow_table->tcam_entry;
+  for (const int index : {2000, 2001, 2002}) {
+    records[index].flags |= OFTAB_ENTRY_DELETE_PENDING;
+  }
+  oftab_entry_update_resp_t response{0, 0, -1};
+  EXPECT_EQ(oftab_delete_and_pgm_entries(2, 0, &response), 0);
+  EXPECT_EQ(response.status, 0);
+  EXPECT_THAT(sw.asic().tcam().valid_indices(), testing::ElementsAre(2002, 4095));
+  records[2002].flags = OFTAB_ENTRY_USED;
+  EXPECT_EQ(oftab_cp_shadow_to_current(1), 0);
+}
+
 }  // namespace
 }  // namespace test
