@@ -15,11 +15,11 @@ namespace agent {
 // ICMP packets, TpSrc is the type and TpDst the code.
 enum class Field : uint8_t {
   InPort,
+  DlVlan,
+  DlVlanPcp,
   DlSrc,
   DlDst,
   DlType,
-  DlVlan,
-  DlVlanPcp,
   NwSrc,
   NwDst,
   NwTos,
@@ -71,8 +71,19 @@ enum ReservedPort : uint32_t {
   kPortNone = 0xFFFF
 };
 
-enum Ethertype : uint16_t { kIpv4 = 0x0800, kArp = 0x0806, kIpv6 = 0x86DD };
-enum Protocol : uint8_t { kIcmp = 1, kTcp = 6, kUdp = 17 };
+constexpr bool is_reserved_port(uint64_t port) {
+  return port >= kPortIn && port <= kPortNone;
+}
+
+enum Ethertype : uint16_t {
+  kIpv4 = 0x0800,
+  kArp = 0x0806,
+  kRarp = 0x8035,
+  kIpv6 = 0x86DD,
+  kMpls = 0x8847,
+  kMplsMulticast = 0x8848
+};
+enum Protocol : uint8_t { kIcmp = 1, kTcp = 6, kUdp = 17, kSctp = 132 };
 
 // One action of OpenFlow 1.0.
 struct Action {
@@ -137,15 +148,6 @@ bool covers(const Match &outer, const Match &inner);
 
 // In flow syntax: "tcp,in_port=Eth1/1,nw_dst=10.0.0.0/8"; "any" without fields.
 std::string to_text(const Match &match);
-
-// "tcp", "udp", "icmp", or null for another protocol.
-const char *protocol_name(uint64_t protocol);
-
-std::string ip_text(uint32_t address);
-std::string mac_text(uint64_t address);
-
-// The octets of a MAC address in transmission order.
-std::array<uint8_t, 6> mac_octets(uint64_t address);
 
 }  // namespace agent
 

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "agent/fields.h"
 #include "agent/interface_names.h"
 #include "agent/text.h"
 
 namespace agent {
 namespace {
+
+namespace hw = oftab::hw;
 
 using Kind = HardwareActions::Kind;
 
@@ -61,7 +64,7 @@ std::optional<Refusal> Lowering::take_controller(const Action &action, size_t po
 }
 
 std::optional<Refusal> Lowering::take_port(uint32_t port, size_t position) {
-  if (port >= kPortIn && port <= kPortNone) {
+  if (is_reserved_port(port)) {
     return Refusal{Refusal::Kind::Port, "the hardware sends to ports and port channels only", position};
   }
   if (std::find(actions_.outputs.begin(), actions_.outputs.end(), port) != actions_.outputs.end()) {
@@ -87,8 +90,20 @@ HardwareActions Lowering::finish() const {
   return actions;
 }
 
-Refusal no_field(const std::string &what) {
-  return {Refusal::Kind::Field, "the hardware cannot match " + what};
+// The key format that the library chooses for a match.
+uint64_t key_class(const Match &match) {
+  switch (match[Field::DlType].value) {
+    case kIpv4:
+      return hw::CLASS_IP;
+    case kArp:
+      return hw::CLASS_ARP;
+    default:
+      return hw::CLASS_ETHERNET;
+  }
+}
+
+Refusal no_place(const Match &match, Field field) {
+  return {Refusal::Kind::Field, concat("the hardware cannot match ", spelling_in(match, field).name), 0, field};
 }
 
 }  // namespace
@@ -125,15 +140,13 @@ std::vector<Action> raised(const HardwareActions &actions) {
 }
 
 std::optional<Refusal> unmatchable(const Match &match) {
-  if (match[Field::DlVlanPcp].mask != 0) {
-    return no_field("dl_vlan_pcp");
+  for (const FieldRow &row : field_rows()) {
+    if (match[row.field].mask != 0 && row.key.in(key_class(match)) == nullptr) {
+      return no_place(match, row.field);
+    }
   }
-  const bool arp = match[Field::DlType] == Masked{kArp, kExactEthertype};
-  if (arp && match[Field::NwProto].mask != 0) {
-    return no_field("the opcode of ARP packets");
-  }
-  if (arp && (match[Field::NwSrc].mask | match[Field::NwDst].mask) != 0) {
-    return no_field("the addresses in ARP packets");
+  if (match[Field::InPort].mask != 0 && is_reserved_port(match[Field::InPort].value)) {
+    return Refusal{Refusal::Kind::Field, "packets come in by ports and port channels only", 0, Field::InPort};
   }
   return std::nullopt;
 }

@@ -33,8 +33,9 @@ struct Refusal {
     Combination  // it cannot do these actions together
   };
   Kind kind;
-  std::string reason;  // for people: "the hardware cannot match dl_vlan_pcp"
-  size_t action = 0;   // the position of the one that is to blame, but for Field
+  std::string reason;           // for people: "the hardware cannot match dl_vlan_pcp"
+  size_t action = 0;            // the position of the one that is to blame
+  Field field = Field::kCount;  // for Kind::Field, that field
 };
 
 // The actions in the hardware's terms.

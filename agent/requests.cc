@@ -1,9 +1,11 @@
 #include "agent/requests.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "agent/batch_placement.h"
+#include "agent/fields.h"
 #include "oftab/oftab.h"
 
 namespace agent {
@@ -16,26 +18,23 @@ void append(Bytes &message, const Record &record) {
   std::memcpy(message.data() + end, &record, sizeof record);
 }
 
-void put_mac(uint8_t (&octets)[6], uint64_t address) {
-  const auto bytes = mac_octets(address);
-  std::copy(bytes.begin(), bytes.end(), octets);
+// Puts a number where a field of the match block stands.
+void put(oftab_match_t &block, Place place, uint64_t number) {
+  auto *const to = reinterpret_cast<uint8_t *>(&block) + place.offset;
+  if (const auto octets = mac_octets(number); place.size == octets.size()) {
+    std::copy(octets.begin(), octets.end(), to);
+  } else {
+    static_assert(std::endian::native == std::endian::little, "the number's low bytes come first");
+    std::memcpy(to, &number, place.size);
+  }
 }
 
 // Values or masks of a match, as `part` picks them.
 oftab_match_t match_block(const Match &match, uint64_t Masked::*part) {
-  const auto get = [&](Field field) { return match[field].*part; };
   oftab_match_t block{};
-  block.ifindex = static_cast<uint32_t>(get(Field::InPort));
-  put_mac(block.mac_sa, get(Field::DlSrc));
-  put_mac(block.mac_da, get(Field::DlDst));
-  block.ethertype = static_cast<uint32_t>(get(Field::DlType));
-  block.vlan = static_cast<uint16_t>(get(Field::DlVlan));
-  block.ip_sa = static_cast<uint32_t>(get(Field::NwSrc));
-  block.ip_da = static_cast<uint32_t>(get(Field::NwDst));
-  block.tos = static_cast<uint16_t>(get(Field::NwTos));
-  block.protocol = static_cast<uint16_t>(get(Field::NwProto));
-  block.sport = static_cast<uint16_t>(get(Field::TpSrc));
-  block.dport = static_cast<uint16_t>(get(Field::TpDst));
+  for (const FieldRow &row : field_rows()) {
+    put(block, row.request, match[row.field].*part);
+  }
   return block;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "agent/batch_placement.h"
+#include "agent/fields.h"
 #include "agent/interface_names.h"
 #include "oftab/hw_entry.h"
 
@@ -11,59 +12,13 @@ namespace {
 
 namespace hw = oftab::hw;
 
-Masked field_of(const oftab_sw_entry_t &record, hw::field where) {
-  const uint64_t bits = hw::get(record.hw.mask, where);
-  return {hw::get(record.hw.key, where) & bits, bits};
-}
-
-// A VLAN of the bridge domain that the record matches: the one that the library converted last, if it still has it.
-Masked vlan_of(const oftab_sw_entry_t &record, const host::asic::Vlans &vlans) {
-  const Masked bd = field_of(record, hw::ip_key::bd);
-  if (bd.mask == 0) {
-    return {};
-  }
-  const uint64_t exact = bd.mask == hw::ones(hw::ip_key::bd) ? kExactVlan : bd.mask;
-  const uint16_t remembered = oftab_hw_rsrc_g.bd_vlan[bd.value % OFTAB_BD_COUNT];
-  for (uint32_t vlan = remembered, tried = 0; tried < OFTAB_BD_COUNT; ++tried, vlan = (vlan + 1) % OFTAB_BD_COUNT) {
-    if (vlans.bridge_domain(vlan) == bd.value) {
-      return {vlan, exact};
-    }
-  }
-  return {remembered, exact};
-}
-
-// A record that matches one interface compares the whole interface id.
-Masked in_port_of(const oftab_sw_entry_t &record) {
-  const bool exact = hw::get(record.hw.mask, hw::ip_key::l2lif) == hw::ones(hw::ip_key::l2lif);
-  return exact ? Masked{record.ifindex, kExactIfindex} : Masked{};
-}
-
-hw::field ethertype_field(uint64_t key_class) {
-  switch (key_class) {
-    case hw::CLASS_IP:
-      return hw::ip_key::ethertype;
-    case hw::CLASS_ARP:
-      return hw::arp_key::ethertype;
-    default:
-      return hw::ethernet_key::ethertype;
-  }
-}
-
 Match match_of(const oftab_sw_entry_t &record, const host::asic::Vlans &vlans) {
   const uint64_t key_class = hw::get(record.hw.key, hw::ip_key::class_);
   Match match;
-  match[Field::InPort] = in_port_of(record);
-  match[Field::DlSrc] = field_of(record, hw::ip_key::mac_sa);
-  match[Field::DlDst] = field_of(record, hw::ip_key::mac_da);
-  match[Field::DlType] = field_of(record, ethertype_field(key_class));
-  match[Field::DlVlan] = vlan_of(record, vlans);
-  if (key_class == hw::CLASS_IP) {
-    match[Field::NwSrc] = field_of(record, hw::ip_key::ip_sa);
-    match[Field::NwDst] = field_of(record, hw::ip_key::ip_da);
-    match[Field::NwTos] = field_of(record, hw::ip_key::dscp);
-    match[Field::NwProto] = field_of(record, hw::ip_key::proto);
-    match[Field::TpSrc] = field_of(record, hw::ip_key::src_port);
-    match[Field::TpDst] = field_of(record, hw::ip_key::dst_port);
+  for (const FieldRow &row : field_rows()) {
+    if (const hw::field *where = row.key.in(key_class)) {
+      match[row.field] = row.installed(record, *where, vlans);
+    }
   }
   return match;
 }

@@ -32,7 +32,7 @@ void append_flow(Bytes &message, FuzzedDataProvider &input) {
   flow.app_id %= 10;
   flow.value.ifindex = input.PickValueInArray(kIfindexes);
   append(message, flow);
-  const bool has_outputs = flow.result_type == OFTAB_ACTION_OUTPORT || flow.result_type == OFTAB_ACTION_REDIRECT;
+  const bool has_outputs = oftab_has_output_list(flow.result_type) != 0;
   for (int i = 0; has_outputs && i < flow.num_oif; ++i) {
     append(message, input.PickValueInArray(kIfindexes));
   }

@@ -36,8 +36,7 @@ size_t count(Bytes request) {
 }
 
 size_t flow_length(const oftab_flow_t &flow) {
-  const bool has_outputs = flow.result_type == OFTAB_ACTION_OUTPORT || flow.result_type == OFTAB_ACTION_REDIRECT;
-  return sizeof flow + (has_outputs ? flow.num_oif * sizeof(uint32_t) : 0);
+  return sizeof flow + (oftab_has_output_list(flow.result_type) != 0 ? flow.num_oif * sizeof(uint32_t) : 0);
 }
 
 // The end of the last flow, or of the first that lies beyond the request's own end.

@@ -1,10 +1,10 @@
 // Commands that send packets into the switch.
 #include <iomanip>
 
+#include "agent/fields.h"
 #include "agent/interface_names.h"
 #include "app/commands/command.h"
 #include "app/syntax/capture.h"
-#include "app/syntax/match_syntax.h"
 #include "app/syntax/packet_syntax.h"
 #include "app/views/fate.h"
 #include "app/views/traffic_summary.h"
@@ -20,7 +20,7 @@ void print_fate(Session &session, const host::asic::PacketHeader &packet, const 
 }
 
 void send_described(Session &session, const Arguments &arguments) {
-  const DescribedPacket packet = parse_packet(arguments.line(), arguments.start(), session.device.interfaces());
+  const Packet packet = parse_packet(arguments.line(), arguments.start(), session.device.interfaces());
   print_fate(session, packet.header, session.device.inject(packet.ifindex, packet.header));
 }
 
@@ -50,7 +50,7 @@ void send_capture(Session &session, Arguments &arguments) {
 // A description has fields; anything else names a capture.
 bool is_description(std::string_view word) {
   const std::string_view first = word.substr(0, word.find(','));
-  return first.find('=') != std::string_view::npos || is_shorthand(first);
+  return first.find('=') != std::string_view::npos || shorthand_named(first) != nullptr;
 }
 
 void send(Session &session, Arguments &arguments) {

@@ -1,5 +1,6 @@
 #include "app/syntax/flow_syntax.h"
 
+#include "agent/hardware.h"
 #include "app/syntax/action_syntax.h"
 #include "app/syntax/match_syntax.h"
 
@@ -36,9 +37,10 @@ bool take_setting(const SplitWord &item, MatchReader &reader, Flow &flow) {
   return true;
 }
 
-void drop_bits_outside_masks(Match &match) {
-  for (Masked &field : match.fields) {
-    field.value &= field.mask;
+// A flow that is to be added is one that the hardware can match.
+void require_matchable(const Match &match, const MatchReader &reader) {
+  if (const auto refusal = unmatchable(match)) {
+    throw TextError(reader.place_of(refusal->field).column, refusal->reason);
   }
 }
 
@@ -63,10 +65,12 @@ Flow parse_flow(std::string_view line, size_t start, FlowRole role, const Interf
       reader.take(item);
     }
   }
-  flow.match = reader.finish();
-  drop_bits_outside_masks(flow.match);
+  flow.match = normalised(reader.finish());
   if (role == FlowRole::Complete && !complete) {
     throw TextError(line.size() + 1, "actions are missing: actions=drop, normal, output:PORT or controller");
+  }
+  if (role == FlowRole::Complete) {
+    require_matchable(flow.match, reader);
   }
   return flow;
 }

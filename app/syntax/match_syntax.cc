@@ -3,54 +3,18 @@
 #include <algorithm>
 #include <iterator>
 
-#include "app/syntax/field_values.h"
-
 namespace app {
 
 using namespace agent;
 
 namespace {
 
-struct FieldSyntax {
-  std::string_view name;
-  Field field;
-  FieldReader read;
-};
-
-constexpr FieldSyntax kFields[] = {
-    {"in_port", Field::InPort, read_in_port},
-    {"dl_src", Field::DlSrc, read_mac},
-    {"dl_dst", Field::DlDst, read_mac},
-    {"dl_type", Field::DlType, read_ethertype},
-    {"dl_vlan", Field::DlVlan, read_vlan},
-    {"nw_src", Field::NwSrc, read_ip},
-    {"nw_dst", Field::NwDst, read_ip},
-    {"nw_tos", Field::NwTos, read_tos},
-    {"nw_proto", Field::NwProto, read_protocol},
-    {"tp_src", Field::TpSrc, read_transport_port},
-    {"tp_dst", Field::TpDst, read_transport_port},
-    {"icmp_type", Field::TpSrc, read_icmp_number},
-    {"icmp_code", Field::TpDst, read_icmp_number},
-};
-
-struct Shorthand {
-  std::string_view name;
-  uint16_t ethertype;
-  std::optional<uint8_t> protocol;
-};
-
-constexpr Shorthand kShorthands[] = {
-    {"ip", kIpv4, std::nullopt}, {"arp", kArp, std::nullopt}, {"tcp", kIpv4, kTcp},
-    {"udp", kIpv4, kUdp},        {"icmp", kIpv4, kIcmp},
-};
-
 // Fields of the standard syntax for which the hardware's keys have no place.
 constexpr std::string_view kUnmatchable[] = {
-    "dl_vlan_pcp", "vlan_tci", "vlan_vid", "vlan_pcp",   "rarp",    "ipv6",    "tcp6",     "udp6",
-    "icmp6",       "ipv6_src", "ipv6_dst", "ipv6_label", "sctp",    "mpls",    "mplsm",    "mpls_label",
-    "mpls_tc",     "mpls_bos", "arp_op",   "arp_spa",    "arp_tpa", "arp_sha", "arp_tha",  "nw_ecn",
-    "nw_ttl",      "nw_frag",  "ip_frag",  "tcp_flags",  "tun_id",  "tun_src", "tun_dst",  "metadata",
-    "nd_target",   "nd_sll",   "nd_tll",   "ct_state",   "ct_zone", "ct_mark", "ct_label", "pkt_mark",
+    "vlan_tci",   "vlan_vid",   "tcp6",    "udp6",      "sctp6",   "icmp6",   "ipv6_src", "ipv6_dst",
+    "ipv6_label", "mpls_label", "mpls_tc", "mpls_bos",  "arp_sha", "arp_tha", "nw_ecn",   "ip_ecn",
+    "nw_ttl",     "nw_frag",    "ip_frag", "tcp_flags", "tun_id",  "tun_src", "tun_dst",  "metadata",
+    "nd_target",  "nd_sll",     "nd_tll",  "ct_state",  "ct_zone", "ct_mark", "ct_label", "pkt_mark",
 };
 
 // Settings of the standard syntax that flows do not have here.
@@ -65,12 +29,6 @@ bool contains(const Table &table, std::string_view name) {
   return std::find(std::begin(table), std::end(table), name) != std::end(table);
 }
 
-template <typename Row, size_t Count>
-const Row *find_named(const Row (&table)[Count], std::string_view name) {
-  const auto row = std::find_if(std::begin(table), std::end(table), [&](const Row &each) { return each.name == name; });
-  return row == std::end(table) ? nullptr : row;
-}
-
 [[noreturn]] void refuse(const Word &name) {
   if (contains(kUnmatchable, name.text)) {
     throw TextError(name.column, "the hardware cannot match " + quoted(name));
@@ -79,10 +37,6 @@ const Row *find_named(const Row (&table)[Count], std::string_view name) {
     throw TextError(name.column, quoted(name) + " is not supported");
   }
   throw TextError(name.column, "unknown field " + quoted(name));
-}
-
-bool is_exactly(const Masked &field, uint64_t value) {
-  return field.mask != 0 && field.value == value;
 }
 
 }  // namespace
@@ -105,10 +59,6 @@ const Word &value_of(const SplitWord &item) {
   return *item.behind;
 }
 
-bool is_shorthand(std::string_view word) {
-  return find_named(kShorthands, word) != nullptr;
-}
-
 void MatchReader::take(const SplitWord &item) {
   if (!take_shorthand(item) && !take_field(item)) {
     refuse(item.before);
@@ -116,7 +66,7 @@ void MatchReader::take(const SplitWord &item) {
 }
 
 bool MatchReader::take_shorthand(const SplitWord &item) {
-  const Shorthand *shorthand = find_named(kShorthands, item.before.text);
+  const Shorthand *shorthand = shorthand_named(item.before.text);
   if (shorthand == nullptr) {
     return false;
   }
@@ -131,11 +81,13 @@ bool MatchReader::take_shorthand(const SplitWord &item) {
 }
 
 bool MatchReader::take_field(const SplitWord &item) {
-  const FieldSyntax *syntax = find_named(kFields, item.before.text);
-  if (syntax == nullptr) {
+  const auto named = field_named(item.before.text);
+  if (!named) {
     return false;
   }
-  set(syntax->field, syntax->read(value_of(item), interfaces_), item.before);
+  const Field field = named->row->field;
+  set(field, named->spelling->read(value_of(item), interfaces_), item.before);
+  spellings_.emplace(field, named->spelling);
   return true;
 }
 
@@ -157,44 +109,27 @@ void MatchReader::set(Field field, Masked masked, const Word &word) {
 }
 
 Match MatchReader::finish() const {
-  check_network_fields();
-  check_transport_fields();
+  for (const auto &[field, spelling] : spellings_) {
+    const Word &word = given_.at(field);
+    if (!met(spelling->needs, match_)) {
+      throw TextError(word.column, concat(quoted(word), " needs ", to_text(spelling->needs)));
+    }
+  }
+  check_icmp_numbers();
   return match_;
 }
 
-void MatchReader::check_network_fields() const {
-  const Masked &type = match_[Field::DlType];
-  if (is_exactly(type, kIpv4)) {
-    return;
-  }
-  for (const Field field : {Field::NwSrc, Field::NwDst, Field::NwTos, Field::NwProto}) {
-    if (const auto place = given_.find(field); place != given_.end()) {
-      const std::string name = quoted(place->second);
-      throw TextError(place->second.column, is_exactly(type, kArp)
-                                                ? concat("the hardware cannot match ", name, " in ARP packets")
-                                                : name + " needs IPv4: ip, tcp, udp, icmp or dl_type=0x0800");
+void MatchReader::check_icmp_numbers() const {
+  for (const Field field : {Field::TpSrc, Field::TpDst}) {
+    if (met(Needs::Icmp, match_) && match_[field].value > 255) {
+      throw TextError(given_.at(field).column, "an ICMP type or code is a number from 0 to 255");
     }
   }
 }
 
-void MatchReader::check_transport_fields() const {
-  const Masked &protocol = match_[Field::NwProto];
-  const bool icmp = is_exactly(protocol, kIcmp);
-  const bool has_ports = is_exactly(protocol, kTcp) || is_exactly(protocol, kUdp);
-  for (const Field field : {Field::TpSrc, Field::TpDst}) {
-    const auto place = given_.find(field);
-    if (place == given_.end()) {
-      continue;
-    }
-    const Word &name = place->second;
-    const bool icmp_name = name.text.starts_with("icmp");
-    if (icmp_name ? !icmp : !icmp && !has_ports) {
-      throw TextError(name.column, concat(quoted(name), " needs ", icmp_name ? "icmp" : "tcp, udp or icmp"));
-    }
-    if (icmp && match_[field].value > 255) {
-      throw TextError(name.column, "an ICMP type or code is a number from 0 to 255");
-    }
-  }
+Word MatchReader::place_of(Field field) const {
+  const auto place = given_.find(field);
+  return place == given_.end() ? Word{} : place->second;
 }
 
 }  // namespace app

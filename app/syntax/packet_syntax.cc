@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "agent/flow.h"
 #include "app/syntax/match_syntax.h"
 
 namespace app {
@@ -11,7 +10,6 @@ using namespace agent;
 
 namespace {
 
-using host::asic::Mac;
 using host::asic::PacketHeader;
 using host::services::Interfaces;
 
@@ -19,31 +17,16 @@ constexpr uint64_t kShortest = 14;  // an Ethernet header
 constexpr uint64_t kLongest = 65535;
 constexpr uint16_t k802Dot3 = 0x05FF;  // a frame with a length in place of an ethertype
 
-uint64_t to_number(const Mac &address) {
-  uint64_t number = 0;
-  for (const uint8_t octet : address) {
-    number = number << 8 | octet;
+Packet packet_from(const Match &match) {
+  Packet packet;
+  packet.ifindex = Interfaces::port_ifindex(0);
+  packet.header.length = 64;
+  for (const FieldRow &row : field_rows()) {
+    if (const Masked &field = match[row.field]; field.mask != 0) {
+      row.to_packet(packet, field.value);
+    }
   }
-  return number;
-}
-
-PacketHeader header_from(const Match &match) {
-  const auto value = [&](Field field) { return match[field].value; };
-  PacketHeader header;
-  header.mac_sa = mac_octets(value(Field::DlSrc));
-  header.mac_da = mac_octets(value(Field::DlDst));
-  header.ethertype = static_cast<uint16_t>(value(Field::DlType));
-  if (match[Field::DlVlan].mask != 0) {
-    header.vlan = static_cast<uint16_t>(value(Field::DlVlan));
-  }
-  header.ip_sa = static_cast<uint32_t>(value(Field::NwSrc));
-  header.ip_da = static_cast<uint32_t>(value(Field::NwDst));
-  header.tos = static_cast<uint8_t>(value(Field::NwTos));
-  header.proto = static_cast<uint8_t>(value(Field::NwProto));
-  header.src_port = static_cast<uint16_t>(value(Field::TpSrc));
-  header.dst_port = static_cast<uint16_t>(value(Field::TpDst));
-  header.length = 64;
-  return header;
+  return packet;
 }
 
 void refuse_mask(const SplitWord &item) {
@@ -53,8 +36,8 @@ void refuse_mask(const SplitWord &item) {
 }
 
 std::string protocol_text(uint8_t protocol) {
-  const char *name = protocol_name(protocol);
-  return name == nullptr ? concat("ip protocol ", protocol) : name;
+  const std::string_view name = protocol_name(protocol);
+  return name.empty() ? concat("ip protocol ", protocol) : std::string(name);
 }
 
 std::string ipv4_text(const PacketHeader &packet) {
@@ -80,16 +63,15 @@ std::string ethertype_text(uint16_t ethertype) {
 }
 
 std::string ethernet_text(const PacketHeader &packet) {
-  return concat(mac_text(to_number(packet.mac_sa)), " > ", mac_text(to_number(packet.mac_da)), " ",
+  return concat(mac_text(mac_address(packet.mac_sa)), " > ", mac_text(mac_address(packet.mac_da)), " ",
                 ethertype_text(packet.ethertype));
 }
 
 }  // namespace
 
-DescribedPacket parse_packet(std::string_view line, size_t start, const Interfaces &interfaces) {
+Packet parse_packet(std::string_view line, size_t start, const Interfaces &interfaces) {
   line = without_comment(line);
   start = std::min(start, line.size());
-  DescribedPacket packet;
   MatchReader reader(interfaces);
   size_t length = 0;
   for (const SplitWord &item : split_items(line.substr(start), start + 1)) {
@@ -101,12 +83,8 @@ DescribedPacket parse_packet(std::string_view line, size_t start, const Interfac
     refuse_mask(item);
     reader.take(item);
   }
-  const Match match = reader.finish();
-  packet.header = header_from(match);
+  Packet packet = packet_from(reader.finish());
   packet.header.length = length == 0 ? packet.header.length : length;
-  if (match[Field::InPort].mask != 0) {
-    packet.ifindex = static_cast<uint32_t>(match[Field::InPort].value);
-  }
   return packet;
 }
 

@@ -1,4 +1,4 @@
-// Reading an Ethernet frame: addresses, one VLAN tag, and of IPv4 what the TCAM can compare.
+// Reading an Ethernet frame: addresses, one VLAN tag, and of IPv4 and ARP what flows can name.
 #include <algorithm>
 
 #include "host/asic/packet.h"
@@ -9,6 +9,7 @@ namespace {
 constexpr uint16_t kVlanTag = 0x8100;
 constexpr uint16_t kServiceTag = 0x88a8;
 constexpr uint16_t kIpv4 = 0x0800;
+constexpr uint16_t kArp = 0x0806;
 constexpr uint16_t kSmallestEthertype = 0x0600;  // below: an 802.3 length field
 constexpr uint16_t kLengthField = 0x05ff;
 
@@ -76,6 +77,12 @@ void read_ipv4(PacketHeader &packet, const Reader &header) {
   }
 }
 
+void read_arp(PacketHeader &packet, const Reader &body) {
+  packet.arp_op = body.u8(7);
+  packet.arp_spa = body.u32(14);
+  packet.arp_tpa = body.u32(24);
+}
+
 bool is_vlan_tag(uint16_t ethertype) {
   return ethertype == kVlanTag || ethertype == kServiceTag;
 }
@@ -91,6 +98,7 @@ PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length) {
   size_t type_at = 12;
   if (is_vlan_tag(whole.u16(type_at))) {
     packet.vlan = static_cast<uint16_t>(whole.u16(type_at + 2) & 0x0fffU);
+    packet.vlan_pcp = static_cast<uint8_t>(whole.u8(type_at + 2) >> 5);
     type_at += 4;
   }
   const bool cut = frame.size() < type_at + 2;
@@ -98,6 +106,8 @@ PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length) {
   packet.ethertype = !cut && type < kSmallestEthertype ? kLengthField : type;
   if (packet.ethertype == kIpv4) {
     read_ipv4(packet, whole.from(type_at + 2));
+  } else if (packet.ethertype == kArp) {
+    read_arp(packet, whole.from(type_at + 2));
   }
   return packet;
 }

@@ -26,6 +26,12 @@ struct PacketHeader {
   uint16_t src_port = 0;  // ICMP: type; later fragments: 0
   uint16_t dst_port = 0;  // ICMP: code
   size_t length = 0;      // bytes on the wire
+
+  // What flows can name and no key format carries.
+  uint8_t vlan_pcp = 0;  // priority in the outer tag
+  uint8_t arp_op = 0;    // low byte of the opcode
+  uint32_t arp_spa = 0;  // sender's and target's address
+  uint32_t arp_tpa = 0;
 };
 
 // Reads an Ethernet frame, however short; fields beyond its end stay 0. `wire_length` counts (a capture may be cut).

@@ -14,9 +14,8 @@ Record *records_of(Header *message) {
   return reinterpret_cast<Record *>(message + 1);
 }
 
-// An output list follows a flow of these two types, and only of these.
 inline bool has_outputs(const oftab_flow_t &flow) {
-  return flow.result_type == OFTAB_ACTION_OUTPORT || flow.result_type == OFTAB_ACTION_REDIRECT;
+  return oftab_has_output_list(flow.result_type) != 0;
 }
 
 inline const oftab_flow_t *next_flow(const oftab_flow_t *flow) {

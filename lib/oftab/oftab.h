@@ -211,7 +211,7 @@ typedef struct OFTAB_PACKED oftab_match {
   uint16_t dport;
 } oftab_match_t;
 
-/* One flow of an add or modify request. `num_oif` u32 ifindexes follow when result_type is 2 or 3, and only then. */
+/* One flow of an add or modify request. `num_oif` u32 ifindexes follow where oftab_has_output_list() says so. */
 typedef struct OFTAB_PACKED oftab_flow {
   uint32_t priority; /* larger is stronger */
   uint32_t seq_no;
@@ -225,6 +225,11 @@ typedef struct OFTAB_PACKED oftab_flow {
   uint16_t num_oif;
   uint16_t reserved2;
 } oftab_flow_t;
+
+/* Whether the output list follows a flow of this result_type. */
+static inline int oftab_has_output_list(uint32_t result_type) {
+  return result_type == OFTAB_ACTION_OUTPORT || result_type == OFTAB_ACTION_REDIRECT;
+}
 
 /* Add (1) and modify (3): flows follow. Purge (4): header only. */
 typedef struct OFTAB_PACKED oftab_entry_update_req {

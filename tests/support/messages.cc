@@ -50,7 +50,7 @@ void append_match(Bytes &message, const Match &match) {
 
 void append_action(Bytes &message, const Action &action) {
   append(message, action.type, uint32_t{action.flags}, action.app_id, static_cast<uint32_t>(action.outputs.size()));
-  if (action.type == OFTAB_ACTION_OUTPORT || action.type == OFTAB_ACTION_REDIRECT) {
+  if (oftab_has_output_list(action.type) != 0) {
     std::ranges::for_each(action.outputs, [&](uint32_t ifindex) { append(message, ifindex); });
   }
 }

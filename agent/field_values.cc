@@ -1,14 +1,13 @@
-#include "app/syntax/field_values.h"
+#include "agent/field_values.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
+#include <cstdio>
 
 #include "agent/interface_names.h"
 
-namespace app {
-
-using namespace agent;
-
+namespace agent {
 namespace {
 
 using host::services::Interfaces;
@@ -29,14 +28,14 @@ std::optional<uint64_t> read_parts(std::string_view text, int count, char separa
   return whole;
 }
 
-uint64_t mac_address(const Word &word) {
+uint64_t mac_named(const Word &word) {
   if (const auto address = read_parts(word.text, 6, ':', 16, 8)) {
     return *address;
   }
   throw TextError(word.column, "a MAC address has the form 00:11:22:33:44:55, not " + quoted(word));
 }
 
-uint64_t ip_address(const Word &word) {
+uint64_t ip_named(const Word &word) {
   if (const auto address = read_parts(word.text, 4, '.', 10, 8)) {
     return *address;
   }
@@ -45,7 +44,7 @@ uint64_t ip_address(const Word &word) {
 
 uint64_t ip_mask_bits(const Word &word) {
   if (word.text.find('.') != std::string_view::npos) {
-    return ip_address(word);
+    return ip_named(word);
   }
   const uint64_t length = number_in(word, 0, 32, "a prefix length");
   return kExactIp << (32 - length) & kExactIp;
@@ -66,12 +65,12 @@ Masked read_in_port(const Word &value, const Interfaces &interfaces) {
 
 Masked read_mac(const Word &value, const Interfaces &) {
   const SplitWord parts = split_at(value, '/');
-  return {mac_address(parts.before), parts.behind ? mac_address(*parts.behind) : kExactMac};
+  return {mac_named(parts.before), parts.behind ? mac_named(*parts.behind) : kExactMac};
 }
 
 Masked read_ip(const Word &value, const Interfaces &) {
   const SplitWord parts = split_at(value, '/');
-  return {ip_address(parts.before), parts.behind ? ip_mask_bits(*parts.behind) : kExactIp};
+  return {ip_named(parts.before), parts.behind ? ip_mask_bits(*parts.behind) : kExactIp};
 }
 
 Masked read_ethertype(const Word &value, const Interfaces &) {
@@ -79,18 +78,30 @@ Masked read_ethertype(const Word &value, const Interfaces &) {
 }
 
 Masked read_vlan(const Word &value, const Interfaces &) {
-  if (read_number(value.text) == 0xFFFF) {
+  if (read_number(value.text) == kUntagged) {
     throw TextError(value.column, "dl_vlan=0xffff: the hardware cannot match untagged packets only");
   }
   return {number_in(value, 1, 4094, "dl_vlan"), kExactVlan};
+}
+
+Masked read_vlan_pcp(const Word &value, const Interfaces &) {
+  return {number_in(value, 0, 7, "a VLAN priority"), kExactVlanPcp};
 }
 
 Masked read_tos(const Word &value, const Interfaces &) {
   return {number_in(value, 0, 255, "nw_tos"), kExactTos};
 }
 
+Masked read_dscp(const Word &value, const Interfaces &) {
+  return {number_in(value, 0, 63, "ip_dscp") << 2, kExactTos};
+}
+
 Masked read_protocol(const Word &value, const Interfaces &) {
   return {number_in(value, 0, 255, "nw_proto"), kExactProtocol};
+}
+
+Masked read_arp_opcode(const Word &value, const Interfaces &) {
+  return {number_in(value, 0, 255, "an ARP opcode"), kExactProtocol};
 }
 
 Masked read_transport_port(const Word &value, const Interfaces &) {
@@ -101,4 +112,70 @@ Masked read_icmp_number(const Word &value, const Interfaces &) {
   return masked_number(value, 0xFF, "an ICMP type or code");
 }
 
-}  // namespace app
+std::string port_text(const Masked &field) {
+  return interface_name(static_cast<uint32_t>(field.value));
+}
+
+std::string masked_mac_text(const Masked &field) {
+  return field.mask == kExactMac ? mac_text(field.value) : concat(mac_text(field.value), "/", mac_text(field.mask));
+}
+
+std::string masked_ip_text(const Masked &field) {
+  const auto bits = static_cast<uint32_t>(field.mask);
+  std::string address = ip_text(static_cast<uint32_t>(field.value));
+  const int length = std::countl_one(bits);
+  if (bits == kExactIp) {
+    return address;
+  }
+  const bool prefix = length + std::countr_zero(bits) == 32;
+  return concat(address, "/", prefix ? std::to_string(length) : ip_text(bits));
+}
+
+std::string ethertype_text(const Masked &field) {
+  return hex(field.value, 4);
+}
+
+std::string vlan_text(const Masked &field) {
+  return field.value == kUntagged ? hex(field.value) : number_text(field);
+}
+
+std::string number_text(const Masked &field) {
+  return std::to_string(field.value);
+}
+
+std::string transport_port_text(const Masked &field) {
+  return field.mask == kExactPort ? number_text(field) : concat(hex(field.value, 4), "/", hex(field.mask, 4));
+}
+
+std::string ip_text(uint32_t address) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%u.%u.%u.%u", address >> 24, address >> 16 & 255, address >> 8 & 255,
+                address & 255);
+  return text;
+}
+
+std::array<uint8_t, 6> mac_octets(uint64_t address) {
+  std::array<uint8_t, 6> octets;
+  for (auto octet = octets.rbegin(); octet != octets.rend(); ++octet, address >>= 8) {
+    *octet = static_cast<uint8_t>(address);
+  }
+  return octets;
+}
+
+uint64_t mac_address(const std::array<uint8_t, 6> &octets) {
+  uint64_t address = 0;
+  for (const uint8_t octet : octets) {
+    address = address << 8 | octet;
+  }
+  return address;
+}
+
+std::string mac_text(uint64_t address) {
+  const auto octets = mac_octets(address);
+  char text[18];
+  std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", octets[0], octets[1], octets[2], octets[3],
+                octets[4], octets[5]);
+  return text;
+}
+
+}  // namespace agent

@@ -1,0 +1,60 @@
+// The values of match fields as they are written: readers, which throw a TextError for what they cannot use, and
+// printers, whose text the reader of the same name takes again.
+#ifndef AGENT_FIELD_VALUES_H
+#define AGENT_FIELD_VALUES_H
+
+#include <string>
+
+#include "agent/flow.h"
+#include "agent/text.h"
+#include "host/services/interfaces.h"
+
+namespace agent {
+
+using FieldReader = Masked (*)(const Word &value, const host::services::Interfaces &interfaces);
+using FieldPrinter = std::string (*)(const Masked &field);
+
+// A front-panel port, a port channel, or a reserved port.
+Masked read_in_port(const Word &value, const host::services::Interfaces &interfaces);
+
+// aa:bb:cc:dd:ee:ff, with a mask of the same form behind '/'.
+Masked read_mac(const Word &value, const host::services::Interfaces &);
+
+// A.B.C.D, with a prefix length or a mask behind '/'.
+Masked read_ip(const Word &value, const host::services::Interfaces &);
+
+Masked read_ethertype(const Word &value, const host::services::Interfaces &);
+
+// A VLAN id, or 0xffff for untagged frames.
+Masked read_vlan(const Word &value, const host::services::Interfaces &);
+Masked read_vlan_pcp(const Word &value, const host::services::Interfaces &);
+
+// The whole octet, of which the upper six bits are compared; or those six bits as a number.
+Masked read_tos(const Word &value, const host::services::Interfaces &);
+Masked read_dscp(const Word &value, const host::services::Interfaces &);
+
+Masked read_protocol(const Word &value, const host::services::Interfaces &);
+Masked read_arp_opcode(const Word &value, const host::services::Interfaces &);
+
+// N or 0xN, with a mask of the same form behind '/'.
+Masked read_transport_port(const Word &value, const host::services::Interfaces &);
+Masked read_icmp_number(const Word &value, const host::services::Interfaces &);
+
+std::string port_text(const Masked &field);
+std::string masked_mac_text(const Masked &field);
+std::string masked_ip_text(const Masked &field);
+std::string ethertype_text(const Masked &field);
+std::string vlan_text(const Masked &field);
+std::string number_text(const Masked &field);
+std::string transport_port_text(const Masked &field);
+
+std::string ip_text(uint32_t address);
+std::string mac_text(uint64_t address);
+
+// A MAC address and its octets in transmission order.
+std::array<uint8_t, 6> mac_octets(uint64_t address);
+uint64_t mac_address(const std::array<uint8_t, 6> &octets);
+
+}  // namespace agent
+
+#endif
