@@ -86,7 +86,6 @@ void modify_entries(const oftab_entry_update_req_t *request, oftab_entry_update_
 }
 
 void apply(const oftab_entry_update_req_t *request, oftab_entry_update_resp_t *response) {
-  const pc_memory_scope scope;
   if (request->entry_op != OFTAB_ENTRY_PURGE) {  // a purge begins itself
     begin_request(op);
   }
@@ -133,6 +132,7 @@ int32_t answer(void *reply, void *buffer) {
   memcpy(&response->num_entries, count_and_reserved(request), sizeof response->num_entries);
   TRACE_DETAIL_IN(op, "%s:  entry_op = %d\n", op, response->entry_op);
   apply(request, response);
+  free_spare_records();
   oftab_dump_entry_update_resp(response);
   const int32_t rc = fu_ipq_send_response(reply, response, static_cast<uint32_t>(length), buffer, 0);
   TRACE_DETAIL_IN(op, "%s() Exit. rc=%d \n", op, rc);

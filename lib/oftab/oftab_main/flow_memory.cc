@@ -9,43 +9,36 @@ namespace {
 constexpr hw::field ACTION = {hw::forward_result::drop.offset, 5};
 static_assert(hw::forward_result::cpu_code.offset + hw::forward_result::cpu_code.width == ACTION.offset + ACTION.width);
 
-struct kept_action {
-  bool kept;
-  uint8_t bits;
-};
+constexpr uint8_t KEPT = 0x80;
 
-struct past_and_present {
-  kept_action now;
-  uint32_t modified_in;  // the request in which what follows was noted
-  kept_action before;
+struct flow_memory {
+  uint8_t action;  // KEPT and the bits of the kept action; 0 when none is kept
+  // As they were before the first modification in request `modified_in`:
+  uint32_t modified_in;
+  uint8_t action_before;
   bool had_fanout;
 };
 
-past_and_present flows[1U << 16];  // by counter, which tells flows apart
-
+flow_memory flows[1U << 16];
 uint32_t request = 1;
-
-past_and_present &memory_of(const oftab_sw_entry_t &entry) {
-  return flows[entry.stats_id];
-}
 
 }  // namespace
 
 cache_unified_entry due_record(const oftab_sw_entry_t &entry) {
   cache_unified_entry due = entry.hw;
-  const kept_action action = memory_of(entry).now;
-  if (action.kept && hw::get(due.key, hw::ip_key::vld) != 0) {
-    hw::set(due.result, ACTION, action.bits);
+  const uint8_t action = flows[entry.stats_id].action;
+  if (action != 0 && hw::get(due.key, hw::ip_key::vld) != 0) {
+    hw::set(due.result, ACTION, action);
   }
   return due;
 }
 
 void keep_action(const oftab_sw_entry_t &entry, const cache_unified_entry &due) {
-  memory_of(entry).now = {true, static_cast<uint8_t>(hw::get(due.result, ACTION))};
+  flows[entry.stats_id].action = static_cast<uint8_t>(KEPT | hw::get(due.result, ACTION));
 }
 
 void drop_kept_action(const oftab_sw_entry_t &entry) {
-  memory_of(entry).now = {};
+  flows[entry.stats_id].action = 0;
 }
 
 void begin_modifications() {
@@ -57,26 +50,20 @@ uint32_t current_request() {
 }
 
 void note_modification(const oftab_sw_entry_t &entry, bool has_fanout) {
-  past_and_present &memory = memory_of(entry);
-  if (memory.modified_in != request) {
-    memory.modified_in = request;
-    memory.before = memory.now;
-    memory.had_fanout = has_fanout;
+  flow_memory &flow = flows[entry.stats_id];
+  if (flow.modified_in != request) {
+    flow = {flow.action, request, flow.action, has_fanout};
   }
 }
 
-bool was_modified(const oftab_sw_entry_t &entry) {
-  return memory_of(entry).modified_in == request;
-}
-
-bool had_fanout(const oftab_sw_entry_t &entry) {
-  return memory_of(entry).had_fanout;
-}
-
-void take_back_modification(const oftab_sw_entry_t &entry) {
-  past_and_present &memory = memory_of(entry);
-  memory.now = memory.before;
-  memory.modified_in = 0;
+bool take_back_modification(const oftab_sw_entry_t &entry, bool *had_fanout) {
+  flow_memory &flow = flows[entry.stats_id];
+  *had_fanout = flow.had_fanout;
+  if (flow.modified_in != request) {
+    return false;
+  }
+  flow = {flow.action_before, 0, 0, false};
+  return true;
 }
 
 void forget_flow(uint16_t stats_id) {

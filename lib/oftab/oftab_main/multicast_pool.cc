@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "oftab/hw_entry.h"
+#include "oftab/oftab_main/counters.h"
 #include "oftab/oftab_main/flow_memory.h"
 #include "oftab/oftab_main/tcam.h"
 #include "oftab/table.h"
@@ -52,56 +53,38 @@ bool is_named_by_another(uint32_t index, uint16_t own_tcam_index) {
           is_named_in(shadow_view(), index, own_tcam_index));
 }
 
-// One search: from the index allocated last to the end of the pool, then from its beginning.
-struct pool_search {
-  uint16_t own_tcam_index;
-  bool passed_refused;
-
-  int32_t run() {
-    const uint32_t from = g_oftab_mcst_idx_last_allocated - POOL_LOWER;
-    const int32_t bit = usable(bitset_next_free_bit(g_oftab_mcast_idx_bmp, from));
-    return bit >= 0 ? bit : usable(bitset_first_free_bit(g_oftab_mcast_idx_bmp));
-  }
-
- private:
-  // The first usable bit from `bit`, a free one, on.
-  int32_t usable(int32_t bit) {
-    while (bit >= 0 && is_passed_over(static_cast<uint32_t>(bit))) {
-      const uint32_t next = static_cast<uint32_t>(bit) + 1;
-      bit = next < OFTAB_MCST_IDX_COUNT ? bitset_next_free_bit(g_oftab_mcast_idx_bmp, next) : -1;
+// The first index from free bit `bit` on that may be handed out.
+int32_t usable_bit(int32_t bit, uint16_t own_tcam_index, bool *passed_refused) {
+  while (bit >= 0) {
+    const bool named = is_named_by_another(POOL_LOWER + static_cast<uint32_t>(bit), own_tcam_index);
+    if (!named && !pool[bit].refused) {
+      break;
     }
-    return bit;
-  }
-
-  bool is_passed_over(uint32_t bit) {
-    if (is_named_by_another(POOL_LOWER + bit, own_tcam_index)) {
-      return true;
-    }
-    passed_refused = passed_refused || pool[bit].refused;
-    return pool[bit].refused;
-  }
-};
-
-// A second search only when the first passed over indices that were refused: nothing else is left.
-int32_t find_usable_bit(uint16_t own_tcam_index) {
-  pool_search search = {own_tcam_index, false};
-  int32_t bit = search.run();
-  if (bit < 0 && search.passed_refused) {
-    for (pool_index &each : pool) {
-      each.refused = false;
-    }
-    bit = search.run();
+    *passed_refused = *passed_refused || !named;
+    const uint32_t next = static_cast<uint32_t>(bit) + 1;
+    bit = next < OFTAB_MCST_IDX_COUNT ? bitset_next_free_bit(g_oftab_mcast_idx_bmp, next) : -1;
   }
   return bit;
 }
 
-bool is_held_in(const table_view &table, uint32_t index) {
-  for (const oftab_sw_entry_t &entry : table) {
-    if ((entry.flags & (OFTAB_ENTRY_USED | OFTAB_ENTRY_NEW)) != 0 && entry.mcst_idx == index && holds_fanout(entry)) {
-      return true;
-    }
+// From the index allocated last to the end of the pool, then from its beginning.
+int32_t search_pool(uint16_t own_tcam_index, bool *passed_refused) {
+  const uint32_t from = g_oftab_mcst_idx_last_allocated - POOL_LOWER;
+  const int32_t bit = usable_bit(bitset_next_free_bit(g_oftab_mcast_idx_bmp, from), own_tcam_index, passed_refused);
+  return bit >= 0 ? bit : usable_bit(bitset_first_free_bit(g_oftab_mcast_idx_bmp), own_tcam_index, passed_refused);
+}
+
+// A second search only when the first passed over indices that were refused: nothing else is left.
+int32_t find_usable_bit(uint16_t own_tcam_index) {
+  bool passed_refused = false;
+  const int32_t bit = search_pool(own_tcam_index, &passed_refused);
+  if (bit >= 0 || !passed_refused) {
+    return bit;
   }
-  return false;
+  for (pool_index &each : pool) {
+    each.refused = false;
+  }
+  return search_pool(own_tcam_index, &passed_refused);
 }
 
 // Whether the index belongs to an entry of a table or of the TCAM; one that belongs to an entry which a direct call
@@ -109,7 +92,7 @@ bool is_held_in(const table_view &table, uint32_t index) {
 bool belongs_to_live_entry(uint32_t index) {
   const uint32_t holder = pool_at(index).holder;
   return holder == pool_index::STRANDED ||
-         (holder != pool_index::NOBODY && (is_held_in(current_view(), index) || is_held_in(shadow_view(), index)));
+         (holder != pool_index::NOBODY && is_own_counter(static_cast<uint16_t>(holder - 1)));
 }
 
 }  // namespace
@@ -142,6 +125,7 @@ bool allocate_index(uint32_t *index, uint16_t own_tcam_index) {
 void give_index_back(const oftab_sw_entry_t &entry) {
   bitset_set_bit(g_oftab_mcast_idx_bmp, entry.mcst_idx - POOL_LOWER);
   pool_at(entry.mcst_idx).holder = as_holder(entry);
+  pool_at(entry.mcst_idx).ports_due = true;
 }
 
 }  // namespace oftab

@@ -79,28 +79,6 @@ int32_t program_ports(const oftab_sw_entry_t &entry, const char *function) {
   return OFTAB_OK;
 }
 
-// Tears the tree of an index down. Tried once: nobody will ask for it again.
-void destroy_tree(const char *function, uint32_t index, bool held) {
-  const int32_t rc = libsdk_mcst_tree_destroy(0, 0, index);
-  if (in_pool(index) && rc == 0) {
-    pool_at(index).has_tree = false;
-  }
-  if (rc != 0 && held) {
-    pool_at(index).refused = true;
-    TRACE_WARNING_IN(function, "%s: tree of mcast_id = %d could not be destroyed, sdkrc %d\n", function, index, rc);
-  }
-}
-
-void give_up_index(const char *function, uint32_t index, bool held) {
-  if (in_pool(index)) {
-    pool_at(index).holder = pool_index::NOBODY;
-    pool_at(index).given_up_in = current_request();
-    pool_at(index).ports_due = false;
-  }
-  destroy_tree(function, index, held);
-  oftab_mcst_idx_dealloc(index);
-}
-
 }  // namespace
 
 int32_t set_up_fanout(oftab_sw_entry_t &entry, const oftab_flow_t &flow, const action_caller &caller) {
@@ -122,14 +100,23 @@ int32_t set_up_fanout(oftab_sw_entry_t &entry, const oftab_flow_t &flow, const a
 
 void release_fanout(const char *function, const oftab_sw_entry_t &entry) {
   const bool held = holds_fanout(entry);
-  if (in_pool(entry.mcst_idx) && !held && pool_at(entry.mcst_idx).holder != pool_index::NOBODY) {
-    return;
+  const bool in_other_hands = in_pool(entry.mcst_idx) && pool_at(entry.mcst_idx).holder != pool_index::NOBODY && !held;
+  if (!in_other_hands) {
+    release_index(function, entry.mcst_idx, held);
   }
-  give_up_index(function, entry.mcst_idx, held);
 }
 
-void release_index(const char *function, uint32_t index) {
-  give_up_index(function, index, true);
+// Tried once: nobody will ask for the tree again.
+void release_index(const char *function, uint32_t index, bool held) {
+  const int32_t rc = libsdk_mcst_tree_destroy(0, 0, index);
+  if (in_pool(index)) {
+    pool_index &at = pool_at(index);
+    at = {pool_index::NOBODY, current_request(), at.has_tree && rc != 0, false, at.refused || (rc != 0 && held)};
+  }
+  if (rc != 0 && held) {
+    TRACE_WARNING_IN(function, "%s: tree of mcast_id = %d could not be destroyed, sdkrc %d\n", function, index, rc);
+  }
+  oftab_mcst_idx_dealloc(index);
 }
 
 void restore_tree(const char *function, const oftab_sw_entry_t &entry) {

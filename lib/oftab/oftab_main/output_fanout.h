@@ -22,8 +22,8 @@ int32_t set_up_fanout(oftab_sw_entry_t &entry, const oftab_flow_t &flow, const a
 // destroy is a warning in the name of `function`.
 void release_fanout(const char *function, const oftab_sw_entry_t &entry);
 
-// The same for an index that no entry of the table holds.
-void release_index(const char *function, uint32_t index);
+// The same for an index that nobody holds any more, or (`held`) whose holder gives it up.
+void release_index(const char *function, uint32_t index, bool held);
 
 // Lets the tree of an entry that holds its index, but whose tree was torn down or changed, replicate to the entry's
 // ports. If the SDK refuses, its ports stay due.

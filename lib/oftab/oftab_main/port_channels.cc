@@ -1,14 +1,10 @@
-// Port channels: the flows that output to each, and what happens to them when a member port joins or leaves.
+// Port channels: the flows that output to each.
 //
 // The AVL tree holds one pc_entry per port channel that some flow outputs to, with a bit per flow handle.
 #include "oftab/oftab_main/port_channels.h"
 
 #include <cstdlib>
 
-#include "oftab/oftab_main/interface_lookup.h"
-#include "oftab/oftab_main/multicast_pool.h"
-#include "oftab/port_bitmap.h"
-#include "oftab/table.h"
 #include "oftab/trace.h"
 #include "platform/avl_tree.h"
 
@@ -17,7 +13,7 @@ void *oftab_pc_tree = nullptr;
 namespace oftab {
 namespace {
 
-// Memory kept aside, each block pointing to the next.
+// Memory of records that left the tree, each block pointing to the next.
 struct spare_record {
   spare_record *next;
 };
@@ -25,7 +21,21 @@ struct spare_record {
 static_assert(sizeof(spare_record) <= sizeof(pc_entry));
 
 spare_record *spares = nullptr;
-bool keeps_spares = false;
+
+void *take_memory() {
+  spare_record *taken = spares;
+  if (taken == nullptr) {
+    return malloc(sizeof(pc_entry));
+  }
+  spares = taken->next;
+  return taken;
+}
+
+void put_aside(void *memory) {
+  auto *spare = static_cast<spare_record *>(memory);
+  spare->next = spares;
+  spares = spare;
+}
 
 bool has_flows(const pc_entry &record) {
   for (const uint32_t word : record.flow_mask) {
@@ -34,25 +44,6 @@ bool has_flows(const pc_entry &record) {
     }
   }
   return false;
-}
-
-void *take_memory() {
-  if (spares == nullptr) {
-    return malloc(sizeof(pc_entry));
-  }
-  spare_record *taken = spares;
-  spares = taken->next;
-  return taken;
-}
-
-void put_aside(void *memory) {
-  if (!keeps_spares) {
-    free(memory);
-    return;
-  }
-  auto *spare = static_cast<spare_record *>(memory);
-  spare->next = spares;
-  spares = spare;
 }
 
 pc_entry *make_record(uint32_t pc_ifindex) {
@@ -73,55 +64,32 @@ void drop_record(pc_entry *record, bool in_tree) {
 
 const char update_flowmask[] = "oftab_pc_entry_update_flowmask";
 
-// A flow mask has no bit for the handle: it can be neither recorded nor removed.
-int32_t refuse_handle(uint32_t pc_ifindex, uint32_t flow_handle, bool add) {
-  if (!add) {
-    return OFTAB_OK;
-  }
-  TRACE_WARNING_IN(update_flowmask, "%s: flow %u is not tracked on port channel %x\n", update_flowmask, flow_handle,
-                   pc_ifindex);
-  return OFTAB_ERR_INVALID;
-}
-
 // There was no memory. A removal loses nothing by it.
-int32_t not_recorded(uint32_t pc_ifindex, uint32_t flow_handle, bool add) {
-  if (add) {
+int32_t not_recorded(uint32_t pc_ifindex, uint32_t flow_handle, int add) {
+  if (add != 0) {
     TRACE_ERROR_IN(update_flowmask, "%s: no memory to track flow %u on port channel %x\n", update_flowmask, flow_handle,
                    pc_ifindex);
   }
   return OFTAB_ERR_INVALID;
 }
 
-bool outputs_to(const pc_entry &record, const oftab_sw_entry_t &entry) {
-  if (entry.seq_no >= OFTAB_FLOW_HANDLES) {
-    return false;
+// Sets or clears the flow's bit in a record, which is in the tree (`known`) or has just been made.
+int32_t update_record(pc_entry *record, bool known, uint32_t flow_handle, int add) {
+  uint32_t &word = record->flow_mask[flow_handle / 32];
+  const uint32_t bit = 1U << flow_handle % 32;
+  TRACE_DETAIL_IN(update_flowmask, "flow_mask = %x\n", word);
+  word = add != 0 ? word | bit : word & ~bit;
+  if (!has_flows(*record)) {
+    drop_record(record, known);
+    return OFTAB_OK;
   }
-  const uint32_t word = entry.seq_no / 32;
-  const uint32_t bit = 1U << entry.seq_no % 32;
-  TRACE_DETAIL_IN("oftab_port_channel_intf_update", "index %d pc_entry_flow_handles = %x new_flow_handles = %x\n", word,
-                  record.flow_mask[word], bit);
-  return (record.flow_mask[word] & bit) != 0;
-}
-
-void update_member(oftab_sw_entry_t &entry, uint32_t member_ifindex, bool add) {
-  static const char op[] = "oftab_port_channel_intf_update";
-  if (!holds_fanout(entry)) {
-    return;
+  TRACE_DETAIL_IN(update_flowmask, "index %d flow_mask = %x\n", flow_handle / 32, word);
+  if (avl_insert(oftab_pc_tree, record) == nullptr && !known) {
+    const uint32_t pc_ifindex = record->pc_ifindex;
+    put_aside(record);
+    return not_recorded(pc_ifindex, flow_handle, add);
   }
-  uint8_t sdk_port = 0;
-  if (!find_sdk_port(op, member_ifindex, &sdk_port)) {
-    return;
-  }
-  if (add) {
-    set_port(entry.out_ports, sdk_port);
-  } else {
-    clear_port(entry.out_ports, sdk_port);
-  }
-  TRACE_DETAIL_IN(op, "calling sdk api port %d\n", sdk_port);
-  const int32_t rc = libsdk_mcst_tree_group_add(0, 0, entry.mcst_idx, &entry.out_ports);
-  if (rc != 0) {
-    TRACE_ERROR_IN(op, "%s: Error programming LTL for mcast_id = %d Error= %d \n", op, entry.mcst_idx, rc);
-  }
+  return OFTAB_OK;
 }
 
 }  // namespace
@@ -141,12 +109,7 @@ void record_pc_data(const oftab_sw_entry_t &entry) {
   }
 }
 
-pc_memory_scope::pc_memory_scope() {
-  keeps_spares = true;
-}
-
-pc_memory_scope::~pc_memory_scope() {
-  keeps_spares = false;
+void free_spare_records() {
   while (spares != nullptr) {
     free(take_memory());
   }
@@ -186,32 +149,20 @@ int32_t oftab_pc_entry_update_flowmask(uint32_t pc_ifindex, uint32_t flow_handle
   if (oftab_pc_tree == nullptr) {
     return OFTAB_OK;
   }
-  if (flow_handle >= OFTAB_FLOW_HANDLES) {
-    return refuse_handle(pc_ifindex, flow_handle, add != 0);
+  if (flow_handle >= OFTAB_FLOW_HANDLES) {  // no flow mask has a bit for it
+    if (add != 0) {
+      TRACE_WARNING("%s: flow %u is not tracked on port channel %x\n", __func__, flow_handle, pc_ifindex);
+    }
+    return add != 0 ? OFTAB_ERR_INVALID : OFTAB_OK;
   }
   pc_entry *record = oftab_pc_entry_find(pc_ifindex);
   const bool known = record != nullptr;
   if (!known) {
     TRACE_DETAIL("pc_entry is NULL\n");
     record = make_record(pc_ifindex);
-    if (record == nullptr) {
-      return not_recorded(pc_ifindex, flow_handle, add != 0);
-    }
   }
-  uint32_t &word = record->flow_mask[flow_handle / 32];
-  const uint32_t bit = 1U << flow_handle % 32;
-  TRACE_DETAIL("flow_mask = %x\n", word);
-  word = add != 0 ? word | bit : word & ~bit;
-  if (!has_flows(*record)) {
-    drop_record(record, known);
-    return OFTAB_OK;
-  }
-  TRACE_DETAIL("index %d flow_mask = %x\n", flow_handle / 32, word);
-  if (avl_insert(oftab_pc_tree, record) == nullptr && !known) {
-    put_aside(record);
-    return not_recorded(pc_ifindex, flow_handle, true);
-  }
-  return OFTAB_OK;
+  return record != nullptr ? update_record(record, known, flow_handle, add)
+                           : not_recorded(pc_ifindex, flow_handle, add);
 }
 
 int32_t oftab_entry_clear_pc_data(oftab_sw_entry_t *entry) {
@@ -221,51 +172,4 @@ int32_t oftab_entry_clear_pc_data(oftab_sw_entry_t *entry) {
   }
   entry->num_pc = 0;
   return OFTAB_OK;
-}
-
-uint32_t hdmpd_is_ifdb_openflow_enabled(uint32_t ifindex) {
-  uint8_t record[OPENFLOW_STATE_RECORD_SIZE] = {};
-  memcpy(record, &ifindex, sizeof ifindex);
-  const int32_t rc = im_get_ifindex_openflow_state_list(record, 1);
-  const uint8_t state = record[OPENFLOW_STATE_OFFSET];
-  if (rc == 0 && (state == 1 || state == 2)) {
-    TRACE_DETAIL("Openflow flag IS SET for ifindex=%x\n", ifindex);
-    return 1;
-  }
-  TRACE_DETAIL("Openflow flag IS NOT SET for ifindex=%x\n", ifindex);
-  return 0;
-}
-
-void oftab_port_channel_intf_update(uint32_t member_ifindex, uint32_t pc_ifindex, uint32_t add) {
-  TRACE_DETAIL("intf %x PC %x add %d\n", member_ifindex, pc_ifindex, add);
-  if (hdmpd_is_ifdb_openflow_enabled(pc_ifindex) == 0) {
-    TRACE_DETAIL("OF not enabled on %x\n", pc_ifindex);
-    return;
-  }
-  const pc_entry *record = oftab_pc_entry_find(pc_ifindex);
-  if (record == nullptr) {
-    TRACE_DETAIL("Error: No pc_entry\n");
-    return;
-  }
-  const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table;
-  if (table == nullptr) {
-    return;
-  }
-  TRACE_DETAIL("tcam_entry = %p entries_allocated = %d\n", static_cast<void *>(table->tcam_entry),
-               table->entries_allocated);
-  if (table->tcam_entry == nullptr || table->entries_allocated == 0) {
-    return;
-  }
-  const table_view entries = current_view();
-  TRACE_DETAIL("tcam_st_idx = %d tcam_end_idx = %d\n", table->tcam_st_idx, table->tcam_end_idx);
-  for (oftab_sw_entry_t &entry : entries) {
-    TRACE_DETAIL("undex %d used = %d\n", entries.index_of(entry), is_used(entry));
-    if (!is_used(entry)) {
-      continue;
-    }
-    TRACE_DETAIL("flow_handle = %x ltl_index = %x\n", entry.seq_no, entry.mcst_idx);
-    if (outputs_to(*record, entry)) {
-      update_member(entry, member_ifindex, add != 0);
-    }
-  }
 }

@@ -37,32 +37,20 @@ namespace oftab {
 namespace {
 
 // The table's flows by the counter that their records name, looked up anew each time.
-struct flow_place {
-  oftab_sw_entry_t *entry;
-  uint16_t copy;  // an index where it stands beside its own; its own when there is none
-};
-
-flow_place flows[COUNTER_NAMES];
-
-oftab_sw_entry_t *flow_with_counter(uint16_t stats_id) {
-  oftab_sw_entry_t *entry = flows[counter_name(stats_id)].entry;
-  return entry != nullptr && entry->stats_id == stats_id ? entry : nullptr;
-}
+oftab_sw_entry_t *flows[COUNTER_NAMES];
 
 void find_flows() {
   memset(flows, 0, sizeof flows);
   for (oftab_sw_entry_t &entry : current_view()) {
     if (is_used(entry)) {
-      flows[counter_name(entry.stats_id)] = {&entry, entry.tcam_index};
+      flows[counter_name(entry.stats_id)] = &entry;
     }
   }
-  for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
-    const cache_unified_entry *record = standing_record(index);
-    flow_place *flow = record == nullptr ? nullptr : &flows[counter_named_by(*record)];
-    if (flow != nullptr && flow->entry != nullptr && flow->entry->tcam_index != index) {
-      flow->copy = index;
-    }
-  }
+}
+
+const oftab_sw_entry_t *flow_with_counter(uint16_t stats_id) {
+  const oftab_sw_entry_t *entry = flows[counter_name(stats_id)];
+  return entry != nullptr && entry->stats_id == stats_id ? entry : nullptr;
 }
 
 // The table's entry for an index; null for a hole and outside the range.
@@ -77,42 +65,32 @@ bool holds_last_copy(uint16_t index) {
   if (record == nullptr || !is_unsettled()) {
     return false;
   }
-  const oftab_sw_entry_t *flow = flows[counter_named_by(*record)].entry;
+  const oftab_sw_entry_t *flow = flows[counter_named_by(*record)];
   return flow != nullptr && flow->tcam_index != index && records_naming_counter(counter_named_by(*record)) == 1;
 }
 
-void restore_record(const char *function, const oftab_sw_entry_t &entry) {
-  if (is_write_due(entry) && !holds_last_copy(entry.tcam_index)) {
-    program_record(function, entry);
-  }
-}
-
-uint16_t copy_of(const oftab_sw_entry_t &entry) {
-  return flows[counter_name(entry.stats_id)].copy;
+// Writes an entry again, unless that would overwrite another flow's last copy. Whether it stands now and did not
+// before.
+bool restore_record(const char *function, const oftab_sw_entry_t &entry) {
+  return is_used(entry) && is_write_due(entry) && !holds_last_copy(entry.tcam_index) && program_record(function, entry);
 }
 
 // Entries that had moved to higher indices are written from low to high, those that had moved to lower ones from high
-// to low: each one overwrites the copy of a neighbour that stands at its own index by then. Then those that stand
-// nowhere else: what they overwrite is nobody's last copy any more.
+// to low: each one overwrites the copy of a neighbour that stands at its own index by then. One that is in nobody's way
+// and stands nowhere may have to wait for the second round.
 //
 //   table       10: A  11: B  12: C             10: -  11: A  12: B  13: C
 //   TCAM        10: X  11: A  12: B  13: C      10: A  11: B  12: C  13: C
 //   restored    A at 10, B at 11, C at 12       B at 12, A at 11
 void restore_records(const char *function) {
   const table_view table = current_view();
-  for (const oftab_sw_entry_t &entry : table) {
-    if (is_used(entry) && copy_of(entry) > entry.tcam_index) {
-      restore_record(function, entry);
+  for (bool progress = true; progress;) {
+    progress = false;
+    for (uint16_t k = 0; k < table.count; ++k) {
+      progress = restore_record(function, table.first[k]) || progress;
     }
-  }
-  for (uint16_t k = table.count; k-- > 0;) {
-    if (is_used(table.first[k]) && copy_of(table.first[k]) < table.first[k].tcam_index) {
-      restore_record(function, table.first[k]);
-    }
-  }
-  for (const oftab_sw_entry_t &entry : table) {
-    if (is_used(entry) && copy_of(entry) == entry.tcam_index) {
-      restore_record(function, entry);
+    for (uint16_t k = table.count; k-- > 0;) {
+      progress = restore_record(function, table.first[k]) || progress;
     }
   }
 }
@@ -189,7 +167,7 @@ void release_unless_named(const char *function, uint32_t mcst_idx) {
     holder = pool_index::STRANDED;
   }
   if (!is_named_by_stray(mcst_idx)) {
-    release_index(function, mcst_idx);
+    release_index(function, mcst_idx, true);
   }
 }
 
@@ -256,7 +234,7 @@ void withdraw(const oftab_sw_entry_t &failed) {
 void withdraw_shadow() {
   for (const oftab_sw_entry_t &entry : shadow_view()) {
     const oftab_sw_entry_t *same = flow_with_counter(entry.stats_id);
-    if (same == nullptr || was_modified(*same)) {
+    if (same == nullptr || memcmp(same->pc_ifindex, entry.pc_ifindex, sizeof entry.pc_ifindex) != 0) {
       withdraw(entry);
     }
   }
@@ -264,14 +242,16 @@ void withdraw_shadow() {
 
 // A modified flow of the table has again what it had before: kept action, index (its tree follows) and flow bits.
 void take_back(const oftab_sw_entry_t &entry) {
-  if (had_fanout(entry)) {
+  bool had_fanout = false;
+  if (!take_back_modification(entry, &had_fanout)) {
+    return;
+  }
+  if (had_fanout) {
     give_index_back(entry);
-    pool_at(entry.mcst_idx).ports_due = true;
   } else if (holds_fanout(entry)) {
     pool_at(entry.mcst_idx).holder = pool_index::STRANDED;
   }
   record_pc_data(entry);
-  take_back_modification(entry);
 }
 
 }  // namespace
@@ -299,7 +279,7 @@ void abandon_request(const char *function) {
   find_flows();
   withdraw_shadow();
   for (const oftab_sw_entry_t &entry : current_view()) {
-    if (is_used(entry) && was_modified(entry)) {
+    if (is_used(entry)) {
       take_back(entry);
     }
   }

@@ -49,11 +49,13 @@ void note(uint16_t tcam_index, const cache_unified_entry &record, content valid,
 
 int32_t tcam_write(const oftab_sw_entry_t &entry) {
   const cache_unified_entry due = due_record(entry);
+  const bool of_flow = entry.tcam_index < OFTAB_FLOW_CAPACITY;
   const int32_t rc = qtr_custom_cache_unified_entry_set(0, entry.tcam_index, due.key, due.mask, due.result);
+  // What a foreign record named may be nobody's now.
+  unsettled = unsettled || (of_flow && (rc != 0 || is_foreign(entry.tcam_index)));
   if (rc == 0 && entry.tcam_index < TCAM_INDICES) {
     note(entry.tcam_index, due, OWN, NOTHING);
   }
-  unsettled = unsettled || (rc != 0 && entry.tcam_index < OFTAB_FLOW_CAPACITY);
   return rc;
 }
 

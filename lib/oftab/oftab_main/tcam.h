@@ -47,8 +47,8 @@ unsigned records_naming_index(uint32_t mcst_idx);
 int count_own_records();
 bool any_foreign();
 
-// Whether TCAM and table may disagree: a write at the index of a flow was refused, or reconciling them left something
-// to be done.
+// Whether TCAM and table may disagree: a write at the index of a flow was refused or overwrote a foreign record, or
+// reconciling them left something to be done.
 bool is_unsettled();
 void set_unsettled(bool now);
 
