@@ -1,0 +1,292 @@
+// OpenFlow sessions, byte by byte: what a peer sends, and what it gets for it.
+#include <algorithm>
+
+#include "agent/agent.h"
+#include "agent/openflow/session.h"
+#include "agent/text.h"
+#include "tests/support/rig.h"
+
+namespace agent::openflow {
+namespace {
+
+// Octets written in hexadecimal; spaces do not count. "xN" behind a pair repeats it.
+Bytes octets(const std::string &text) {
+  Bytes bytes;
+  for (size_t at = 0; at < text.size();) {
+    if (text[at] == ' ') {
+      ++at;
+    } else if (text[at] == 'x') {
+      size_t length = 0;
+      bytes.insert(bytes.end(), std::stoul(text.substr(at + 1), &length) - 1, bytes.back());
+      at += 1 + length;
+    } else {
+      bytes.push_back(static_cast<uint8_t>(std::stoul(text.substr(at, 2), nullptr, 16)));
+      at += 2;
+    }
+  }
+  return bytes;
+}
+
+std::string hex_text(const Bytes &bytes) {
+  std::string text;
+  for (const uint8_t byte : bytes) {
+    text += hex(byte, 2).substr(2);
+  }
+  return text;
+}
+
+const std::string kHello = "01000008 00000000";
+
+// Parts of flow-mods: a match of nothing, of TCP to 10.0.0.0/8, and what follows a match up to the actions.
+const std::string kAny = "003fffff 00x36 ";
+const std::string kTcp = "003620cf 00x18 0800 00 06 0000 00000000 0a000000 00000000 ";
+const std::string kAdd = "00000000000000c0 0000 0000 0000 8000 ffffffff ffff 0000 ";
+
+struct Exchange {
+  const char *name;
+  std::string sent;      // behind hello
+  std::string answered;  // behind hello
+  bool ends = false;
+};
+
+template <typename Row>
+requires requires(const Row &row) {
+  row.name;
+}
+void PrintTo(const Row &row, std::ostream *out) {
+  *out << row.name;
+}
+
+class OpenFlowSession : public test::SwitchTest {
+ protected:
+  // What a session answers to bytes that arrive in pieces of a size.
+  std::string answer_to(const Bytes &bytes, size_t piece) {
+    for (size_t at = 0; at < bytes.size(); at += piece) {
+      session_.receive(ByteView(bytes).subspan(at, std::min(piece, bytes.size() - at)));
+    }
+    return taken();
+  }
+  std::string taken() {
+    Bytes all;
+    for (Bytes part = session_.take_output(); !part.empty(); part = session_.take_output()) {
+      append(all, ByteView(part));
+      session_.output_left();
+    }
+    return hex_text(all);
+  }
+
+  // Passes on what happens in the switch, as connections do.
+  class Ears : public Listener {
+   public:
+    explicit Ears(Session &session) : session_(session) {}
+    void flow_removed(const RemovedFlow &flow) override { session_.tell(flow); }
+    void packet_in(const PacketIn &packet) override { session_.tell(packet); }
+    void port_changed(const PortChange &change) override { session_.tell(change); }
+
+   private:
+    Session &session_;
+  };
+
+  Agent agent_{sw};
+  const Identity identity_{.datapath_id = 0xda7a, .software = "1.2"};
+  Session session_{agent_, identity_, [](std::string_view) {}};
+  Ears ears_{session_};
+};
+
+class OpenFlowExchange : public OpenFlowSession, public testing::WithParamInterface<Exchange> {
+ protected:
+  void exchange(size_t piece) {
+    agent_.subscribe(ears_);
+    agent_.set_miss(HardwareActions::Kind::Controller);
+    session_.begin();
+    EXPECT_EQ(answer_to(octets(kHello + GetParam().sent), piece),
+              hex_text(octets("01000008 00000001" + GetParam().answered)));
+    EXPECT_EQ(session_.ended(), GetParam().ends);
+  }
+};
+
+TEST_P(OpenFlowExchange, OfMessagesAtOnce) {
+  exchange(65536);
+}
+
+TEST_P(OpenFlowExchange, OfSingleOctets) {
+  exchange(1);
+}
+
+const Exchange kExchanges[] = {
+    {"Echo", "0102000c 0000002a 61626364", "0103000c 0000002a 61626364"},
+    {"HelloAgain", "01000008 00000005 0102000800000006", "01030008 00000006"},
+    {"OtherVersion", "04020008 00000007", "01010014 00000007 0001 0000 0402000800000007"},
+    {"UnknownType", "01160008 00000007", "01010014 00000007 0001 0001 0116000800000007"},
+    {"AnswerOfASwitch", "01060008 00000007", "01010014 00000007 0001 0001 0106000800000007"},
+    {"LengthBelowHeader", "01020007 00000007 0102000800000008", "01010014 00000007 0001 0006 0102000700000007", true},
+    {"BarrierWithBody", "01120009 00000007 00", "01010015 00000007 0001 0006 0112000900000007 00"},
+    {"Vendor", "0104000c 00000007 00002320", "01010018 00000007 0001 0003 0104000c00000007 00002320"},
+    {"Config", "0109000c 00000001 0000 0000 01070008 00000002", "0108000c 00000002 0000 0000"},
+    {"DefaultConfig", "01070008 00000002", "0108000c 00000002 0000 0080"},
+    {"Barrier", "01120008 00000009", "01130008 00000009"},
+    {"VendorStatistics", "01100010 00000007 ffff 0000 00002320",
+     "0101001c 00000007 0001 0003 0110001000000007ffff000000002320"},
+    {"UnknownStatistics", "0110000c 00000007 0006 0000", "01010018 00000007 0001 0002 0110000c0000000700060000"},
+    {"StatisticsOfWrongLength", "0110000d 00000007 0003 0000 00",
+     "01010019 00000007 0001 0006 0110000d0000000700030000 00"},
+    {"PortStatisticsOfNoPort", "01100014 00000007 0004 0000 0031 000000000000", "0111000c 00000007 0004 0000"},
+    {"PortStatistics", "01100014 00000007 0004 0000 0030 000000000000",
+     "01110074 00000007 0004 0000 0030 000000000000 00x48 ffx48"},
+    {"QueueStatisticsOfAll", "01100014 00000007 0005 0000 fffc 0000 ffffffff", "0111000c 00000007 0005 0000"},
+    {"QueueStatisticsOfNoQueue", "01100014 00000007 0005 0000 0001 0000 00000003",
+     "01010020 00000007 0005 0001 0110001400000007000500000001000000000003"},
+    {"QueueConfig", "0114000c 00000007 0001 0000", "01150010 00000007 0001 000000000000"},
+    {"QueueConfigOfNoPort", "0114000c 00000007 0031 0000", "01010018 00000007 0005 0000 0114000c0000000700310000"},
+    {"TableStatistics", "0110000c 00000007 0003 0000",
+     "0111004c 00000007 0003 0000 00 000000 7463616d 00x28 003fffff 00000fff 00000000 0000000000000000"
+     "0000000000000000"},
+
+    {"FlowReadBack",
+     "010e0058 00000001" + kTcp + kAdd + "0000 0008 0002 ffff 0000 0008 03e9 ffff" +
+         "01100038 00000002 0001 0000 003fffff 00x36 ff 00 ffff",
+     // There is no port channel 1.
+     "0101004c 00000001 0002 0004 010e005800000001" + kTcp + "00000000000000c0 0000 0000 0000 8000" +
+         "0111000c 00000002 0001 0000"},
+    {"FlowReadBackWhole",
+     "010e0058 00000001" + kTcp + "00000000000000c0 0000 000a 0014 8001 ffffffff ffff 0000" +
+         "0000 0008 0002 ffff 0000 0008 fffd 0040 01100038 00000002 0001 0000 003fffff 00x36 00 00 0002",
+     "01110074 00000002 0001 0000 0068 00 00" + kTcp +
+         "00000000 00000000 8001 000a 0014 000000000000 00000000000000c0 0000000000000000 0000000000000000"
+         "0000 0008 0002 ffff 0000 0008 fffd 0040"},
+    {"FlowsOfAnotherTable",
+     "010e0048 00000001" + kAny + kAdd + "01100038 00000002 0002 0000 003fffff 00x36 01 00 ffff" +
+         "01100038 00000003 0002 0000 003fffff 00x36 00 00 ffff",
+     "01110024 00000002 0002 0000 00x16 00000000 00000000 01110024 00000003 0002 0000 00x16 00000001 00000000"},
+    {"RemovedFlow",
+     "010e0048 00000001" + kTcp + "00000000000000c0 0000 0005 0000 8000 ffffffff ffff 0001" + "010e0048 00000002" +
+         kAny + "0000000000000000 0003 0000 0000 0000 ffffffff ffff 0000",
+     "010b0058 00000002" + kTcp + "00000000000000c0 8000 02 00 00000000 00000000 0005 0000" +
+         "0000000000000000 0000000000000000"},
+    {"ErrorsInOrderBeforeTheBarrier",
+     "010e0050 00000001" + kAny + kAdd + "000c 0008 00000000" + "010e0048 00000002" + kAny + kAdd +
+         "010e0048 00000003" + kAny + "00000000000000c0 0005 0000 0000 8000 ffffffff ffff 0000" + "01120008 00000004",
+     "0101004c 00000001 0002 0000 010e005000000001" + kAny + "00000000000000c0 0000 0000 0000 8000" +
+         "0101004c 00000003 0003 0004 010e004800000003" + kAny + "00000000000000c0 0005 0000 0000 8000" +
+         "01130008 00000004"},
+    {"PortModOfNoPort", "010f0020 00000007 0031 020000000031 00000000 00000000 00000000 00000000",
+     "0101002c 00000007 0004 0000 010f002000000007 0031 020000000031 00000000 00000000 00000000 00000000"},
+    {"PortModOfAnotherAddress", "010f0020 00000007 0001 020000000002 00000000 00000000 00000000 00000000",
+     "0101002c 00000007 0004 0001 010f002000000007 0001 020000000002 00000000 00000000 00000000 00000000"},
+    {"PortMod", "010f0020 00000007 0002 020000000002 0000003f 00000030 00000000 00000000",
+     "010c0040 00000002 02 00000000000000 0002 020000000002 457468312f32 00x10 00000030 00000000 00000140 00000000"
+     "00000140 00000000"},
+    {"PacketOutWithActionsBehindIt", "010d0010 00000007 ffffffff ffff 0008",
+     "0101001c 00000007 0001 0006 010d001000000007 ffffffff ffff 0008"},
+    {"PacketOutOfNoBuffer", "010d0010 00000007 00000001 ffff 0000",
+     "0101001c 00000007 0001 0008 010d001000000007 00000001 ffff 0000"},
+    {"PacketOutFromPort0", "010d0010 00000007 ffffffff 0000 0000",
+     "0101001c 00000007 0001 0005 010d001000000007 ffffffff 0000 0000"},
+    {"MissedPacket", "010d0026 00000007 ffffffff 0003 0008 0000 0008 fff9 0000 ffx6 0000000000aa 88cc",
+     "010a0020 00000002 00000100 000e 0003 00 00 ffx6 0000000000aa 88cc"},
+    {"MissedPacketCutToNothing",
+     "0109000c 00000001 0000 0000 010d0026 00000007 ffffffff 0003 0008 0000 0008 fff9 0000 ffx6 0000000000aa 88cc",
+     "010a0012 00000002 00000100 000e 0003 00 00"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, OpenFlowExchange, testing::ValuesIn(kExchanges), test::case_name);
+
+// What is wrong with a flow-mod's single action, or its flags and match.
+struct Refused {
+  const char *name;
+  std::string flow;  // from the match on
+  std::string type_and_code;
+};
+
+class OpenFlowRefusal : public OpenFlowSession, public testing::WithParamInterface<Refused> {};
+
+TEST_P(OpenFlowRefusal, QuotesTheRequestAndChangesNothing) {
+  const Bytes flow = octets(GetParam().flow);
+  const std::string request = "010e00" + hex(flow.size() + 8, 2).substr(2) + "00000007" + hex_text(flow);
+  session_.begin();
+  EXPECT_EQ(
+      answer_to(octets(kHello + request), 65536),
+      hex_text(octets("01000008 00000001 0101004c 00000007" + GetParam().type_and_code)) + request.substr(0, 128));
+  EXPECT_EQ(agent_.flows().size(), 0);
+}
+
+const Refused kRefusals[] = {
+    {"UnknownAction", kAny + kAdd + "000c 0008 00000000", "0002 0000"},
+    {"ActionOfAVendor", kAny + kAdd + "ffff 0008 00002320", "0002 0002"},
+    {"ActionWithoutLength", kAny + kAdd + "0000 0000 00010000", "0002 0001"},
+    {"ActionOfOddLength", kAny + kAdd + "0000 000c 00010000 00000000", "0002 0001"},
+    {"ActionOfAnotherLength", kAny + kAdd + "0000 0010 00010000 00x8", "0002 0001"},
+    {"ActionCutShort", kAny + kAdd + "0000 0008", "0002 0001"},
+    {"ActionBehindTheMessage", kAny + kAdd + "0004 0010 00000000", "0002 0001"},
+    {"OutputToPort0", kAny + kAdd + "0000 0008 00000000", "0002 0004"},
+    {"OutputToNone", kAny + kAdd + "0000 0008 ffff0000", "0002 0004"},
+    {"OutputToPort49", kAny + kAdd + "0000 0008 00310000", "0002 0004"},
+    {"OutputToTable", kAny + kAdd + "0000 0008 fff90000", "0002 0004"},
+    {"SetVlan4096", kAny + kAdd + "0001 0008 10000000", "0002 0005"},
+    {"SetPriority8", kAny + kAdd + "0002 0008 08000000", "0002 0005"},
+    {"Rewriting", kTcp + kAdd + "0006 0008 0a000001", "0002 0000"},
+    {"Queue", kAny + kAdd + "000b 0010 0001 000000000000 00000005", "0002 0008"},
+    {"UnknownCommand", kAny + "0000000000000000 0005 0000 0000 8000 ffffffff ffff 0000", "0003 0004"},
+    {"Emergency", kAny + "0000000000000000 0000 0000 0000 8000 ffffffff ffff 0004", "0003 0005"},
+    {"VlanPriority", "002fffff 00x36 " + kAdd, "0003 0005"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, OpenFlowRefusal, testing::ValuesIn(kRefusals), test::case_name);
+
+struct Greeting {
+  const char *name;
+  std::string sent;
+  std::string answered;
+  bool established;
+  bool ends;
+};
+
+class OpenFlowGreeting : public OpenFlowSession, public testing::WithParamInterface<Greeting> {};
+
+TEST_P(OpenFlowGreeting, AgreesOrEnds) {
+  EXPECT_EQ(answer_to(octets(GetParam().sent), 1), hex_text(octets(GetParam().answered)));
+  EXPECT_EQ(session_.established(), GetParam().established);
+  EXPECT_EQ(session_.ended(), GetParam().ends);
+}
+
+const Greeting kGreetings[] = {
+    {"HigherVersionWithBody", "06000010 00000003 00010008 00000072", "", true, false},
+    {"LowerVersion", "00000008 00000003",
+     "0101003a 00000003 0000 0000 7468697320737769746368 20 737065616b73 20 4f70656e466c6f77 20 312e30 20"
+     "2876657273696f6e 20 3078303129",
+     false, true},
+    {"EchoBeforeHello", "01020008 00000003", "01030008 00000003", false, false},
+    {"FeaturesBeforeHello", "01050008 00000003", "", false, true},
+    {"PeerRefuses", "0101000c 00000001 0000 0000", "", false, true},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, OpenFlowGreeting, testing::ValuesIn(kGreetings), test::case_name);
+
+// A peer that does not read: its requests wait, packet-ins are dropped and counted, what waits stays bounded; once it
+// reads, nothing that was asked for is missing.
+TEST_F(OpenFlowSession, HoldsBackWhileThePeerDoesNotRead) {
+  agent_.subscribe(ears_);
+  constexpr size_t kRequests = 3000;
+  Bytes requests = octets(kHello);
+  for (size_t i = 0; i < kRequests; ++i) {
+    append(requests, ByteView(octets("0110000c 00000007 0000 0000")));  // each answer has 1068 octets
+  }
+  session_.receive(requests);
+  EXPECT_TRUE(session_.holds_back());
+  EXPECT_FALSE(session_.overrun());
+
+  const Bytes frame(1500);
+  agent_.packets().send({.in_port = kPortNone, .actions = {output_to(kPortController)}, .packet = frame});
+  EXPECT_EQ(session_.dropped_packet_ins(), 1);
+
+  size_t answers = 0;
+  for (Bytes part = session_.take_output(); !part.empty(); part = session_.take_output()) {
+    EXPECT_LE(part.size(), (size_t{1} << 20) + 1068);
+    answers += part.size() / 1068;
+    session_.output_left();
+  }
+  EXPECT_EQ(answers, kRequests);
+}
+
+}  // namespace
+}  // namespace agent::openflow
