@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "app/serve/serve.h"
 #include "app/terminal/shell.h"
 #include "app/terminal/terminal.h"
 #include "host/switch.h"
@@ -20,6 +21,8 @@ struct Options {
   std::string script;                   // "-" is standard input
   std::optional<std::string> commands;  // semicolons between them
   bool no_boot = false;
+  bool serves = false;
+  app::ServeOptions serve;
 };
 
 bool run_file(app::Shell &shell, const std::string &path) {
@@ -49,6 +52,18 @@ bool run(app::Session &session, const Options &options) {
   return run_file(shell, options.script);
 }
 
+bool serve(app::Session &session, const Options &options) {
+  agent::Agent agent(session.device);
+  app::Service service(session, agent, options.serve.identity);
+  app::set_miss(agent, options.serve.miss);
+  app::Shell shell(session, false);
+  if (!options.serve.script.empty() && !run_file(shell, options.serve.script)) {
+    return false;
+  }
+  app::serve(service, options.serve);
+  return true;
+}
+
 int start(const Options &options) {
   host::Switch device;
   if (!options.no_boot) {
@@ -56,7 +71,7 @@ int start(const Options &options) {
   }
   app::Session session{device, &std::cout, app::Style(app::takes_colour(STDOUT_FILENO)), {}};
   device.system_log().echo_to([&session](std::string_view text) { *session.out << "syslog: " << text; });
-  const bool good = run(session, options);
+  const bool good = options.serves ? serve(session, options) : run(session, options);
   device.system_log().echo_to({});
   return good ? 0 : 1;
 }
@@ -74,7 +89,10 @@ int main(int count, char **words) try {
   parser.set_version_flag("--version", "oftab-switch " OFTAB_VERSION);
   CLI::App *script = parser.add_subcommand("run", "run the commands of a script; stop at the first that fails");
   script->add_option("SCRIPT", options.script, "the script, '-' for standard input")->required();
+  options.serve.identity.software = "oftab-switch " OFTAB_VERSION;
+  const CLI::App *serve_command = app::add_serve(parser, options.serve);
   CLI11_PARSE(parser, count, words);
+  options.serves = serve_command->parsed();
   return start(options);
 } catch (const std::exception &error) {
   std::fprintf(stderr, "oftab-switch: %s\n", error.what());

@@ -1,0 +1,123 @@
+#include "agent/openflow/connection.h"
+
+#include <chrono>
+#include <utility>
+
+namespace agent::openflow {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr size_t kReadSize = 256 * 1024;
+constexpr auto kSilence = 5s;  // after which a peer is asked for an echo, and after as much again given up
+
+}  // namespace
+
+Connection::Connection(asio::io_context &context, std::unique_ptr<Stream> stream, const Endpoint &peer, Agent &agent,
+                       const Identity &identity, Log log, std::function<void()> ended)
+    : stream_(std::move(stream)),
+      peer_(peer),
+      timer_(context),
+      log_(std::move(log)),
+      ended_(std::move(ended)),
+      session_(agent, identity, log_),
+      space_(kReadSize) {}
+
+void Connection::start() {
+  watch();
+  stream_->handshake([self = shared_from_this()](std::error_code problem, size_t) { self->began(problem); });
+}
+
+void Connection::began(std::error_code problem) {
+  if (problem) {
+    close(problem.message());
+    return;
+  }
+  session_.begin();
+  flush();
+  read();
+}
+
+void Connection::read() {
+  if (reading_ || closed_ || session_.ended() || session_.holds_back()) {
+    return;
+  }
+  reading_ = true;
+  stream_->read(asio::buffer(space_),
+                [self = shared_from_this()](std::error_code problem, size_t count) { self->received(problem, count); });
+}
+
+void Connection::received(std::error_code problem, size_t count) {
+  reading_ = false;
+  if (problem) {
+    close(problem == asio::error::eof ? "closed by the peer" : problem.message());
+    return;
+  }
+  heard_ = true;
+  session_.receive({space_.data(), count});
+  flush();
+  read();
+}
+
+void Connection::flush() {
+  if (session_.overrun()) {
+    close("too much waits for a peer that does not read");
+  }
+  if (closed_ || !sending_.empty()) {
+    return;
+  }
+  sending_ = session_.take_output();
+  if (!sending_.empty()) {
+    stream_->write(asio::buffer(sending_),
+                   [self = shared_from_this()](std::error_code problem, size_t) { self->written(problem); });
+  } else if (session_.ended()) {
+    close(session_.end_reason());
+  }
+}
+
+void Connection::written(std::error_code problem) {
+  sending_.clear();
+  if (problem) {
+    close(problem.message());
+    return;
+  }
+  heard_ = true;
+  session_.output_left();
+  flush();
+  read();
+}
+
+void Connection::watch() {
+  timer_.expires_after(kSilence);
+  timer_.async_wait([self = shared_from_this()](std::error_code problem) {
+    if (!problem && !self->closed_) {
+      self->check_life();
+    }
+  });
+}
+
+void Connection::check_life() {
+  if (!heard_ && (probed_ || !session_.established())) {
+    close("silent for too long");
+    return;
+  }
+  probed_ = !heard_;
+  heard_ = false;
+  if (probed_) {
+    session_.probe();
+    flush();
+  }
+  watch();
+}
+
+void Connection::close(std::string_view reason) {
+  if (std::exchange(closed_, true)) {
+    return;
+  }
+  log_(reason);
+  timer_.cancel();
+  stream_->close();
+  asio::post(timer_.get_executor(), [self = shared_from_this()] { self->ended_(); });
+}
+
+}  // namespace agent::openflow

@@ -1,0 +1,31 @@
+// Operators' commands over a Unix socket, which only the user that runs the switch can open.
+#ifndef APP_SERVE_CONSOLE_SOCKET_H
+#define APP_SERVE_CONSOLE_SOCKET_H
+
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <string>
+
+#include "app/commands/command.h"
+
+namespace app {
+
+class ConsoleSocket {
+ public:
+  // A std::runtime_error when a switch takes commands at `path` already, or where there can be no socket.
+  ConsoleSocket(asio::io_context &context, std::string path, Session &session);
+  ~ConsoleSocket();
+  ConsoleSocket(const ConsoleSocket &) = delete;
+  ConsoleSocket &operator=(const ConsoleSocket &) = delete;
+
+ private:
+  void accept();
+
+  std::string path_;
+  Session &session_;
+  asio::local::stream_protocol::acceptor acceptor_;
+};
+
+}  // namespace app
+
+#endif

@@ -1,0 +1,40 @@
+// `oftab-switch serve`: a switch that OpenFlow controllers, clients and operators drive.
+#ifndef APP_SERVE_SERVE_H
+#define APP_SERVE_SERVE_H
+
+#include <string>
+#include <vector>
+
+#include "agent/agent.h"
+#include "agent/openflow/identity.h"
+#include "agent/openflow/stream.h"
+#include "app/serve/service.h"
+
+namespace CLI {
+class App;
+}
+
+namespace app {
+
+struct ServeOptions {
+  std::string script;
+  std::vector<std::string> listen;
+  std::vector<std::string> controllers;
+  agent::openflow::Identity identity;
+  std::string miss = "controller";
+  std::string socket;
+  agent::openflow::TlsFiles tls;
+};
+
+// The subcommand, whose words end up in `options`.
+CLI::App *add_serve(CLI::App &parser, ServeOptions &options);
+
+// What becomes of packets that no flow matches. A std::runtime_error when the hardware does not take it.
+void set_miss(agent::Agent &agent, const std::string &miss);
+
+// Listens, seeks controllers and opens the console as the options say, then serves until a signal ends it.
+void serve(Service &service, const ServeOptions &options);
+
+}  // namespace app
+
+#endif

@@ -1,0 +1,49 @@
+// The switch as a service: its OpenFlow connections and its operators' console, on one event loop in one thread.
+#ifndef APP_SERVE_SERVICE_H
+#define APP_SERVE_SERVICE_H
+
+#include <asio/io_context.hpp>
+#include <memory>
+#include <string>
+
+#include "agent/agent.h"
+#include "agent/openflow/server.h"
+#include "app/commands/command.h"
+#include "app/serve/console_socket.h"
+#include "app/serve/wall_clock.h"
+
+namespace app {
+
+class Service {
+ public:
+  Service(Session &session, agent::Agent &agent, const agent::openflow::Identity &identity);
+
+  agent::openflow::Server &server() { return server_; }
+
+  // Takes operators' commands at a Unix socket, which must not be in use.
+  void open_console(const std::string &path);
+
+  // Listens, or seeks a controller; the switch's time is the wall's from now on.
+  agent::openflow::Endpoint add(const agent::openflow::Endpoint &endpoint);
+
+  // Serves until SIGTERM or SIGINT.
+  void run();
+
+  // Serves until there is something to be read, or a signal came.
+  void wait_for_input(int descriptor);
+
+ private:
+  Session &session_;
+  agent::Agent &agent_;
+  asio::io_context context_;
+  agent::openflow::Server server_;
+  WallClock clock_;
+  std::unique_ptr<ConsoleSocket> console_;
+};
+
+// A line of the service's log, on standard error.
+void log_line(std::string_view text);
+
+}  // namespace app
+
+#endif
