@@ -112,7 +112,7 @@ std::optional<AgentError> refused_change(host::Switch &device, const Flow &flow)
 }
 
 AgentError failed(int32_t status) {
-  return {kind_of(status), status_text(status)};
+  return {kind_of(status), status_text(Operation::FlowMod, status)};
 }
 
 }  // namespace agent

@@ -10,31 +10,44 @@ namespace {
 
 constexpr std::string_view kSpaces = " \t\r\n";
 
-Word quoted_word(std::string_view line, size_t quote) {
-  const size_t end = line.find('"', quote + 1);
-  if (end == std::string_view::npos) {
-    throw TextError(quote + 1, "the closing quote is missing");
+// Where the word that begins at `start` ends: at a space outside quotes.
+size_t end_of_word(std::string_view line, size_t start) {
+  size_t at = start;
+  while (at < line.size() && kSpaces.find(line[at]) == std::string_view::npos) {
+    at = line[at] == '"' ? end_of_quote(line, at) : at + 1;
   }
-  return {line.substr(quote + 1, end - quote - 1), quote + 2};
+  return at;
 }
 
-Word plain_word(std::string_view line, size_t start) {
-  const size_t end = std::min(line.find_first_of(kSpaces, start), line.size());
-  return {line.substr(start, end - start), start + 1};
+bool is_control(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return (byte < 0x20 && c != '\t') || byte == 0x7F;
 }
 
 }  // namespace
+
+size_t end_of_quote(std::string_view line, size_t quote) {
+  const size_t closing = line.find('"', quote + 1);
+  if (closing == std::string_view::npos) {
+    throw TextError(quote + 1, "the closing quote is missing");
+  }
+  return closing + 1;
+}
 
 std::vector<Word> split_words(std::string_view line, size_t start) {
   std::vector<Word> words;
   size_t at = line.find_first_not_of(kSpaces, start);
   while (at != std::string_view::npos && line[at] != '#') {
-    const bool quoted = line[at] == '"';
-    words.push_back(quoted ? quoted_word(line, at) : plain_word(line, at));
-    const size_t end = words.back().column - 1 + words.back().text.size() + (quoted ? 1 : 0);
+    const size_t end = end_of_word(line, at);
+    words.push_back(unquoted({line.substr(at, end - at), at + 1}));
     at = line.find_first_not_of(kSpaces, end);
   }
   return words;
+}
+
+Word unquoted(const Word &word) {
+  const bool whole = word.text.size() > 1 && word.text.front() == '"' && word.text.find('"', 1) == word.text.size() - 1;
+  return whole ? Word{word.text.substr(1, word.text.size() - 2), word.column + 1} : word;
 }
 
 SplitWord split_at(const Word &word, char separator) {
@@ -46,7 +59,19 @@ SplitWord split_at(const Word &word, char separator) {
 }
 
 std::string_view without_comment(std::string_view line) {
-  return line.substr(0, line.find('#'));
+  size_t at = 0;
+  while (at < line.size() && line[at] != '#') {
+    at = line[at] == '"' ? end_of_quote(line, at) : at + 1;
+  }
+  return line.substr(0, at);
+}
+
+std::string escaped(std::string_view text) {
+  std::string plain;
+  for (const char c : text) {
+    plain += is_control(c) ? concat("\\x", hex(static_cast<unsigned char>(c), 2).substr(2)) : std::string(1, c);
+  }
+  return plain;
 }
 
 bool same_ignoring_case(std::string_view left, std::string_view right) {

@@ -29,9 +29,16 @@ class TextError : public std::runtime_error {
   size_t column_;
 };
 
-// The words of `line` from byte `start` on, up to a comment: '#' at the beginning of a word. A word in double quotes
-// can hold spaces.
+// The words of `line` from byte `start` on, up to a comment: '#' at the beginning of a word. What stands in double
+// quotes belongs to its word, spaces and all; a word that is quoted as a whole loses its quotes. A quote that is not
+// closed is a TextError.
 std::vector<Word> split_words(std::string_view line, size_t start = 0);
+
+// A word without the quotes around it, if it has them.
+Word unquoted(const Word &word);
+
+// The byte behind the quote that closes the one at byte `quote`; a TextError when there is none.
+size_t end_of_quote(std::string_view line, size_t quote);
 
 // The parts of a word before and behind the first `separator`; nothing behind if there is none.
 struct SplitWord {
@@ -40,8 +47,11 @@ struct SplitWord {
 };
 SplitWord split_at(const Word &word, char separator);
 
-// `line` without its comment: '#' and what follows, wherever it stands.
+// `line` without its comment: '#' and what follows, wherever it stands outside quotes. A TextError for an open quote.
 std::string_view without_comment(std::string_view line);
+
+// Text from a file for people: control characters (but tabs) as "\x1b".
+std::string escaped(std::string_view text);
 
 bool same_ignoring_case(std::string_view left, std::string_view right);
 

@@ -1,63 +1,93 @@
 // oftab-switch: a switch on which liboftab runs, driven by commands.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
+#include <clocale>
+#include <csignal>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
-#include <iostream>
+#include <cstdlib>
 #include <optional>
 #include <string>
 
 #include "app/serve/serve.h"
+#include "app/terminal/output.h"
 #include "app/terminal/shell.h"
+#include "app/terminal/signals.h"
 #include "app/terminal/terminal.h"
 #include "host/switch.h"
 
 namespace {
 
+constexpr int kSignalled = 128;  // what shells add to the number of a signal that ended a program
+
 struct Options {
   std::string script;                   // "-" is standard input
   std::optional<std::string> commands;  // semicolons between them
+  bool then_prompt = false;
+  bool keep_going = false;
   bool no_boot = false;
   bool serves = false;
   app::ServeOptions serve;
 };
 
-bool run_file(app::Shell &shell, const std::string &path) {
-  std::ifstream script(path);
-  if (!script) {
-    std::cerr << path << ": " << std::strerror(errno) << '\n';
-    return false;
+// A standard descriptor that was closed stays unusable, instead of becoming some file that is opened later.
+void occupy_standard_descriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) == -1) {
+      open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
   }
-  return shell.run_script(script, path);
+}
+
+// Names of any language at the prompt, whatever the environment says.
+void use_utf8() {
+  std::setlocale(LC_CTYPE, "");
+  if (MB_CUR_MAX == 1) {
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+  }
+}
+
+bool run_prompt(app::Shell &shell, app::Session &session) {
+  if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0) {
+    return shell.run_script("-");
+  }
+  *session.out << "A switch with 48 ports is running. 'help' lists the commands." << std::endl;
+  shell.set_paging(true);
+  shell.set_keep_going(false);
+  run_terminal(shell, session);
+  return true;
 }
 
 bool run(app::Session &session, const Options &options) {
-  const bool at_terminal = isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
-  const bool interactive = options.script.empty() && !options.commands && at_terminal;
-  app::Shell shell(session, interactive);
-  if (options.commands) {
-    return shell.run_commands(*options.commands);
+  app::Shell shell(session);
+  shell.set_keep_going(options.keep_going);
+  if (!options.commands && options.script.empty()) {
+    return run_prompt(shell, session);
   }
-  if (interactive) {
-    std::cout << "A switch with 48 ports is running. 'help' lists the commands.\n";
-    run_terminal(shell, session);
-    return true;
+  const bool good = options.commands ? shell.run_text(*options.commands, "-c") : shell.run_script(options.script);
+  if (options.then_prompt && !session.finished && app::termination() == 0) {
+    return run_prompt(shell, session);
   }
-  if (options.script.empty() || options.script == "-") {
-    return shell.run_script(std::cin, "standard input");
+  return good;
+}
+
+int exit_status(bool good) {
+  if (app::termination() != 0) {
+    return kSignalled + app::termination();
   }
-  return run_file(shell, options.script);
+  if (!good && app::interrupted()) {
+    return kSignalled + SIGINT;
+  }
+  return good ? 0 : 1;
 }
 
 bool serve(app::Session &session, const Options &options) {
   agent::Agent agent(session.device);
   app::Service service(session, agent, options.serve.identity);
   app::set_miss(agent, options.serve.miss);
-  app::Shell shell(session, false);
-  if (!options.serve.script.empty() && !run_file(shell, options.serve.script)) {
+  app::Shell shell(session);
+  if (!options.serve.script.empty() && !shell.run_script(options.serve.script)) {
     return false;
   }
   app::serve(service, options.serve);
@@ -66,14 +96,16 @@ bool serve(app::Session &session, const Options &options) {
 
 int start(const Options &options) {
   host::Switch device;
+  device.clock().show_time_of_day(true);
   if (!options.no_boot) {
     device.boot();
   }
-  app::Session session{device, &std::cout, app::Style(app::takes_colour(STDOUT_FILENO)), {}};
+  app::Output output(STDOUT_FILENO);
+  app::Session session{device, &output, app::Style(app::takes_colour(STDOUT_FILENO)), {}};
   device.system_log().echo_to([&session](std::string_view text) { *session.out << "syslog: " << text; });
   const bool good = options.serves ? serve(session, options) : run(session, options);
   device.system_log().echo_to({});
-  return good ? 0 : 1;
+  return exit_status(good);
 }
 
 }  // namespace
@@ -84,10 +116,16 @@ int main(int count, char **words) try {
       "Without arguments it takes commands from the terminal, or from standard input; 'help' lists them.",
       "oftab-switch");
   Options options;
+  occupy_standard_descriptors();
+  use_utf8();
+  app::catch_signals();
   parser.add_option("-c,--commands", options.commands, "run these commands, separated by semicolons");
   parser.add_flag("--no-boot", options.no_boot, "leave the library uninitialised until the command 'boot'");
+  parser.add_flag("--keep-going", options.keep_going, "go on behind commands that fail");
+  parser.add_flag("--then-prompt", options.then_prompt, "go on at a prompt when the commands are through");
   parser.set_version_flag("--version", "oftab-switch " OFTAB_VERSION);
   CLI::App *script = parser.add_subcommand("run", "run the commands of a script; stop at the first that fails");
+  script->fallthrough();
   script->add_option("SCRIPT", options.script, "the script, '-' for standard input")->required();
   options.serve.identity.software = "oftab-switch " OFTAB_VERSION;
   const CLI::App *serve_command = app::add_serve(parser, options.serve);

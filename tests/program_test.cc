@@ -113,7 +113,7 @@ const Invocation kInvocations[] = {
      "-c 'echo a; nonsense; echo b'",
      1,
      "a\n",
-     "-c:2:2: error: unknown command 'nonsense'; try 'help'\n"},
+     "-c:1:9: error: unknown command 'nonsense'; try 'help'\n"},
     {"bad_flow_file",
      {{"bad.flows",
        "# two good, three bad\nactions=drop\r\n\npriority=7,tcp,tp_dst=99999,actions=drop\n"
@@ -131,20 +131,22 @@ const Invocation kInvocations[] = {
      "-c 'add-flows big.flows'",
      1,
      "",
-     "-c:1: error: big.flows:1: 4096 flows not added: -5 (more flows than free places)\n"},
+     "-c:1: error: big.flows:1: 4096 flows not added: -5 (more flows than free places): 0 of 4095 places for flows in "
+     "use\n"},
     {"flow_that_the_library_refuses",
      {{"a.flows", "priority=1,actions=drop\n\npriority=9,actions=normal\npriority=5,dl_vlan=7,actions=drop\n"}},
      "-c 'vlan 7 none; add-flows a.flows'",
      1,
      "VLAN 7 has bridge domain none\n",
-     "-c:2: error: a.flows:4: 3 flows not added: flow 3: -3 (a VLAN without bridge domain; an unknown interface, flow, "
-     "application or operation; or no memory)\n"},
+     "-c:1: error: a.flows:4: 3 flows not added: flow 3: -3 (a VLAN without bridge domain, an unknown ingress "
+     "interface "
+     "or application, or no memory): no bridge domain for VLAN 7\n"},
     {"not_booted",
      {},
      "--no-boot -c 'echo on; add-flow actions=drop'",
      1,
      "on\n",
-     "-c:2: error: the library is not initialised and did not answer; its handler returned 0\n"},
+     "-c:1: error: the library is not initialised and did not answer; its handler returned 0: not initialised yet\n"},
     {"unknown_option",
      {},
      "--loud",
@@ -161,7 +163,7 @@ TEST(ShellTest, ABadFlowFileSendsNothing) {
   device.boot();
   std::ostringstream out;
   app::Session session{device, &out, app::Style(false), {}};
-  app::Shell shell(session, false);
+  app::Shell shell(session);
   const std::string path = "program_test.one-bad.flows";
   std::ofstream(path) << many_flows(3) << "actions=flood\n";
   EXPECT_TRUE(shell.run_line({"", 1, "add-flow seq=5,arp,actions=drop"}));

@@ -140,6 +140,7 @@ TEST_F(ShowTest, WithoutShellTheLinesGoToTheTraceWithoutPrefix) {
     std::string console;
     sw.tracing().clear();
     sw.tracing().set_ring(true);
+    remove(path.c_str());
     sw.tracing().open_file(path);
     sw.tracing().set_console(host::services::kDetails, [&](std::string_view text) { console += text; });
     sw.faults().reset();

@@ -71,7 +71,7 @@ std::optional<Word> Arguments::take_option(std::string_view name) {
   }
   const Word value{place->text.substr(name.size() + 1), place->column + name.size() + 1};
   words_.erase(place);
-  return value;
+  return unquoted(value);
 }
 
 uint64_t Arguments::take_number(std::string_view name, uint64_t low, uint64_t high, uint64_t otherwise) {
@@ -101,8 +101,11 @@ std::span<const CommandGroup> command_groups() {
   return groups;
 }
 
-FoundCommand find_command(std::string_view line) {
-  const std::vector<Word> words = split_words(line);
+FoundCommand find_command(std::string_view line, size_t start) {
+  const std::vector<Word> words = split_words(line, start);
+  if (words.empty()) {
+    throw TextError(line.size() + 1, "a command is missing here");
+  }
   FoundCommand best{nullptr, 0};
   size_t most = 0;
   for (const CommandGroup &group : command_groups()) {

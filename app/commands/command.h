@@ -15,6 +15,18 @@
 
 namespace app {
 
+// Runs commands and scripts for commands that are about others.
+class CommandRunner {
+ public:
+  virtual ~CommandRunner() = default;
+
+  // Runs the command that begins at byte `start` of `line`; throws what it throws.
+  virtual void run_command(std::string_view line, size_t start) = 0;
+
+  // Runs a script inside the running one. A CommandError when not all of it succeeded.
+  virtual void source(const std::string &path) = 0;
+};
+
 // What commands work on.
 struct Session {
   host::Switch &device;
@@ -23,6 +35,7 @@ struct Session {
   host::AuditExceptions audit_exceptions;                            // differences that earlier commands explain
   host::services::Levels console_levels = host::services::kNoLevel;  // what the trace console prints
   bool finished = false;                                             // the operator wants to leave
+  CommandRunner *runner = nullptr;                                   // while commands run
 };
 
 // The words behind a command's name, taken one after the other. What does not fit throws a TextError.
@@ -72,12 +85,12 @@ struct CommandGroup {
 
 std::span<const CommandGroup> command_groups();
 
-// The command that a line begins with, and where its arguments begin. A TextError when there is none.
+// The command that begins at byte `start` of a line, and where its arguments begin. A TextError when there is none.
 struct FoundCommand {
   const Command *command;
   size_t arguments;
 };
-FoundCommand find_command(std::string_view line);
+FoundCommand find_command(std::string_view line, size_t start = 0);
 
 // The groups, each in its own file.
 std::span<const Command> flow_commands();

@@ -30,18 +30,18 @@ void run_multicast_scenario(Session &session, Arguments &arguments) {
   const auto vlan = static_cast<int>(arguments.next_number(0, INT32_MAX, "a VLAN"));
   arguments.finish();
   if (const int32_t status = oftab_debug_test(vlan); status != OFTAB_OK) {
-    throw CommandError(concat("multicast scenario: ", status_text(status)));
+    throw CommandError(concat("multicast scenario: ", status_text(Operation::Write, status)));
   }
   *session.out << "the multicast scenario stands at every TCAM index\n";
 }
 
 // Writes a range of TCAM indices behind the table's back.
 void write_range(Session &session, Arguments &arguments, int32_t (*write)(uint32_t, uint32_t)) {
-  const auto first = static_cast<uint32_t>(arguments.next_number(0, UINT32_MAX, "a TCAM index"));
-  const auto last = static_cast<uint32_t>(arguments.next_number(0, UINT32_MAX, "a TCAM index"));
+  const auto first = static_cast<uint32_t>(arguments.next_number(0, OFTAB_CATCH_ALL_INDEX, "a TCAM index"));
+  const auto last = static_cast<uint32_t>(arguments.next_number(first, OFTAB_CATCH_ALL_INDEX, "the last TCAM index"));
   arguments.finish();
   if (const int32_t status = write(first, last); status != OFTAB_OK) {
-    throw CommandError(concat("writing: ", status_text(status)));
+    throw CommandError(concat("writing: ", status_text(Operation::Write, status)));
   }
   *session.out << "written\n";
 }

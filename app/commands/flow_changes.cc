@@ -6,6 +6,7 @@
 #include "agent/status.h"
 #include "app/commands/command_error.h"
 #include "app/terminal/progress.h"
+#include "app/terminal/signals.h"
 #include "oftab/oftab.h"
 
 namespace app {
@@ -17,16 +18,16 @@ namespace {
 constexpr size_t kMostReported = 5;
 
 // "flow 3: -3 (...), flow 7: -9 (...)", the first few that failed; the whole request's status if none did.
-std::string failures_text(const Response &response) {
+std::string failures_text(const Response &response, Operation operation) {
   std::string text;
   size_t failed = 0;
   for (const Response::Entry &entry : response.entries) {
     if (entry.status != OFTAB_OK && ++failed <= kMostReported) {
-      text += concat(failed == 1 ? "flow " : ", flow ", entry.id, ": ", status_text(entry.status));
+      text += concat(failed == 1 ? "flow " : ", flow ", entry.id, ": ", status_text(operation, entry.status));
     }
   }
   if (failed == 0) {
-    return status_text(response.status);
+    return status_text(operation, response.status);
   }
   return failed > kMostReported ? concat(text, " and ", failed - kMostReported, " more") : text;
 }
@@ -51,15 +52,18 @@ std::string origin_text(const std::string &file, std::span<const Flow> flows, co
 
 void replace(Session &session, const Flow &flow) {
   const uint32_t seq_no = *flow.seq_no;
-  require_success(submit_entries(session.device, delete_request({&seq_no, 1})),
+  require_success(submit_entries(session.device, delete_request({&seq_no, 1})), Operation::Delete,
                   concat("flow ", seq_no, " was not modified"));
-  require_success(submit_entries(session.device, flow_request(OFTAB_ENTRY_ADD, {&flow, 1})),
+  require_success(submit_entries(session.device, flow_request(OFTAB_ENTRY_ADD, {&flow, 1})), Operation::Add,
                   concat("flow ", seq_no, " was deleted and could not be added again"));
 }
 
 void replace_all(Session &session, std::span<const Flow> flows) {
   Progress progress("replacing flows", flows.size());
   for (size_t done = 0; done < flows.size(); progress.update(++done)) {
+    if (interrupted()) {
+      throw Interrupted(concat(done, " of ", counted(flows.size(), "flow"), " were replaced, none else modified"));
+    }
     replace(session, flows[done]);
   }
   if (!flows.empty()) {
@@ -87,14 +91,14 @@ void modify_in_place(Session &session, std::span<const Flow> flows) {
       note_failed_modification(session, entry.id);
     }
   }
-  require_success(response, "modification failed");
+  require_success(response, Operation::Modify, "modification failed");
 }
 
 }  // namespace
 
-void require_success(const Response &response, const std::string &what) {
+void require_success(const Response &response, Operation operation, const std::string &what) {
   if (failed(response)) {
-    throw CommandError(concat(what, ": ", failures_text(response)));
+    throw CommandError(concat(what, ": ", failures_text(response, operation)));
   }
 }
 
@@ -106,11 +110,14 @@ size_t add_flows(Session &session, std::span<const Flow> flows, size_t batch, co
     const Response response = submit_entries(session.device, flow_request(OFTAB_ENTRY_ADD, part));
     const std::string before = done == 0 ? "" : concat(" behind ", done, " that were");
     if (failed(response)) {
-      require_success(response,
+      require_success(response, Operation::Add,
                       origin_text(file, part, response) + counted(part.size(), "flow") + " not added" + before);
     }
     done += part.size();
     progress.update(done);
+    if (interrupted() && done < flows.size()) {
+      throw Interrupted(concat(done, " of ", counted(flows.size(), "flow"), " were added"));
+    }
   }
   return requests;
 }

@@ -9,13 +9,14 @@
 
 #include "agent/flow.h"
 #include "agent/responses.h"
+#include "agent/status.h"
 #include "agent/table_view.h"
 #include "app/commands/command.h"
 
 namespace app {
 
 // A CommandError that names what failed, unless everything in the response succeeded.
-void require_success(const agent::Response &response, const std::string &what);
+void require_success(const agent::Response &response, agent::Operation operation, const std::string &what);
 
 // Adds flows, which have their sequence numbers, `batch` in a request. `file` names their origin in the CommandError
 // that a failing request ends with. Returns the number of requests.

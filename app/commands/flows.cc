@@ -106,7 +106,7 @@ void delete_flow(Session &session, Arguments &arguments) {
     seq_nos.push_back(*description.seq_no);
   }
   if (!seq_nos.empty()) {
-    require_success(submit_entries(session.device, delete_request(seq_nos)), "deleting failed");
+    require_success(submit_entries(session.device, delete_request(seq_nos)), Operation::Delete, "deleting failed");
   }
   *session.out << counted(known, "flow") << " deleted\n";
 }
@@ -114,7 +114,7 @@ void delete_flow(Session &session, Arguments &arguments) {
 void purge(Session &session, Arguments &arguments) {
   arguments.finish();
   session.audit_exceptions.stale_flow_masks = true;
-  require_success(submit_entries(session.device, purge_request()), "purge");
+  require_success(submit_entries(session.device, purge_request()), Operation::Purge, "purge");
   *session.out << "all flows purged\n";
 }
 
@@ -124,7 +124,7 @@ void compact(Session &session, Arguments &arguments) {
     throw CommandError("the library is not initialised");
   }
   if (const int32_t status = oftab_defragment_entries(); status != OFTAB_OK) {
-    throw CommandError(concat("compaction: ", status_text(status)));
+    throw CommandError(concat("compaction: ", status_text(Operation::Compaction, status)));
   }
   print_range(session);
 }
@@ -136,7 +136,7 @@ void change_catch_all(Session &session, Arguments &arguments) {
   if (actions.kind == HardwareActions::Kind::Output || actions.copy_to_controller) {
     throw TextError(word.column, "the catch-all entry can drop, normal or controller");
   }
-  require_success(submit_entries(session.device, catch_all_request(actions)), "catch-all");
+  require_success(submit_entries(session.device, catch_all_request(actions)), Operation::CatchAll, "catch-all");
   *session.out << "catch-all entry: "
                << to_text(actions_of(oftab_hw_rsrc_g.catch_all_entry, session.device.interfaces())) << '\n';
 }
@@ -189,7 +189,7 @@ constexpr Command kCommands[] = {
      delete_flow},
     {"purge", "", "delete all flows and OpenFlow interfaces", purge},
     {"compact", "", "close the holes that deleted flows left in the TCAM", compact},
-    {"catch-all", "ACTION",
+    {"catch-all", "drop|normal|controller",
      "set what happens to packets that no flow matches\n"
      "ACTION is drop, normal, controller or controller:APPLICATION.",
      change_catch_all},

@@ -28,11 +28,13 @@ void request_interfaces(Session &session, uint32_t intf_op, std::span<const uint
   std::string failures;
   for (const Response::Entry &entry : response.entries) {
     if (entry.status != OFTAB_OK) {
-      failures += concat(failures.empty() ? "" : ", ", interface_name(entry.id), ": ", status_text(entry.status));
+      failures += concat(failures.empty() ? "" : ", ", interface_name(entry.id), ": ",
+                         status_text(Operation::Interfaces, entry.status));
     }
   }
   if (response.status != OFTAB_OK) {
-    throw CommandError(concat("nothing changed: ", failures.empty() ? status_text(response.status) : failures));
+    throw CommandError(
+        concat("nothing changed: ", failures.empty() ? status_text(Operation::Interfaces, response.status) : failures));
   }
   *session.out << "OpenFlow interfaces: " << oftab_hw_rsrc_g.intf_count << '\n';
 }

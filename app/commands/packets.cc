@@ -6,6 +6,7 @@
 #include "app/commands/command.h"
 #include "app/syntax/capture.h"
 #include "app/syntax/packet_syntax.h"
+#include "app/terminal/signals.h"
 #include "app/views/fate.h"
 #include "app/views/traffic_summary.h"
 
@@ -31,8 +32,12 @@ void send_capture(Session &session, Arguments &arguments) {
   arguments.finish();
   const uint32_t ifindex = interface_named(port, session.device.interfaces());
   TrafficSummary summary;
+  const std::vector<host::asic::PacketHeader> packets = read_capture(path);
   size_t number = 0;
-  for (const host::asic::PacketHeader &packet : read_capture(path)) {
+  for (const host::asic::PacketHeader &packet : packets) {
+    if (interrupted()) {
+      break;
+    }
     const host::asic::Fate fate = session.device.inject(ifindex, packet);
     summary.add(packet, fate);
     ++number;
@@ -45,6 +50,9 @@ void send_capture(Session &session, Arguments &arguments) {
                << session.style.heading(counted(number, "packet") + " of " + path + " into " + interface_name(ifindex))
                << '\n';
   summary.print(*session.out, session.style, session.device);
+  if (number < packets.size()) {
+    throw Interrupted(concat(number, " of ", counted(packets.size(), "packet"), " were sent"));
+  }
 }
 
 // A description has fields; anything else names a capture.

@@ -1,8 +1,10 @@
 // Commands about port channels.
+#include <algorithm>
 #include <bit>
 
 #include "agent/interface_names.h"
 #include "app/commands/command.h"
+#include "app/commands/command_error.h"
 #include "oftab/oftab.h"
 
 namespace app {
@@ -13,56 +15,100 @@ namespace {
 
 using host::services::Interfaces;
 
-// A port that is no member of a port channel yet.
-uint32_t free_port_named(const Word &name, const Interfaces &interfaces) {
-  const uint32_t ifindex = port_named(name);
-  if (const auto pc = interfaces.pc_of(ifindex)) {
-    throw TextError(name.column, concat(interface_name(ifindex), " is a member of ", interface_name(*pc)));
-  }
-  return ifindex;
-}
-
-void create_port_channel(Session &session, Arguments &arguments) {
-  const uint32_t pc = possible_port_channel_named(arguments.next("the port channel's number"));
-  std::vector<uint32_t> members;
-  while (!arguments.empty()) {
-    members.push_back(free_port_named(arguments.next(""), session.device.interfaces()));
-  }
-  session.device.interfaces().create_pc(pc);
-  for (const uint32_t member : members) {
-    session.device.join(member, pc);
-  }
-  *session.out << interface_name(pc) << " created\n";
-}
-
-void delete_port_channel(Session &session, Arguments &arguments) {
-  const uint32_t pc = port_channel_named(arguments.next("the port channel"), session.device.interfaces());
-  arguments.finish();
-  session.device.interfaces().delete_pc(pc);
-  *session.out << interface_name(pc) << " deleted\n";
-}
-
-// Applies a membership change to each port named behind a port channel.
-void change_members(Session &session, Arguments &arguments, void (host::Switch::*change)(uint32_t, uint32_t)) {
-  const uint32_t pc = port_channel_named(arguments.next("the port channel"), session.device.interfaces());
+// The ports named by the remaining words, each once and each of them as `check` wants it: all of them can then be
+// changed.
+template <typename Check>
+std::vector<uint32_t> remaining_ports(Arguments &arguments, Check check) {
   std::vector<uint32_t> ports;
-  do {
-    ports.push_back(port_named(arguments.next("a port")));
-  } while (!arguments.empty());
-  for (const uint32_t port : ports) {
-    (session.device.*change)(port, pc);
+  while (!arguments.empty()) {
+    const Word name = arguments.next("a port");
+    const uint32_t port = port_named(name);
+    if (std::find(ports.begin(), ports.end(), port) != ports.end()) {
+      throw TextError(name.column, interface_name(port) + " is named twice");
+    }
+    check(name, port);
+    ports.push_back(port);
   }
+  return ports;
+}
+
+// What a library that answers nothing traced as failures since there were `failures_before` of them.
+void report_failures(Session &session, uint32_t pc, uint64_t failures_before) {
+  if (session.device.tracing().failure_since(failures_before) != nullptr) {
+    throw CommandError(concat("the members of ", interface_name(pc), " changed, but not all its flows follow them"));
+  }
+}
+
+void print_members(Session &session, uint32_t pc) {
   const std::string members = interface_names(session.device.interfaces().members(pc));
   *session.out << interface_name(pc) << " has " << (members.empty() ? "no members" : concat("members ", members))
                << '\n';
 }
 
+void change_members(Session &session, uint32_t pc, std::span<const uint32_t> ports,
+                    void (host::Switch::*change)(uint32_t, uint32_t)) {
+  const uint64_t failures_before = session.device.tracing().failure_count();
+  for (const uint32_t port : ports) {
+    (session.device.*change)(port, pc);
+  }
+  report_failures(session, pc, failures_before);
+}
+
+std::vector<uint32_t> remaining_free_ports(Session &session, Arguments &arguments) {
+  return remaining_ports(arguments, [&session](const Word &name, uint32_t port) {
+    if (const auto pc = session.device.interfaces().pc_of(port)) {
+      throw TextError(name.column, concat(interface_name(port), " is a member of ", interface_name(*pc)));
+    }
+  });
+}
+
+void create_port_channel(Session &session, Arguments &arguments) {
+  const Word name = arguments.next("the port channel's number");
+  const uint32_t pc = possible_port_channel_named(name);
+  if (session.device.interfaces().exists(pc)) {
+    throw TextError(name.column, interface_name(pc) + " exists already");
+  }
+  const std::vector<uint32_t> ports = remaining_free_ports(session, arguments);
+  session.device.interfaces().create_pc(pc);
+  change_members(session, pc, ports, &host::Switch::join);
+  *session.out << interface_name(pc) << " created\n";
+}
+
+void delete_port_channel(Session &session, Arguments &arguments) {
+  const Word name = arguments.next("the port channel");
+  const uint32_t pc = port_channel_named(name, session.device.interfaces());
+  arguments.finish();
+  if (const auto members = session.device.interfaces().members(pc); !members.empty()) {
+    throw TextError(name.column, concat(interface_name(pc), " has members ", interface_names(members)));
+  }
+  session.device.interfaces().delete_pc(pc);
+  *session.out << interface_name(pc) << " deleted\n";
+}
+
+// The port channel of a membership command, with a port behind it.
+uint32_t next_port_channel(Session &session, Arguments &arguments) {
+  const uint32_t pc = port_channel_named(arguments.next("the port channel"), session.device.interfaces());
+  if (arguments.empty()) {
+    arguments.next("a port");
+  }
+  return pc;
+}
+
 void join(Session &session, Arguments &arguments) {
-  change_members(session, arguments, &host::Switch::join);
+  const uint32_t pc = next_port_channel(session, arguments);
+  change_members(session, pc, remaining_free_ports(session, arguments), &host::Switch::join);
+  print_members(session, pc);
 }
 
 void leave(Session &session, Arguments &arguments) {
-  change_members(session, arguments, &host::Switch::leave);
+  const uint32_t pc = next_port_channel(session, arguments);
+  const auto is_member = [&](const Word &name, uint32_t port) {
+    if (session.device.interfaces().pc_of(port) != pc) {
+      throw TextError(name.column, concat(interface_name(port), " is no member of ", interface_name(pc)));
+    }
+  };
+  change_members(session, pc, remaining_ports(arguments, is_member), &host::Switch::leave);
+  print_members(session, pc);
 }
 
 size_t flows_of(uint32_t pc) {

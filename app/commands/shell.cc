@@ -56,9 +56,17 @@ void help(Session &session, Arguments &arguments) {
 }
 
 void echo(Session &session, Arguments &arguments) {
-  const std::string_view text = arguments.line().substr(arguments.start());
-  const size_t begin = text.find_first_not_of(' ');
-  *session.out << session.style.heading(begin == std::string_view::npos ? "" : text.substr(begin)) << '\n';
+  std::string text;
+  while (const auto word = arguments.next_if_any()) {
+    text += concat(text.empty() ? "" : " ", word->text);
+  }
+  *session.out << session.style.heading(text) << '\n';
+}
+
+void source(Session &session, Arguments &arguments) {
+  const std::string path(arguments.next("the script").text);
+  arguments.finish();
+  session.runner->source(path);
 }
 
 void quit(Session &session, Arguments &arguments) {
@@ -69,6 +77,7 @@ void quit(Session &session, Arguments &arguments) {
 constexpr Command kCommands[] = {
     {"help", "[COMMAND]", "list the commands, or describe one", help, true},
     {"echo", "[TEXT]", "print a line", echo},
+    {"source", "FILE", "run the commands of a script up to the first that fails; '-' is standard input", source},
     {"quit", "", "leave; so does the end of the input", quit},
 };
 

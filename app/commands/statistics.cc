@@ -8,6 +8,7 @@
 #include "agent/table_view.h"
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
+#include "app/terminal/signals.h"
 #include "oftab/oftab.h"
 
 namespace app {
@@ -19,7 +20,7 @@ namespace {
 StatisticsResponse ask(Session &session, uint32_t op, std::span<const uint32_t> seq_nos = {}) {
   StatisticsResponse response = submit_statistics(session.device, statistics_request(op, seq_nos));
   if (response.status != OFTAB_OK) {
-    throw CommandError(concat("statistics: ", status_text(response.status)));
+    throw CommandError(concat("statistics: ", status_text(Operation::Statistics, response.status)));
   }
   return response;
 }
@@ -28,7 +29,7 @@ void print(Session &session, const StatisticsResponse &response) {
   Table table({{"Seq", Column::Right}, {"Packets", Column::Right}, {"Bytes", Column::Right}, {"Status"}});
   for (const StatisticsResponse::Entry &entry : response.entries) {
     table.add({std::to_string(entry.seq_no), std::to_string(entry.packets), std::to_string(entry.bytes),
-               status_text(entry.status)});
+               status_text(Operation::Statistics, entry.status)});
   }
   table.print(*session.out, session.style);
 }
@@ -101,10 +102,19 @@ uint32_t seconds_in(Word word) {
   return static_cast<uint32_t>(number_in(word, 1, longest, "a time in seconds") * (minutes ? 60 : 1));
 }
 
+constexpr uint32_t kStep = 600;  // seconds between looks at the operator's wishes
+
 void advance(Session &session, Arguments &arguments) {
   const uint32_t seconds = seconds_in(arguments.next("the time"));
   arguments.finish();
-  session.device.advance(seconds);
+  for (uint32_t done = 0; done < seconds;) {
+    if (interrupted()) {
+      throw Interrupted(concat("the clock stands at ", session.device.clock().now(), " s"));
+    }
+    const uint32_t step = std::min(seconds - done, kStep);
+    session.device.advance(step);
+    done += step;
+  }
   *session.out << "the clock stands at " << session.device.clock().now() << " s\n";
 }
 

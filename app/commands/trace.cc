@@ -44,8 +44,10 @@ void set_ring(Session &session, bool on, Arguments &) {
   session.device.tracing().set_ring(on);
 }
 
-void set_failures(Session &session, bool on, Arguments &) {
-  session.device.tracing().set_failures(on);
+void set_failures(Session &, bool on, Arguments &) {
+  if (!on) {
+    throw CommandError("the failures are always traced");
+  }
 }
 
 void set_calls(Session &session, bool on, Arguments &) {
@@ -175,12 +177,12 @@ void dump_shows(Session &session, Arguments &arguments) {
 }
 
 constexpr Command kCommands[] = {
-    {"trace on", "OUTPUT [LEVELS | FILE]",
+    {"trace on", "ring|failures|history|calls|console|file [errors | warnings | all | FILE]",
      "switch a trace output on\n"
-     "OUTPUT is ring, failures, history, calls (of the SDK), console, or file with the FILE to write.\n"
-     "LEVELS, for history and console, are errors, warnings (and errors) or all.",
+     "calls are those of the SDK; failures are always on. history and console take errors, warnings (and errors) or\n"
+     "all levels. file appends to FILE, with the time of day; past 64 MiB it goes on anew, FILE.1 keeping what was.",
      trace_on},
-    {"trace off", "OUTPUT", "switch a trace output off", trace_off},
+    {"trace off", "ring|history|calls|console|file", "switch a trace output off", trace_off},
     {"trace show", "[ring | failures | history | calls] [last=N]", "show what a trace output took", trace_show, true},
     {"trace clear", "", "empty the trace outputs", trace_clear},
     {"dump table", "", "trace the current table, to the terminal too", dump_table, true},

@@ -1,6 +1,7 @@
 // Commands that show the table and the TCAM.
 #include <algorithm>
 
+#include "agent/failures.h"
 #include "agent/flow.h"
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
@@ -34,11 +35,11 @@ void show_policy(Session &session, Arguments &arguments) {
 }
 
 void show_tcam(Session &session, Arguments &arguments) {
-  const auto first = static_cast<uint32_t>(arguments.next_number(0, UINT32_MAX, "a TCAM index"));
-  const auto last =
-      static_cast<uint32_t>(arguments.empty() ? first : arguments.next_number(0, UINT32_MAX, "a TCAM index"));
+  const uint64_t first = arguments.next_number(0, OFTAB_CATCH_ALL_INDEX, "a TCAM index");
+  const uint64_t last =
+      arguments.empty() ? first : arguments.next_number(first, OFTAB_CATCH_ALL_INDEX, "the last TCAM index");
   arguments.finish();
-  oftab_display_cache_tcam(shell_context(session), first, last);
+  oftab_display_cache_tcam(shell_context(session), static_cast<uint32_t>(first), static_cast<uint32_t>(last));
 }
 
 void show_map(Session &session, Arguments &arguments) {
@@ -70,8 +71,10 @@ void show_tables(Session &session, Arguments &arguments) {
   add_table_rows(rows, *oftab_hw_rsrc_g.current_table);
   rows.add({"Catch-all entry", concat(to_text(actions_of(catch_all, session.device.interfaces())), ", ",
                                       counted(catch_all.pkt_cnt, "packet"))});
-  rows.add({"Hardware counters", std::to_string(asic.counters().ids().size())});
-  rows.add({"Replication trees", std::to_string(asic.trees().indices().size())});
+  rows.add({"TCAM records", usage_text(asic.tcam().valid_indices().size(), asic.tcam().capacity())});
+  rows.add({"Hardware counters", usage_text(asic.counters().ids().size(), asic.counters().capacity())});
+  rows.add({"Replication trees", usage_text(asic.trees().indices().size(), asic.trees().capacity())});
+  rows.add({"Multicast indices", usage_text(used_multicast_indices(), multicast_indices())});
   rows.add({"OpenFlow interfaces", std::to_string(oftab_hw_rsrc_g.intf_count)});
   rows.add({"Port channels", std::to_string(session.device.interfaces().port_channels().size())});
   rows.add({"Clock", std::to_string(session.device.clock().now()) + " s"});

@@ -65,7 +65,7 @@ std::string LineRunner::take(const ConsoleFrame &frame) {
 
 std::string LineRunner::run(const std::string &line) {
   Elsewhere elsewhere(session_, directory_, Style(colour_));
-  const bool good = Shell(session_, false).run_line({"", 1, line});
+  const bool good = Shell(session_).run_line({"", 1, line});
   const bool finished = std::exchange(session_.finished, false);
   const auto in_frames = [](Kind kind, std::string_view text) {
     std::string frames;

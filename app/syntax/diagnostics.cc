@@ -1,26 +1,35 @@
 #include "app/syntax/diagnostics.h"
 
-#include <algorithm>
-
 namespace app {
 
 using namespace agent;
+
+namespace {
+
+// As wide as `text`, and blank.
+std::string blank(const std::string &text) {
+  std::string spaces;
+  for (const char c : text) {
+    const bool begins_character = (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    spaces += c == '\t' ? "\t" : begins_character ? " " : "";
+  }
+  return spaces;
+}
+
+}  // namespace
 
 std::string place_text(const SourceLine &source) {
   return source.file.empty() ? "" : concat(source.file, ":", source.number, ":");
 }
 
 void print(std::ostream &out, Style style, const Diagnostic &diagnostic, bool caret) {
-  const std::string place = place_text(diagnostic.source);
-  out << (place.empty() ? "column " : place) << diagnostic.column << ": " << style.bad("error: ") << diagnostic.message
-      << '\n';
+  const std::string place = escaped(place_text(diagnostic.source));
+  out << (place.empty() ? "column " : place) << diagnostic.column << ": " << style.bad("error: ")
+      << escaped(diagnostic.message) << '\n';
   if (caret) {
     const std::string &text = diagnostic.source.text;
-    std::string lead = text.substr(0, diagnostic.column - 1);
-    lead.resize(diagnostic.column - 1, ' ');
-    std::replace_if(
-        lead.begin(), lead.end(), [](char c) { return c != '\t'; }, ' ');
-    out << "  " << text << "\n  " << lead << style.good("^") << '\n';
+    out << "  " << escaped(text) << "\n  " << blank(escaped(text.substr(0, diagnostic.column - 1))) << style.good("^")
+        << '\n';
   }
 }
 

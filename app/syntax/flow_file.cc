@@ -32,10 +32,10 @@ std::vector<Flow> read_flow_file(const std::string &path, const host::services::
   SourceLine line{path, 0, ""};
   while (std::getline(file, line.text)) {
     ++line.number;
-    if (is_blank(line.text)) {
-      continue;
-    }
     try {
+      if (is_blank(line.text)) {
+        continue;
+      }
       flows.push_back(parse_flow(line.text, 0, FlowRole::Complete, interfaces));
       flows.back().line = line.number;
     } catch (const TextError &error) {

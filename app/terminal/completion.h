@@ -1,18 +1,22 @@
-// Completion of command words.
+// Completion: commands and keywords where they stand, file names where a file is wanted.
 #ifndef APP_TERMINAL_COMPLETION_H
 #define APP_TERMINAL_COMPLETION_H
 
+#include <cstddef>
 #include <set>
 #include <string>
 #include <string_view>
 
 namespace app {
 
-// The words that can stand where `line` ends, given the words before and what has been typed of the last one.
-std::set<std::string> completions(std::string_view line);
+struct Completion {
+  size_t start;                   // the byte of the line at which the last word begins
+  std::string word;               // what shall stand there: quoted if it has to be, finished if it is unique
+  std::set<std::string> choices;  // what can stand there
+};
 
-// What all of a set of words begin with.
-std::string common_beginning(const std::set<std::string> &words);
+// Completes the last word of a line that is being typed.
+Completion complete(std::string_view line);
 
 }  // namespace app
 

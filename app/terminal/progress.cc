@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "app/views/format.h"
+
 namespace app {
 
 namespace {
@@ -15,7 +17,7 @@ constexpr size_t kWorthIt = 50;  // fewer steps are done at once
 }  // namespace
 
 Progress::Progress(std::string what, size_t total)
-    : what_(std::move(what)), total_(total), shows_(total >= kWorthIt && isatty(STDERR_FILENO) != 0) {}
+    : what_(std::move(what)), total_(total), shows_(total >= kWorthIt && is_terminal_with_controls(STDERR_FILENO)) {}
 
 Progress::~Progress() {
   if (shown_percent_ != 0) {

@@ -2,9 +2,16 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <iostream>
+#include <sstream>
+#include <utility>
 
-#include "app/terminal/pager.h"
+#include "agent/failures.h"
+#include "app/terminal/output.h"
+#include "app/terminal/script_reader.h"
+#include "app/terminal/signals.h"
 
 namespace app {
 
@@ -12,11 +19,57 @@ using namespace agent;
 
 namespace {
 
+constexpr size_t kDeepestSource = 16;
+
 Style error_style() {
   return Style(takes_colour(STDERR_FILENO));
 }
 
+// Sends a session's output elsewhere while it lives.
+class Redirection {
+ public:
+  Redirection(Session &session, std::ostream &out, Style style)
+      : session_(session), out_(std::exchange(session.out, &out)), style_(std::exchange(session.style, style)) {}
+  ~Redirection() {
+    session_.out = out_;
+    session_.style = style_;
+  }
+  Redirection(const Redirection &) = delete;
+  Redirection &operator=(const Redirection &) = delete;
+
+ private:
+  Session &session_;
+  std::ostream *out_;
+  Style style_;
+};
+
+// Counts a script that runs inside another while it lives.
+class Nested {
+ public:
+  explicit Nested(size_t &depth) : depth_(depth) { ++depth_; }
+  ~Nested() { --depth_; }
+  Nested(const Nested &) = delete;
+  Nested &operator=(const Nested &) = delete;
+
+ private:
+  size_t &depth_;
+};
+
+// The program that a command's output goes to.
+std::string program_text(std::string_view shell) {
+  return shell.starts_with('|') ? std::string(shell.substr(1)) : concat("cat ", shell);
+}
+
 }  // namespace
+
+Shell::Shell(Session &session) : session_(session) {
+  session.runner = this;
+  session.device.tracing().set_failures(true);
+}
+
+Shell::~Shell() {
+  session_.runner = nullptr;
+}
 
 void Shell::report(const Diagnostic &diagnostic) const {
   session_.out->flush();
@@ -26,36 +79,64 @@ void Shell::report(const Diagnostic &diagnostic) const {
 void Shell::report(const SourceLine &source, const std::string &message) const {
   session_.out->flush();
   const std::string place = place_text(source);
-  std::cerr << place << (place.empty() ? "" : " ") << error_style().bad("error: ") << message << '\n';
+  std::cerr << escaped(place) << (place.empty() ? "" : " ") << error_style().bad("error: ") << escaped(message) << '\n';
 }
 
-void Shell::execute(std::string_view line) {
-  const FoundCommand found = find_command(line);
-  Arguments arguments(line, found.arguments);
-  if (!pages_ || !found.command->long_output) {
-    found.command->run(session_, arguments);
-    return;
-  }
-  Pager pager;
-  std::ostream *const direct = session_.out;
-  session_.out = &pager.stream();
-  try {
-    found.command->run(session_, arguments);
-  } catch (...) {
-    session_.out = direct;
-    throw;
-  }
-  session_.out = direct;
-}
-
-bool Shell::run_line(const SourceLine &source) {
-  if (split_words(source.text).empty()) {
+// A command's output that was lost is a failure; nothing can follow it.
+bool Shell::output_is_good(const SourceLine &source) {
+  session_.out->flush();
+  if (session_.out->good()) {
     return true;
   }
-  bool good = false;
+  auto *const output = dynamic_cast<Output *>(session_.out);
+  if (output != nullptr && output->error() == EINTR) {
+    output->recover();
+    return true;
+  }
+  const std::string reason = output == nullptr ? "" : concat(": ", std::strerror(output->error()));
+  report(source, concat("the output cannot be written", reason));
+  session_.finished = true;
+  return false;
+}
+
+void Shell::run_command(std::string_view line, size_t start) {
+  const FoundCommand found = find_command(line, start);
+  Arguments arguments(line, found.arguments);
+  found.command->run(session_, arguments);
+}
+
+void Shell::run_to_program(const CommandText &command) {
+  find_command(command.line, command.start);
+  OutputProgram program(program_text(command.shell));
+  const Redirection redirection(session_, program.stream(), Style(false));
+  run_command(command.line, command.start);
+  if (const int status = program.finish(); status != 0 && !interrupted()) {
+    throw CommandError(concat("the shell's '", command.shell, "' ended with status ", status));
+  }
+}
+
+void Shell::run_paged(const CommandText &command) {
+  OutputProgram pager(pager_command());
+  const Redirection redirection(session_, pager.stream(), session_.style);
+  run_command(command.line, command.start);
+}
+
+std::string Shell::with_failure(const std::string &message, uint64_t failures_before) const {
+  const auto *failure = session_.device.tracing().failure_since(failures_before);
+  return failure == nullptr ? message : concat(message, ": ", failure_text(*failure, session_.device));
+}
+
+bool Shell::run_reported(const SourceLine &source, const CommandText &command) {
+  const uint64_t failures_before = session_.device.tracing().failure_count();
   try {
-    execute(source.text);
-    good = true;
+    if (!command.shell.empty()) {
+      run_to_program(command);
+    } else if (pages_ && find_command(command.line, command.start).command->long_output) {
+      run_paged(command);
+    } else {
+      run_command(command.line, command.start);
+    }
+    return true;
   } catch (const TextError &error) {
     report(diagnostic(source, error));
   } catch (const FileError &error) {
@@ -64,35 +145,66 @@ bool Shell::run_line(const SourceLine &source) {
     }
     report(source, error.what());
   } catch (const std::exception &error) {
-    report(source, error.what());
+    report(source, with_failure(error.what(), failures_before));
   }
-  session_.out->flush();
+  return false;
+}
+
+bool Shell::run_line(const SourceLine &source) {
+  bool good = true;
+  try {
+    for (const CommandText &command : split_commands(source.text)) {
+      good = run_reported(source, command) && good;
+      good = output_is_good(source) && good;
+      if (session_.finished || interrupted() || (!good && !keep_going_)) {
+        break;
+      }
+    }
+  } catch (const TextError &error) {
+    report(diagnostic(source, error));
+    good = false;
+  }
   return good;
 }
 
-bool Shell::run_script(std::istream &script, const std::string &name) {
+bool Shell::run_lines(const std::string &name, const std::function<bool(std::string &)> &next) {
   SourceLine line{name, 0, ""};
-  while (!session_.finished && std::getline(script, line.text)) {
+  bool good = true;
+  while (!session_.finished && !interrupted() && (good || keep_going_) && next(line.text)) {
     ++line.number;
-    if (!run_line(line)) {
-      return false;
-    }
+    good = run_line(line) && good;
   }
-  return true;
+  if (good && interrupted()) {
+    report(line, "interrupted");
+    good = false;
+  }
+  return good;
 }
 
-bool Shell::run_commands(const std::string &commands) {
-  SourceLine line{"-c", 0, ""};
-  for (size_t start = 0; start <= commands.size() && !session_.finished;) {
-    const size_t end = std::min(commands.find(';', start), commands.size());
-    line.text = commands.substr(start, end - start);
-    ++line.number;
-    if (!run_line(line)) {
-      return false;
-    }
-    start = end + 1;
+bool Shell::run_script(const std::string &path) {
+  try {
+    ScriptReader script(path);
+    return run_lines(script.name(), [&script](std::string &line) { return script.next(line); });
+  } catch (const CommandError &error) {
+    report({"", 0, ""}, error.what());
+    return false;
   }
-  return true;
+}
+
+bool Shell::run_text(const std::string &text, const std::string &name) {
+  std::istringstream lines(text);
+  return run_lines(name, [&lines](std::string &line) { return static_cast<bool>(std::getline(lines, line)); });
+}
+
+void Shell::source(const std::string &path) {
+  if (sourced_ == kDeepestSource) {
+    throw CommandError(concat(path, ": scripts run each other ", kDeepestSource, " deep"));
+  }
+  ScriptReader script(path);
+  const Nested nested(sourced_);
+  if (!run_lines(script.name(), [&script](std::string &line) { return script.next(line); })) {
+    throw CommandError(path + " was not run to its end");
+  }
 }
 
 }  // namespace app

@@ -2,35 +2,56 @@
 #ifndef APP_TERMINAL_SHELL_H
 #define APP_TERMINAL_SHELL_H
 
-#include <istream>
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "app/commands/command.h"
 #include "app/syntax/diagnostics.h"
+#include "app/terminal/command_line.h"
 
 namespace app {
 
-class Shell {
+class Shell : public CommandRunner {
  public:
-  // `pages`: the output is a terminal whose reader may want a pager.
-  Shell(Session &session, bool pages) : session_(session), pages_(pages) {}
+  // Makes the session's commands run here.
+  explicit Shell(Session &session);
+  ~Shell() override;
+  Shell(const Shell &) = delete;
+  Shell &operator=(const Shell &) = delete;
 
-  // Runs one line; false, with a message on standard error, when it failed. Blank lines and comments succeed.
+  // Whether a reader at the terminal may want a pager.
+  void set_paging(bool on) { pages_ = on; }
+  // Whether scripts go on behind a command that failed.
+  void set_keep_going(bool on) { keep_going_ = on; }
+
+  // Runs the commands of one line up to the first that fails. False when one did, with a message on standard error.
+  // Blank lines and comments succeed.
   bool run_line(const SourceLine &source);
 
-  // Runs the lines of a script up to its end, 'quit' or the first that fails.
-  bool run_script(std::istream &script, const std::string &name);
+  // Runs the lines of a script up to its end, 'quit' or the first that fails. `path`: "-" is standard input.
+  bool run_script(const std::string &path);
 
-  // Runs commands separated by semicolons likewise; messages count them as lines.
-  bool run_commands(const std::string &commands);
+  // Runs the lines of a text likewise; messages call it `name`.
+  bool run_text(const std::string &text, const std::string &name);
+
+  void run_command(std::string_view line, size_t start) override;
+  void source(const std::string &path) override;
 
  private:
-  void execute(std::string_view line);
+  bool run_lines(const std::string &name, const std::function<bool(std::string &)> &next);
+  bool run_reported(const SourceLine &source, const CommandText &command);
+  void run_to_program(const CommandText &command);
+  void run_paged(const CommandText &command);
   void report(const Diagnostic &diagnostic) const;
   void report(const SourceLine &source, const std::string &message) const;
+  bool output_is_good(const SourceLine &source);
+  std::string with_failure(const std::string &message, uint64_t failures_before) const;
 
   Session &session_;
-  bool pages_;
+  bool pages_ = false;
+  bool keep_going_ = false;
+  size_t sourced_ = 0;  // scripts that run inside each other
 };
 
 }  // namespace app

@@ -1,14 +1,16 @@
 #include "app/terminal/terminal.h"
 
 #include <histedit.h>
+#include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
-
-#include <iostream>
+#include <algorithm>
+#include <cstdlib>
+#include <cwchar>
+#include <filesystem>
 #include <memory>
 
 #include "app/terminal/completion.h"
+#include "app/terminal/signals.h"
 
 namespace app {
 
@@ -19,86 +21,150 @@ namespace {
 constexpr int kHistoryLines = 1000;
 
 using Editor = std::unique_ptr<EditLine, decltype(&el_end)>;
-using EditHistory = std::unique_ptr<History, decltype(&history_end)>;
+
+// The lines that were entered, kept in the operator's home between runs.
+class EntryHistory {
+ public:
+  EntryHistory() : lines_(history_init()), file_(file_name()) {
+    call(H_SETSIZE, kHistoryLines);
+    call(H_SETUNIQUE, 1);
+    if (!file_.empty()) {
+      call(H_LOAD, file_.c_str());
+    }
+  }
+  ~EntryHistory() {
+    if (!file_.empty()) {
+      call(H_SAVE, file_.c_str());
+    }
+    history_end(lines_);
+  }
+  EntryHistory(const EntryHistory &) = delete;
+  EntryHistory &operator=(const EntryHistory &) = delete;
+
+  void enter(const std::string &line) { call(H_ENTER, line.c_str()); }
+  History *lines() { return lines_; }
+
+ private:
+  static std::string file_name() {
+    const char *home = std::getenv("HOME");
+    return home == nullptr || *home == '\0' ? "" : concat(home, "/.oftab_history");
+  }
+
+  template <typename Argument>
+  void call(int operation, Argument argument) {
+    HistEvent event;
+    history(lines_, &event, operation, argument);
+  }
+
+  History *lines_;
+  std::string file_;
+};
 
 const char *prompt(EditLine *) {
   return "oftab> ";
 }
 
-void list_words(const std::set<std::string> &words) {
-  std::cout << '\n';
-  for (const std::string &word : words) {
-    std::cout << word << "  ";
-  }
-  std::cout << std::endl;
+size_t characters(std::string_view text) {
+  return static_cast<size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-// Completes a command word as far as it is unique and lists the choices where it is not; elsewhere a file name.
-unsigned char complete(EditLine *editor, int key_pressed) {
+void list_words(const std::set<std::string> &words) {
+  std::string line = "\n";
+  for (const std::string &word : words) {
+    line += concat(word, "  ");
+  }
+  std::puts(line.c_str());
+  std::fflush(stdout);
+}
+
+// Puts what the last word is completed to in its place; lists the choices where there is nothing to add.
+unsigned char complete_word(EditLine *editor, int) {
   const LineInfo *info = el_line(editor);
   const std::string_view line(info->buffer, static_cast<size_t>(info->cursor - info->buffer));
-  const std::set<std::string> words = completions(line);
-  if (words.empty()) {
-    return _el_fn_complete(editor, key_pressed);
+  const Completion completion = complete(line);
+  const std::string typed(line.substr(completion.start));
+  if (completion.choices.empty()) {
+    return CC_REFRESH_BEEP;
   }
-  const size_t typed = line.size() - (line.find_last_of(' ') + 1);
-  std::string addition = common_beginning(words).substr(typed);
-  addition += words.size() == 1 ? " " : "";
-  if (addition.empty()) {
-    list_words(words);
+  if (completion.word == typed) {
+    list_words(completion.choices);
     return CC_REDISPLAY;
   }
-  return el_insertstr(editor, addition.c_str()) == -1 ? CC_ERROR : CC_REFRESH;
+  el_deletestr(editor, static_cast<int>(characters(typed)));
+  return el_insertstr(editor, completion.word.c_str()) == -1 ? CC_ERROR : CC_REFRESH;
 }
 
-Editor open_editor(History *history_lines) {
+// Brings the editor back after a change of the terminal's size, or after the program was stopped.
+void restore_terminal(EditLine *editor) {
+  el_resize(editor);
+  el_set(editor, EL_PREP_TERM, 1);
+  el_set(editor, EL_REFRESH);
+}
+
+// One byte; false at the end of the input, and when a signal ends the line.
+bool read_byte(EditLine *editor, char &byte) {
+  while (!wait_for_input(STDIN_FILENO)) {
+    if (interrupted()) {
+      return false;
+    }
+    if (take_terminal_change()) {
+      restore_terminal(editor);
+    }
+  }
+  return !interrupted() && read(STDIN_FILENO, &byte, 1) == 1;
+}
+
+// The editor's next character, out of as many bytes as it takes; those that are none are passed over.
+int read_character(EditLine *editor, wchar_t *character) {
+  mbstate_t state{};
+  char byte = 0;
+  while (read_byte(editor, byte)) {
+    const size_t status = mbrtowc(character, &byte, 1, &state);
+    if (status <= 1) {
+      return 1;
+    }
+    if (status == static_cast<size_t>(-1)) {
+      state = {};
+    }
+  }
+  return interrupted() ? -1 : 0;
+}
+
+Editor open_editor(History *lines) {
   Editor editor(el_init("oftab-switch", stdin, stdout, stderr), &el_end);
   el_set(editor.get(), EL_PROMPT, &prompt);
   el_set(editor.get(), EL_EDITOR, "emacs");
-  el_set(editor.get(), EL_SIGNAL, 1);
-  el_set(editor.get(), EL_HIST, history, history_lines);
-  el_set(editor.get(), EL_ADDFN, "complete-word", "complete a command word or a file name", &complete);
+  el_set(editor.get(), EL_SIGNAL, 0);
+  el_set(editor.get(), EL_GETCFN, &read_character);
+  el_set(editor.get(), EL_HIST, history, lines);
+  el_set(editor.get(), EL_ADDFN, "complete-word", "complete a word", &complete_word);
   el_set(editor.get(), EL_BIND, "\t", "complete-word", nullptr);
   el_set(editor.get(), EL_BIND, "^R", "em-inc-search-prev", nullptr);
   return editor;
 }
 
-// The next line, or null at the end of the input. An interrupt abandons the line: null, with errno EINTR.
-const char *read_line(EditLine *editor, int &length) {
-  struct sigaction abandon {};
-  struct sigaction before {};
-  abandon.sa_handler = [](int) { std::cout << std::endl; };
-  sigaction(SIGINT, &abandon, &before);
-  errno = 0;
-  const char *line = el_gets(editor, &length);
-  const int reason = errno;
-  sigaction(SIGINT, &before, nullptr);
-  errno = reason;
-  return line;
-}
-
 }  // namespace
 
 void run_terminal(Shell &shell, const Session &session) {
-  HistEvent event;
-  const EditHistory history_lines(history_init(), &history_end);
-  history(history_lines.get(), &event, H_SETSIZE, kHistoryLines);
-  history(history_lines.get(), &event, H_SETUNIQUE, 1);
-  const Editor editor = open_editor(history_lines.get());
-  int length = 0;
-  while (!session.finished) {
-    const char *line = read_line(editor.get(), length);
-    if (line == nullptr && errno == EINTR) {
-      el_reset(editor.get());
-      continue;
-    }
+  EntryHistory entered;
+  const Editor editor = open_editor(entered.lines());
+  while (!session.finished && termination() == 0) {
+    forget_interrupt();
+    int length = 0;
+    const char *line = el_gets(editor.get(), &length);
     if (line == nullptr || length <= 0) {
-      std::cout << '\n';
+      std::puts("");
+      std::fflush(stdout);
+      if (interrupted() && termination() == 0) {
+        el_reset(editor.get());
+        continue;
+      }
       return;
     }
     std::string text(line, static_cast<size_t>(length));
     if (text.find_first_not_of(" \t\n") != std::string::npos) {
-      history(history_lines.get(), &event, H_ENTER, text.c_str());
+      entered.enter(text);
     }
     text.resize(text.find_last_not_of('\n') + 1);
     shell.run_line({"", 1, text});

@@ -1,5 +1,7 @@
 #include "app/terminal/trace_console.h"
 
+#include <algorithm>
+
 namespace app {
 
 using namespace agent;
@@ -8,23 +10,41 @@ namespace {
 
 using host::services::Levels;
 
-void print_levels(Session &session, Levels levels) {
-  session.device.tracing().set_console(levels, [&session](std::string_view text) { *session.out << text; });
+// A message on lines of its own.
+void print_message(Session &session, std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of('\n'), text.size()));
+  text = text.substr(0, text.find_last_not_of(" \n") + 1);
+  *session.out << text << '\n';
+}
+
+// Messages on lines of their own; the pieces of a dump as they come.
+void print_text(Session &session, std::string_view text) {
+  if (session.device.tracing().is_message()) {
+    print_message(session, text);
+  } else {
+    *session.out << text;
+  }
 }
 
 }  // namespace
 
 void set_console(Session &session, Levels levels) {
   session.console_levels = levels;
-  print_levels(session, levels);
+  session.device.tracing().set_console(levels, [&session](std::string_view text) { print_text(session, text); });
 }
 
 FullConsole::FullConsole(Session &session) : session_(session) {
-  print_levels(session, host::services::kAllLevels);
+  session.device.tracing().set_console(host::services::kAllLevels, [this](std::string_view text) {
+    *session_.out << text;
+    line_open_ = !text.ends_with('\n');
+  });
 }
 
 FullConsole::~FullConsole() {
-  print_levels(session_, session_.console_levels);
+  if (line_open_) {
+    *session_.out << '\n';
+  }
+  set_console(session_, session_.console_levels);
 }
 
 }  // namespace app

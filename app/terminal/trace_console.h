@@ -6,10 +6,10 @@
 
 namespace app {
 
-// Prints messages of `levels` from now on; none switches the console off.
+// Prints messages of `levels` from now on, each on lines of its own; none switches the console off.
 void set_console(Session &session, host::services::Levels levels);
 
-// Prints every trace message while it lives.
+// Prints everything that is traced while it lives, as it comes.
 class FullConsole {
  public:
   explicit FullConsole(Session &session);
@@ -19,6 +19,7 @@ class FullConsole {
 
  private:
   Session &session_;
+  bool line_open_ = false;
 };
 
 }  // namespace app

@@ -23,9 +23,14 @@ std::string Style::dressed(std::string_view text, const char *code) const {
   return colour_ ? concat("\033[", code, "m", text, "\033[0m") : std::string(text);
 }
 
+bool is_terminal_with_controls(int descriptor) {
+  const char *kind = std::getenv("TERM");
+  return isatty(descriptor) != 0 && kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
+}
+
 bool takes_colour(int descriptor) {
   const char *no_colour = std::getenv("NO_COLOR");
-  return isatty(descriptor) != 0 && (no_colour == nullptr || *no_colour == '\0');
+  return is_terminal_with_controls(descriptor) && (no_colour == nullptr || *no_colour == '\0');
 }
 
 std::vector<size_t> Table::widths() const {

@@ -25,7 +25,10 @@ class Style {
   bool colour_;
 };
 
-// Whether a file descriptor takes colour: a terminal, unless NO_COLOR is set.
+// Whether a file descriptor is a terminal that knows control sequences.
+bool is_terminal_with_controls(int descriptor);
+
+// Whether it takes colour: such a terminal, unless NO_COLOR is set.
 bool takes_colour(int descriptor);
 
 struct Column {

@@ -30,6 +30,7 @@ class Counters {
 
   // How many counters can exist at a time (8191 unless set).
   void set_capacity(size_t counters) { capacity_ = counters; }
+  size_t capacity() const { return capacity_; }
 
   // Counts one packet, if the counter exists.
   void count(uint32_t id, size_t bytes);

@@ -40,6 +40,7 @@ class Tcam {
 
   // How many valid records fit (4096 unless set).
   void set_capacity(size_t valid_records) { capacity_ = valid_records; }
+  size_t capacity() const { return capacity_; }
 
   // Side door: the records as they stand; a record placed without any check.
   const std::array<Record, TCAM_INDICES> &records() const { return records_; }

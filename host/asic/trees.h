@@ -30,6 +30,7 @@ class Trees {
 
   // How many trees can exist at a time (16383 unless set).
   void set_capacity(size_t trees) { capacity_ = trees; }
+  size_t capacity() const { return capacity_; }
 
   bool exists(uint32_t index) const { return trees_.contains(index); }
   std::vector<uint32_t> indices() const;             // of the trees that exist, rising

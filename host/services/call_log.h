@@ -2,13 +2,15 @@
 #ifndef HOST_SERVICES_CALL_LOG_H
 #define HOST_SERVICES_CALL_LOG_H
 
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace host::services {
 
-// One line a call, in order: the name, what distinguishes the call, the result, and what a successful call answered.
+// One line a call, in order; when there are 65536, the older half goes: the name, what distinguishes the call, the
+// result, and what a successful call answered.
 //   qtr_custom_cache_unified_entry_set(2000, vld=1) = 0
 //   qtr_custom_cache_unified_entry_get(4095) = 0
 //   libsdk_l3_route_stats_create() = 0, id 1
@@ -28,9 +30,16 @@ class CallLog {
   const std::vector<std::string> &lines() const { return lines_; }
   void clear() { lines_.clear(); }
 
-  void add(std::string line) { lines_.push_back(std::move(line)); }
+  void add(std::string line) {
+    if (lines_.size() == kCapacity) {
+      lines_.erase(lines_.begin(), lines_.begin() + kCapacity / 2);
+    }
+    lines_.push_back(std::move(line));
+  }
 
  private:
+  static constexpr size_t kCapacity = 65536;
+
   bool on_ = false;
   std::vector<std::string> lines_;
 };

@@ -12,10 +12,15 @@
 namespace host::services {
 
 std::string Clock::text() const {
-  const auto seconds = static_cast<time_t>(now_);
+  const time_t seconds = time_of_day_ ? time(nullptr) : static_cast<time_t>(now_);
   tm calendar{};
+  if (time_of_day_) {
+    localtime_r(&seconds, &calendar);
+  } else {
+    gmtime_r(&seconds, &calendar);
+  }
   char text[32];
-  strftime(text, sizeof text, "%a %b %e %H:%M:%S %Y", gmtime_r(&seconds, &calendar));
+  strftime(text, sizeof text, "%a %b %e %H:%M:%S %Y", &calendar);
   return text;
 }
 

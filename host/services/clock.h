@@ -23,8 +23,10 @@ class Clock {
  public:
   // Seconds since the start.
   uint64_t now() const { return now_; }
-  // The same as a calendar text, counted from the beginning of 1970: "Thu Jan  1 00:00:10 1970".
+  // The same as a calendar text, counted from the beginning of 1970: "Thu Jan  1 00:00:10 1970"; or the local time of
+  // day, if that is asked for.
   std::string text() const;
+  void show_time_of_day(bool on) { time_of_day_ = on; }
 
   // Lets time pass. Timers that come due on the way expire in the order of their times, each at its time; those that
   // came due during a pause expire first.
@@ -52,6 +54,7 @@ class Clock {
   void deliver(Timer &timer);
 
   uint64_t now_ = 0;
+  bool time_of_day_ = false;
   std::deque<Timer> timers_;  // a deque: timers stay where they are
   std::function<void(const uint32_t *)> deliver_;
   std::function<void(uint32_t)> mark_;

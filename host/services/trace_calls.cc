@@ -25,6 +25,7 @@ const char *trk_dbg_modname = "oftab";
 void hdm_ds_trace_add(const char *file, const char *function, int line, int flags, const char *format, ...) {
   host::Parts &parts = host::live();
   parts.faults.count(Call::hdm_ds_trace_add);
+  parts.tracing.set_message(true);
   if (!parts.tracing.ring_on()) {
     return;
   }
@@ -60,8 +61,9 @@ const char *hdm_debug_elem_descr(uint32_t level) {
 }
 
 void hdm_check_flush_dbg_out_file() {
-  host::live().faults.count(Call::hdm_check_flush_dbg_out_file);
-  fflush(dbg_out_file);
+  host::Parts &parts = host::live();
+  parts.faults.count(Call::hdm_check_flush_dbg_out_file);
+  parts.tracing.flush_file();
 }
 
 int trk_hist_event_subtype_check(uint32_t /*type*/, uint32_t level) {
@@ -86,7 +88,11 @@ void trk_hist_event(uint32_t type, uint32_t length, const void *record) {
 int trk_chk_int(uint32_t level, int /*a*/, int /*b*/, int /*c*/) {
   host::Parts &parts = host::live();
   parts.faults.count(Call::trk_chk_int);
-  return parts.tracing.on_console(level) ? 1 : 0;
+  if (parts.tracing.on_console(level)) {
+    return 1;
+  }
+  parts.tracing.set_message(false);
+  return 0;
 }
 
 void trcout(int enable, const void *modname, int flags, const char *format, ...) {

@@ -39,13 +39,32 @@ void Tracing::print(std::string_view text) {
   if (console_) {
     console_(text);
   }
+  is_message_ = false;
+}
+
+const TraceRecord *Tracing::failure_since(uint64_t count) const {
+  const uint64_t since = failure_count_ - count;
+  return since == 0 || since > failures_.size() ? nullptr : &failures_[failures_.size() - since];
 }
 
 void Tracing::open_file(const std::string &path) {
-  close_file();
-  dbg_out_file = fopen(path.c_str(), "w");
-  if (dbg_out_file == nullptr) {
+  FILE *const file = fopen(path.c_str(), "ae");
+  if (file == nullptr) {
     throw std::system_error(errno, std::generic_category(), path);
+  }
+  close_file();
+  dbg_out_file = file;
+  file_path_ = path;
+}
+
+void Tracing::flush_file() {
+  fflush(dbg_out_file);
+  if (ftell(dbg_out_file) > file_limit_) {
+    rename(file_path_.c_str(), (file_path_ + ".1").c_str());
+    FILE *const anew = fopen(file_path_.c_str(), "ae");
+    if (anew != nullptr) {
+      fclose(std::exchange(dbg_out_file, anew));
+    }
   }
 }
 
@@ -67,6 +86,7 @@ void Tracing::add_to_ring(TraceRecord record) {
 
 void Tracing::add_failure(TraceRecord record) {
   append(failures_, std::move(record), capacity_);
+  ++failure_count_;
 }
 
 void Tracing::add_event(HistoryEvent event) {

@@ -49,6 +49,11 @@ class Tracing {
   bool failures_on() const { return failures_on_; }
   const std::deque<TraceRecord> &failures() const { return failures_; }
 
+  // How many failures there were so far, and the first that came when there had been `count`: null if none did, or if
+  // it is not kept any more.
+  uint64_t failure_count() const { return failure_count_; }
+  const TraceRecord *failure_since(uint64_t count) const;
+
   // The event history, for some levels.
   void set_history(Levels levels) { history_levels_ = levels; }
   bool in_history(uint32_t level) const { return contains(history_levels_, level); }
@@ -58,10 +63,16 @@ class Tracing {
   void set_console(Levels levels, std::function<void(std::string_view text)> sink);
   bool on_console(uint32_t level) const { return contains(console_levels_, level); }
   void print(std::string_view text);
+  // For the console's sink: its text is a message of its own, not a piece of a dump.
+  bool is_message() const { return is_message_; }
+  void set_message(bool is_message) { is_message_ = is_message; }
 
-  // The output file (dbg_out_file), written anew; every message goes there while it is open. Throws std::system_error.
+  // The output file (dbg_out_file): every message goes to its end while it is open. When it has grown past the limit it
+  // is renamed, ".1" behind its name, in place of the one before it, and begun anew. Throws std::system_error.
   void open_file(const std::string &path);
   void close_file();
+  void set_file_limit(long bytes) { file_limit_ = bytes; }
+  void flush_file();
 
   // How many records each ring and the history keep.
   void set_capacity(size_t records) { capacity_ = records; }
@@ -82,9 +93,13 @@ class Tracing {
   Levels history_levels_ = kNoLevel;
   Levels console_levels_ = kNoLevel;
   std::function<void(std::string_view)> console_;
+  bool is_message_ = false;
   size_t capacity_ = kDefaultCapacity;
+  std::string file_path_;
+  long file_limit_ = 64L << 20;
   std::deque<TraceRecord> ring_;
   std::deque<TraceRecord> failures_;
+  uint64_t failure_count_ = 0;
   std::deque<HistoryEvent> history_;
 };
 

@@ -1,0 +1,23 @@
+// What the library traced about a failure, in an operator's words.
+#ifndef AGENT_FAILURES_H
+#define AGENT_FAILURES_H
+
+#include <string>
+
+#include "host/switch.h"
+
+namespace agent {
+
+// "no bridge domain for VLAN 110"; for a failure without words of its own, what was traced.
+std::string failure_text(const host::services::TraceRecord &failure, host::Switch &device);
+
+// "3 of 4096 valid records", as used of capacity.
+std::string usage_text(size_t used, size_t capacity);
+
+// The multicast indices that flows hold, and all that the library gives out.
+size_t used_multicast_indices();
+size_t multicast_indices();
+
+}  // namespace agent
+
+#endif

@@ -1,0 +1,62 @@
+#include "app/terminal/script_reader.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "app/commands/command_error.h"
+#include "app/terminal/signals.h"
+
+namespace app {
+
+ScriptReader::ScriptReader(const std::string &path)
+    : name_(path == "-" ? "standard input" : path),
+      descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+  if (descriptor_ == -1) {
+    throw CommandError(name_ + ": " + std::strerror(errno));
+  }
+}
+
+ScriptReader::~ScriptReader() {
+  if (descriptor_ != STDIN_FILENO) {
+    close(descriptor_);
+  }
+}
+
+bool ScriptReader::read_more() {
+  std::array<char, 65536> part;
+  ssize_t length = 0;
+  do {
+    length = read(descriptor_, part.data(), part.size());
+  } while (length == -1 && errno == EINTR && !interrupted());
+  if (length == -1 && errno != EINTR) {
+    throw CommandError(name_ + ": " + std::strerror(errno));
+  }
+  ahead_.append(part.data(), length > 0 ? static_cast<size_t>(length) : 0);
+  return length > 0;
+}
+
+bool ScriptReader::next(std::string &line) {
+  size_t end = ahead_.find('\n');
+  while (end == std::string::npos) {
+    const size_t searched = ahead_.size();
+    if (!read_more()) {
+      break;
+    }
+    end = ahead_.find('\n', searched);
+  }
+  if (interrupted() || ahead_.empty()) {
+    return false;
+  }
+  line = ahead_.substr(0, end);
+  ahead_.erase(0, end == std::string::npos ? end : end + 1);
+  if (line.ends_with('\r')) {
+    line.pop_back();
+  }
+  return true;
+}
+
+}  // namespace app

@@ -1,0 +1,37 @@
+// Signals: Ctrl-C ends a command, never the switch; SIGTERM and SIGHUP end the program in order.
+#ifndef APP_TERMINAL_SIGNALS_H
+#define APP_TERMINAL_SIGNALS_H
+
+#include <string>
+
+#include "app/commands/command_error.h"
+
+namespace app {
+
+// Takes over SIGINT, SIGTERM, SIGHUP and SIGPIPE, and SIGWINCH and SIGCONT for the terminal. System calls that wait end
+// with EINTR.
+void catch_signals();
+
+// Whether the running command shall end: Ctrl-C was pressed since forget_interrupt, or the program shall end.
+bool interrupted();
+void forget_interrupt();
+
+// The signal that asks the program to end, 0 if none did.
+int termination();
+
+// Whether the terminal's size or modes may have changed since the last call.
+bool take_terminal_change();
+
+// A command that ended before its work was done, on request.
+class Interrupted : public CommandError {
+ public:
+  // `done` tells what was applied, and stays: "1200 of 4000 flows were added".
+  explicit Interrupted(const std::string &done) : CommandError("interrupted: " + done) {}
+};
+
+// Waits until `descriptor` can be read. False when a signal came before that.
+bool wait_for_input(int descriptor);
+
+}  // namespace app
+
+#endif
