@@ -36,8 +36,7 @@ class Asic {
   const StaticMatches &static_matches() const { return static_matches_; }
 
   // Looks a packet up, counts it on the counter of the record that matched, and tells what became of it. `l2lif`: the
-  // hardware interface id of its ingress port. A packet without VLAN, with VLAN 0, or with a VLAN that has no bridge
-  // domain belongs to bridge domain 0.
+  // hardware interface id of its ingress port.
   Fate forward(uint16_t l2lif, const PacketHeader &packet);
 
  private:

@@ -11,10 +11,6 @@ using fields = hw::forward_result;
 // `entry_type` of the result layout that has a multicast index.
 constexpr uint64_t kForwardLayout = 1;
 
-uint16_t bridge_domain(const Vlans &vlans, const PacketHeader &packet) {
-  return packet.vlan ? vlans.bridge_domain(*packet.vlan).value_or(0) : uint16_t{0};
-}
-
 uint32_t multicast_index(const uint8_t *result) {
   return hw::get(result, fields::entry_type) == kForwardLayout ? hw::ltl_idx(result) : 0;
 }
@@ -45,7 +41,7 @@ Fate act(const uint8_t *result, const Trees &trees) {
 }  // namespace
 
 Fate Asic::forward(uint16_t l2lif, const PacketHeader &packet) {
-  const std::optional<uint16_t> index = tcam_.lookup({packet, l2lif, bridge_domain(vlans_, packet)});
+  const std::optional<uint16_t> index = tcam_.lookup(packet_key(packet, l2lif, vlans_.domain_of(packet.vlan)));
   if (!index) {
     return {};
   }

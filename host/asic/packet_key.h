@@ -1,38 +1,32 @@
-// A packet as the TCAM compares it: one key for each of the three key formats.
+// A packet as the TCAM compares it.
+//
+// The key has three formats, of which a record's own `class` chooses the one that it is compared in. All share most
+// fields and have the ethertype at a place of their own; the IP format alone has the others. A packet's key in IP
+// format therefore holds everything that any record can ask for.
 #ifndef HOST_ASIC_PACKET_KEY_H
 #define HOST_ASIC_PACKET_KEY_H
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
-#include <span>
 
 #include "host/asic/packet.h"
+#include "platform/asic_sdk.h"
 
 namespace host::asic {
 
-constexpr size_t kKeyWords = 6;  // 44 bytes, padded to whole 64-bit words
+using Key = std::array<uint8_t, TCAM_KEY_SIZE>;
 
-using KeyWords = std::array<uint64_t, kKeyWords>;
-
-// A 44-byte key or mask as words; the padding is 0.
-KeyWords to_words(std::span<const uint8_t> part);
-
-enum Format : uint8_t { kIpFormat, kArpFormat, kEthernetFormat, kFormatCount };
+enum class Format { Ip, Arp, Ethernet };
 
 // The format that a key's `class` selects.
-Format format_of(std::span<const uint8_t> key);
+Format format_of(const Key &key);
 
-class PacketKeys {
- public:
-  // `l2lif`: the hardware interface id of the ingress port; `bd`: the bridge domain of the packet's VLAN.
-  PacketKeys(const PacketHeader &packet, uint16_t l2lif, uint16_t bd);
+// A key or mask in another format. What has no place there is lost: all but the shared fields and the ethertype.
+Key reformat(const Key &key, Format from, Format to);
 
-  const KeyWords &in(Format format) const { return keys_[format]; }
-
- private:
-  std::array<KeyWords, kFormatCount> keys_;
-};
+// The packet's key in IP format. `l2lif`: the hardware interface id of the ingress port; `bd`: the packet's bridge
+// domain.
+Key packet_key(const PacketHeader &packet, uint16_t l2lif, uint16_t bd);
 
 }  // namespace host::asic
 

@@ -1,30 +1,23 @@
 #include "host/asic/tcam.h"
 
 #include <algorithm>
-#include <functional>
-#include <numeric>
 #include <string>
-#include <unordered_set>
 
 #include "oftab/hw_entry.h"
 
 namespace host::asic {
 namespace {
 
-KeyWords masked(KeyWords words, const KeyWords &mask) {
-  for (size_t i = 0; i < kKeyWords; ++i) {
-    words[i] &= mask[i];
+Key masked(Key key, const Key &mask) {
+  for (size_t i = 0; i < key.size(); ++i) {
+    key[i] &= mask[i];
   }
-  return words;
+  return key;
 }
 
-bool matches(const KeyWords &packet, const KeyWords &value, const KeyWords &mask) {
-  for (size_t i = 0; i < kKeyWords; ++i) {
-    if ((packet[i] & mask[i]) != value[i]) {
-      return false;
-    }
-  }
-  return true;
+bool matches(const Record &record, const Key &packet) {
+  const Key key = reformat(packet, Format::Ip, format_of(record.key));
+  return record.valid() && masked(key, record.mask) == masked(record.key, record.mask);
 }
 
 }  // namespace
@@ -59,8 +52,11 @@ void Tcam::put(uint16_t index, const Record &record) {
   Record &place = records_.at(index);
   valid_count_ -= place.valid() ? 1U : 0U;
   valid_count_ += record.valid() ? 1U : 0U;
+  if ((record.key != place.key || record.mask != place.mask) && !is_changed_.test(index)) {
+    is_changed_.set(index);
+    changed_.push_back(index);
+  }
   place = record;
-  stale_ = true;
 }
 
 std::vector<uint16_t> Tcam::valid_indices() const {
@@ -73,58 +69,38 @@ std::vector<uint16_t> Tcam::valid_indices() const {
   return indices;
 }
 
-// How many different values the candidates ask for in one word.
-size_t Tcam::diversity(size_t word) const {
-  std::unordered_set<uint64_t> values;
-  for (const Candidate &candidate : candidates_) {
-    values.insert(candidate.value[word]);
+// Brings a record into the format of packet keys. One that loses a bit on the way asks for what no packet has.
+void Tcam::make_searchable(uint16_t index) const {
+  const Record &record = records_[index];
+  const Format format = format_of(record.key);
+  const Key asked = masked(record.key, record.mask);
+  const Key value = reformat(asked, format, Format::Ip);
+  if (record.valid() && reformat(value, Format::Ip, format) == asked) {
+    search_.set(index, value, reformat(record.mask, format, Format::Ip));
+  } else {
+    search_.remove(index);
   }
-  return values.size();
 }
 
-// The words by falling diversity: most candidates then differ from a packet in the first word that is compared.
-void Tcam::choose_word_order() const {
-  std::array<size_t, kKeyWords> diversities{};
-  for (size_t word = 0; word < kKeyWords; ++word) {
-    diversities[word] = diversity(word);
+void Tcam::follow_changes() const {
+  for (const uint16_t index : changed_) {
+    make_searchable(index);
   }
-  std::iota(word_order_.begin(), word_order_.end(), size_t{0});
-  std::ranges::stable_sort(word_order_, std::greater(), [&](size_t word) { return diversities[word]; });
+  changed_.clear();
+  is_changed_.reset();
 }
 
-KeyWords Tcam::in_word_order(const KeyWords &words) const {
-  KeyWords ordered{};
-  std::ranges::transform(word_order_, ordered.begin(), [&words](size_t word) { return words[word]; });
-  return ordered;
+std::optional<uint16_t> Tcam::lookup(const Key &packet) const {
+  if (!changed_.empty()) {
+    follow_changes();
+  }
+  const std::optional<size_t> index = search_.first(packet);
+  return index ? std::optional(static_cast<uint16_t>(*index)) : std::nullopt;
 }
 
-void Tcam::rebuild_candidates() const {
-  candidates_.clear();
-  for (const uint16_t index : valid_indices()) {
-    const Record &record = records_[index];
-    const KeyWords mask = to_words(record.mask);
-    candidates_.push_back({masked(to_words(record.key), mask), mask, format_of(record.key), index});
-  }
-  choose_word_order();
-  for (Candidate &candidate : candidates_) {
-    candidate.value = in_word_order(candidate.value);
-    candidate.mask = in_word_order(candidate.mask);
-  }
-  stale_ = false;
-}
-
-std::optional<uint16_t> Tcam::lookup(const PacketKeys &packet) const {
-  if (stale_) {
-    rebuild_candidates();
-  }
-  std::array<KeyWords, kFormatCount> keys{};
-  for (const Format format : {kIpFormat, kArpFormat, kEthernetFormat}) {
-    keys[format] = in_word_order(packet.in(format));
-  }
-  const auto hit = std::ranges::find_if(candidates_, [&keys](const Candidate &candidate) {
-    return matches(keys[candidate.format], candidate.value, candidate.mask);
-  });
-  return hit == candidates_.end() ? std::nullopt : std::optional(hit->index);
+std::optional<uint16_t> Tcam::scan(const Key &packet) const {
+  const auto hit = std::ranges::find_if(records_, [&](const Record &record) { return matches(record, packet); });
+  return hit == records_.end() ? std::nullopt : std::optional(static_cast<uint16_t>(hit - records_.begin()));
 }
 
 }  // namespace host::asic

@@ -12,14 +12,15 @@
 
 #include "host/asic/packet_key.h"
 #include "host/asic/sdk_error.h"
+#include "host/asic/ternary_search.h"
 #include "host/services/violations.h"
 #include "platform/asic_sdk.h"
 
 namespace host::asic {
 
 struct Record {
-  std::array<uint8_t, TCAM_KEY_SIZE> key{};
-  std::array<uint8_t, TCAM_KEY_SIZE> mask{};
+  Key key{};
+  Key mask{};
   std::array<uint8_t, TCAM_RESULT_SIZE> result{};
 
   bool valid() const;  // the key's `vld`
@@ -49,24 +50,17 @@ class Tcam {
 
   std::vector<uint16_t> valid_indices() const;
 
-  // The lowest index whose record is valid and matches.
-  std::optional<uint16_t> lookup(const PacketKeys &packet) const;
+  // The lowest index whose record is valid and matches a packet's key (packet_key()).
+  std::optional<uint16_t> lookup(const Key &packet) const;
+
+  // The same, found by comparing record after record: what `lookup` means.
+  std::optional<uint16_t> scan(const Key &packet) const;
 
  private:
   friend class NoTcamWrites;
 
-  // A valid record, ready for comparison.
-  struct Candidate {
-    KeyWords value;  // key and mask
-    KeyWords mask;
-    Format format;
-    uint16_t index;
-  };
-
-  void rebuild_candidates() const;
-  size_t diversity(size_t word) const;
-  void choose_word_order() const;
-  KeyWords in_word_order(const KeyWords &words) const;
+  void make_searchable(uint16_t index) const;
+  void follow_changes() const;
 
   services::Violations &violations_;
   std::array<Record, TCAM_INDICES> records_{};
@@ -75,11 +69,10 @@ class Tcam {
   size_t valid_count_ = 0;
   int forbidden_ = 0;  // open NoTcamWrites scopes
 
-  // The valid records in index order, their words in the order in which they are compared; rebuilt by the first lookup
-  // after a write.
-  mutable std::vector<Candidate> candidates_;
-  mutable std::array<size_t, kKeyWords> word_order_{};
-  mutable bool stale_ = false;
+  // The valid records, and the indices whose keys or masks changed since the last lookup.
+  mutable TernarySearch search_{TCAM_INDICES};
+  mutable std::vector<uint16_t> changed_;
+  mutable std::bitset<TCAM_INDICES> is_changed_;
 };
 
 // While it lives, every TCAM write through the SDK is refused and recorded as a violation.

@@ -24,9 +24,17 @@ bool same(const Mac &one, const Mac &other, const Mac &mask) {
   return all;
 }
 
-// The bridge domain that the host gives a VLAN.
+constexpr uint32_t kUntagged = 0xffff;
+constexpr uint32_t kPriorityTagged = 0x1000;
+
+// The bridge domain that the host gives the frames that a flow calls by this VLAN.
 uint32_t bridge_domain(uint32_t vlan) {
-  return vlan == 0 ? 0 : vlan + 100;
+  return vlan == kUntagged ? 100 : vlan == kPriorityTagged ? 99 : vlan + 100;
+}
+
+// What a flow calls a packet's VLAN.
+uint32_t vlan_of(const host::asic::PacketHeader &packet) {
+  return packet.vlan == 0 ? kPriorityTagged : packet.vlan.value_or(kUntagged);
 }
 
 bool names_interface(const Flow &flow) {
@@ -49,7 +57,7 @@ bool matches(const Flow &flow, const Packet &packet) {
   const auto &[value, mask] = std::tie(flow.value, flow.mask);
   const host::asic::PacketHeader &header = packet.header;
   const bool vlan_matches =
-      value.vlan == 0 || same(bridge_domain(value.vlan), bridge_domain(header.vlan.value_or(0)), mask.vlan & 0x1fffU);
+      value.vlan == 0 || same(bridge_domain(value.vlan), bridge_domain(vlan_of(header)), mask.vlan & 0x1fffU);
   return ingress_matches(flow, packet.ingress) && vlan_matches && same(value.mac_sa, header.mac_sa, mask.mac_sa) &&
          same(value.mac_da, header.mac_da, mask.mac_da) && same(value.ethertype, header.ethertype, mask.ethertype) &&
          ((value.ethertype & mask.ethertype) != kIpv4 || ip_matches(value, mask, header));
@@ -71,7 +79,7 @@ int32_t flow_status(const Flow &flow) {
   if (const int32_t status = action_status(flow.action); status != 0) {
     return status;
   }
-  const bool no_bridge_domain = flow.value.vlan > 4094;
+  const bool no_bridge_domain = flow.value.vlan == 4095;
   const bool no_interface = names_interface(flow) && (flow.value.ifindex >> 24 != 0x1a);
   return no_bridge_domain || no_interface ? -3 : 0;
 }

@@ -5,6 +5,7 @@ namespace {
 
 constexpr uint32_t kEthertypes[] = {0x0800, 0x0800, 0x0806, 0x88cc, 0x0880};
 constexpr uint16_t kVlans[] = {0, 5, 6, 0x105};
+constexpr uint16_t kVlanMatches[] = {0, 5, 6, 0x105, 0x1000, 0xffff};
 constexpr uint32_t kAddresses[] = {0x0a000001, 0x0a000002, 0x0a000101, 0xc0a80001};
 constexpr uint16_t kProtocols[] = {1, 6, 17};
 constexpr uint16_t kTos[] = {0, 0xb8, 0x20};
@@ -82,7 +83,7 @@ Flow random_flow(Dice &dice) {
   mask.mac_sa = random_mac_mask(dice);
   value.mac_da = dice.pick(kMacs);
   mask.mac_da = random_mac_mask(dice);
-  choose(dice, kVlans, value.vlan, mask.vlan);
+  choose(dice, kVlanMatches, value.vlan, mask.vlan);
   choose(dice, kAddresses, value.ip_sa, mask.ip_sa);
   choose(dice, kAddresses, value.ip_da, mask.ip_da);
   choose(dice, kTos, value.tos, mask.tos);
@@ -100,7 +101,7 @@ Packet random_packet(Dice &dice) {
   header.mac_sa = dice.pick(kMacs);
   header.mac_da = dice.pick(kMacs);
   header.ethertype = static_cast<uint16_t>(dice.pick(kEthertypes));
-  if (const uint16_t vlan = dice.pick(kVlans); vlan != 0) {
+  if (const uint16_t vlan = dice.pick(kVlans); vlan != 0 || dice.one_in(2)) {
     header.vlan = vlan;
   }
   if (header.ethertype == 0x0800) {
