@@ -127,7 +127,7 @@ class merge {
       if (slot->tcam_index != index_ || is_write_due(*slot)) {
         set_flags(*slot, OFTAB_ENTRY_MOVED);
       }
-      slot->tcam_index = index_;
+      slot->tcam_index = static_cast<uint16_t>(index_);
       count_placed();
     }
     ++next_record_;
@@ -164,7 +164,7 @@ class merge {
       return status;
     }
     own_counter(slot.stats_id);
-    slot.tcam_index = index_;
+    slot.tcam_index = static_cast<uint16_t>(index_);
     slot.priority = flow_->priority;
     slot.ifindex = flow_->value.ifindex;
     set_flags(slot, OFTAB_ENTRY_NEW);
@@ -180,7 +180,7 @@ class merge {
     --shadow.free_entries;
   }
 
-  uint16_t index_;  // the next TCAM index to fill
+  uint32_t index_;  // the next TCAM index to fill
   const oftab_flow_t *flow_;
   uint16_t flows_left_;
   oftab_entry_update_resp_t *response_;
@@ -192,9 +192,9 @@ class merge {
 // A range that leads past the array ends with the array; one that begins behind it, or that placed nothing from index 0
 // on, is empty.
 void fit_header(oftab_tcam_tbl_t &shadow) {
-  if (shadow.entries_allocated == 0) {
+  if (shadow.tcam_st_idx > LAST_INDEX || (shadow.tcam_end_idx > LAST_INDEX && shadow.entries_allocated == 0)) {
     set_empty_header(shadow);
-  } else {
+  } else if (shadow.tcam_end_idx > LAST_INDEX || shadow.tcam_end_idx + 1 < shadow.tcam_st_idx) {
     shadow.tcam_end_idx = LAST_INDEX;
   }
 }
@@ -230,8 +230,8 @@ int32_t oftab_insert_entries_top_down(const oftab_entry_update_req_t *request, u
   if (shadow.tcam_end_idx > LAST_INDEX) {
     TRACE_WARNING("*** Something wrong in updating the table(). start_index=%d end_index=%d *** \n", start,
                   shadow.tcam_end_idx);
-    fit_header(shadow);
   }
+  fit_header(shadow);
   TRACE_EXIT();
   return response->status;
 }
