@@ -1,11 +1,12 @@
 #include "agent/agent.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "agent/counts.h"
 #include "agent/requests.h"
 #include "agent/responses.h"
-#include "agent/table_view.h"
+#include "agent/timeouts.h"
 #include "oftab/oftab.h"
 
 namespace agent {
@@ -24,22 +25,6 @@ bool succeeds(host::Switch &device, const Bytes &request) {
 bool takes_packet(const FlowMod &mod) {
   const bool installs = mod.command != Command::Delete && mod.command != Command::DeleteStrict;
   return installs && mod.buffer_id != kNoBuffer;
-}
-
-// The first time after `after` at which a flow times out, if it is not used any more.
-Time first_deadline(const FlowTable &flows, Time after) {
-  Time first = Time::max();
-  const auto consider = [&](uint16_t timeout, Time since) {
-    const Time deadline = since + std::chrono::seconds(timeout);
-    if (timeout != 0 && deadline > after) {
-      first = std::min(first, deadline);
-    }
-  };
-  for (const auto &[seq_no, entry] : flows.entries()) {
-    consider(entry.flow.hard_timeout, entry.added);
-    consider(entry.flow.idle_timeout, entry.used);
-  }
-  return first;
 }
 
 }  // namespace
@@ -153,9 +138,10 @@ Aggregate Agent::aggregate_statistics(const Match &match, uint32_t out_port, Tim
 }
 
 TableStatistics Agent::table_statistics(Time age) {
-  const Aggregate all = aggregate_statistics({}, kPortNone, age);
-  const uint64_t missed = oftab_hw_rsrc_g.catch_all_entry.pkt_cnt;
-  return {all.flows, all.counts.packets + missed, all.counts.packets};
+  refresh_counts(age);
+  const auto &lookups = device_.asic().lookups();
+  const uint64_t missed = lookups.unmatched + oftab_hw_rsrc_g.catch_all_entry.pkt_cnt;
+  return {flows_.size(), lookups.packets, lookups.packets - std::min(missed, lookups.packets)};
 }
 
 std::optional<Agent::PortModError> Agent::modify_port(uint32_t ifindex, const std::array<uint8_t, 6> &hw_addr,

@@ -1,8 +1,6 @@
 #include "agent/batch_placement.h"
 
-#include <iterator>
-#include <tuple>
-
+#include "agent/fields.h"
 #include "agent/table_view.h"
 #include "oftab/oftab.h"
 
@@ -12,15 +10,11 @@ namespace {
 constexpr size_t kLastIndex = OFTAB_FLOW_CAPACITY - 1;
 constexpr uint32_t kExactRank = 0x10000;  // above every priority of OpenFlow
 
-constexpr uint64_t kExact[] = {kExactIfindex, kExactMac, kExactMac, kExactEthertype, kExactVlan, kExactVlanPcp,
-                               kExactIp,      kExactIp,  kExactTos, kExactProtocol,  kExactPort, kExactPort};
-static_assert(std::size(kExact) == std::tuple_size_v<decltype(Match::fields)>);
-
 // Whether nothing more could be compared of the packets that match.
 bool is_exact(const Match &match) {
   Match exact = match;
-  for (size_t i = 0; i < exact.fields.size(); ++i) {
-    exact.fields[i].mask = kExact[i];
+  for (const FieldRow &row : field_rows()) {
+    exact[row.field].mask = row.exact;
   }
   return normalised(exact) == match;
 }

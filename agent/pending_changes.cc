@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "agent/flow_check.h"
+#include "agent/hardware.h"
 #include "oftab/oftab.h"
 
 namespace agent {
@@ -17,11 +18,20 @@ TableEntry renewed(TableEntry entry, uint32_t seq_no) {
   return entry;
 }
 
+bool has_outputs(const std::vector<Action> &actions) {
+  return lowered(actions).kind == HardwareActions::Kind::Output;
+}
+
 }  // namespace
 
 void PendingChanges::begin(FlowModResults &results, Time now) {
   now_ = now;
   results_ = &results;
+  for (const uint32_t seq_no : std::exchange(broken_, {})) {
+    if (const TableEntry *entry = table_.find(seq_no)) {
+      mend(*entry);
+    }
+  }
   discard_records();
 }
 
@@ -122,38 +132,50 @@ void PendingChanges::send_changes() {
       fail(changes_[i].mod, statuses[i]);
     }
   }
-  const auto undone =
-      std::ranges::stable_partition(changes_, [this](const Change &each) { return !has_failed(each.mod); });
-  restore({undone.begin(), undone.end()});
-  changes_.erase(undone.begin(), undone.end());
+  const auto undone = std::stable_partition(changes_.begin(), changes_.end(),
+                                            [this](const Change &each) { return !has_failed(each.mod); });
+  restore({undone, changes_.end()});
+  changes_.erase(undone, changes_.end());
   for (Change &change : changes_) {
     table_.find(change.seq_no)->flow.actions = std::move(change.actions);
   }
   changes_.clear();
 }
 
-// The flows get the actions back that they had before.
+// The flows get the actions back that they had before. One that has no outputs and was to get some may name their index
+// now, which only another record gets rid of.
 void PendingChanges::restore(std::span<const Change> changes) {
-  std::vector<Flow> flows(changes.size());
-  std::ranges::transform(changes, flows.begin(), [this](const Change &each) { return table_.find(each.seq_no)->flow; });
+  std::vector<Flow> flows;
+  for (const Change &change : changes) {
+    const TableEntry &entry = *table_.find(change.seq_no);
+    if (has_outputs(entry.flow.actions) || !has_outputs(change.actions)) {
+      flows.push_back(entry.flow);
+    } else {
+      mend(entry);
+    }
+  }
   const Statuses statuses = modify_batch(device_, flows);
-  for (size_t i = 0; i < changes.size(); ++i) {
+  for (size_t i = 0; i < flows.size(); ++i) {
     if (statuses[i] != OFTAB_OK) {
-      mend(*table_.find(changes[i].seq_no));
+      mend(*table_.find(*flows[i].seq_no));
     }
   }
 }
 
-// A new record takes the place of one that could not get its actions back; where that is refused too, it stays.
+// Another record takes the place of one that does not do what its flow says; as long as that is refused, or there is no
+// room for both, each run tries again.
 void PendingChanges::mend(const TableEntry &broken) {
+  const uint32_t old = *broken.flow.seq_no;
   if (!has_room()) {
+    broken_.insert(old);
     return;
   }
-  TableEntry whole = renewed(broken, table_.take_seq_no());
-  const uint32_t seq_no = *whole.flow.seq_no;
+  const uint32_t seq_no = table_.take_seq_no();
+  TableEntry whole = renewed(broken, seq_no);
   if (add_batch(device_, {&whole.flow, 1}).front() == OFTAB_OK) {
-    take_over(std::move(whole), *broken.flow.seq_no);
+    take_over(std::move(whole), old);
   } else {
+    broken_.insert(old);
     table_.give_back(seq_no);
   }
 }
@@ -180,12 +202,12 @@ void PendingChanges::replace_in_place(size_t mod, const TableEntry &old, TableEn
     return fail(mod, status);
   }
   TableEntry before = renewed(table_.erase(seq_no), seq_no);
-  if (const int32_t status = add_batch(device_, {&by.flow, 1}).front(); status == OFTAB_OK) {
+  const int32_t status = add_batch(device_, {&by.flow, 1}).front();
+  if (status == OFTAB_OK) {
     table_.insert(std::move(by));
     return;
-  } else {
-    fail(mod, status);
   }
+  fail(mod, status);
   if (add_batch(device_, {&before.flow, 1}).front() == OFTAB_OK) {
     table_.insert(std::move(before));
   } else {

@@ -91,6 +91,7 @@ class PendingChanges {
   std::unordered_set<uint32_t> touched_;
   size_t replaced_ = 0;
   std::set<uint32_t> leftovers_;  // numbers of records that no flow has any more, to be deleted
+  std::set<uint32_t> broken_;     // numbers of flows whose records could not get their actions back
 };
 
 }  // namespace agent

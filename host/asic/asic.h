@@ -35,6 +35,13 @@ class Asic {
   const Vlans &vlans() const { return vlans_; }
   const StaticMatches &static_matches() const { return static_matches_; }
 
+  // Packets that were looked up so far, and those among them that no record matched.
+  struct Lookups {
+    uint64_t packets = 0;
+    uint64_t unmatched = 0;
+  };
+  const Lookups &lookups() const { return lookups_; }
+
   // Looks a packet up, counts it on the counter of the record that matched, and tells what became of it. `l2lif`: the
   // hardware interface id of its ingress port.
   Fate forward(uint16_t l2lif, const PacketHeader &packet);
@@ -45,6 +52,7 @@ class Asic {
   Trees trees_;
   Vlans vlans_;
   StaticMatches static_matches_;
+  Lookups lookups_;
 };
 
 }  // namespace host::asic

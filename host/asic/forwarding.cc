@@ -43,12 +43,15 @@ Fate act(const uint8_t *result, const Trees &trees) {
 Fate Asic::forward(uint16_t l2lif, const PacketHeader &packet) {
   const std::optional<uint16_t> index = tcam_.lookup(packet_key(packet, l2lif, vlans_.domain_of(packet.vlan)));
   if (!index) {
+    ++lookups_.packets;
+    ++lookups_.unmatched;
     return {};
   }
   const uint8_t *result = tcam_.at(*index).result.data();
   counters_.count(hw::get32(result, fields::adj_stats_ptr), packet.length);
   Fate fate = act(result, trees_);
   fate.tcam_index = index;
+  ++lookups_.packets;
   return fate;
 }
 

@@ -1,0 +1,155 @@
+#include <algorithm>
+#include <iterator>
+#include <numeric>
+#include <utility>
+
+#include "agent/batch.h"
+#include "agent/batch_placement.h"
+#include "agent/batch_requests.h"
+#include "oftab/oftab.h"
+
+namespace agent {
+namespace {
+
+// Records that stand below the whole table for a moment: once they are gone, the range reaches as far down as they did,
+// and the library compares priorities down to there. They match no frame, as a source address is never a group's.
+class Fillers {
+ public:
+  explicit Fillers(size_t count) {
+    for (uint32_t i = 0; i < count; ++i) {
+      seq_nos_.push_back(kFirst + i);
+      Flow &filler = flows_.emplace_back();
+      filler.seq_no = kFirst + i;
+      filler.priority = 0;
+      filler.match[Field::DlSrc] = {kExactMac, kExactMac};
+    }
+  }
+
+  void come_and_go(host::Switch &device) const {
+    ask(device, flow_request(OFTAB_ENTRY_ADD, flows_));
+    delete_batch(device, seq_nos_);
+  }
+
+ private:
+  static constexpr uint32_t kFirst = 0xF0000000;  // beyond the sequence numbers of flows
+
+  std::vector<uint32_t> seq_nos_;
+  std::vector<Flow> flows_;
+};
+
+// Adding flows that are in order by falling priority.
+class Adding {
+ public:
+  Adding(host::Switch &device, std::span<const Flow> flows) : device_(device), flows_(flows) {
+    std::ranges::transform(flows, std::back_inserter(priorities_), library_priority);
+  }
+
+  Statuses add_all() {
+    std::vector<size_t> order(flows_.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    std::ranges::stable_sort(order, std::ranges::greater(), [this](size_t i) { return priorities_[i]; });
+    add(order);
+    return std::move(statuses_);
+  }
+
+ private:
+  static constexpr size_t kFewerThanFillers = 3;  // requests, that as many flows can as well have for themselves
+
+  // `order`: positions in the flows.
+  void add(std::span<const size_t> order) {
+    while (!order.empty()) {
+      const size_t count = next_request(order);
+      submit(order.first(count));
+      order = order.subspan(count);
+    }
+  }
+
+  std::vector<uint32_t> priorities(std::span<const size_t> order) const {
+    std::vector<uint32_t> priorities(order.size());
+    std::ranges::transform(order, priorities.begin(), [this](size_t i) { return priorities_[i]; });
+    return priorities;
+  }
+
+  // How many of the flows can go in one request.
+  size_t next_request(std::span<const size_t> order) const {
+    if (order.size() == 1) {
+      return 1;
+    }
+    const auto all = priorities(order);
+    const TableShape shape = table_shape();
+    if (keeps_order(shape, all)) {
+      return all.size();
+    }
+    if (all.size() > kFewerThanFillers && make_room_below(shape, all)) {
+      return all.size();
+    }
+    const size_t above = std::clamp<size_t>(shape.start, 1, all.size());
+    return keeps_order(table_shape(), std::span(all).first(above)) ? above : 1;
+  }
+
+  // Whether there is now so much room that one request will do. Not when all flows of the table are of priority 0:
+  // fillers would go above them.
+  bool make_room_below(const TableShape &shape, std::span<const uint32_t> all) const {
+    const size_t count = std::min(all.size(), OFTAB_FLOW_CAPACITY - 1 - shape.end);
+    if (first_index(shape, count, 0) != shape.start) {
+      return false;
+    }
+    Fillers(count).come_and_go(device_);
+    return keeps_order(table_shape(), all);
+  }
+
+  // One request. Flows that it names as failed are left out of a second one; when it names none, halves are tried.
+  void submit(std::span<const size_t> order) {
+    const auto response = ask(device_, request(order));
+    if (succeeded(response)) {
+      return;
+    }
+    const std::vector<size_t> others = settle(order, response);
+    if (others.empty() || order.size() == 1) {
+      clean_up(device_);
+    }
+    if (others.size() < order.size()) {
+      add(others);
+    } else if (order.size() == 1) {
+      statuses_[order[0]] = failure(response, 0);
+    } else {
+      add(order.first(order.size() / 2));
+      add(order.subspan(order.size() / 2));
+    }
+  }
+
+  Bytes request(std::span<const size_t> order) const {
+    std::vector<Flow> flows(order.size());
+    std::ranges::transform(order, flows.begin(), [this](size_t i) { return flows_[i]; });
+    return flow_request(OFTAB_ENTRY_ADD, flows);
+  }
+
+  // Notes what became of flows that the response names as failed, or that stand in the table although it did not come
+  // or says that all failed. Returns the others.
+  std::vector<size_t> settle(std::span<const size_t> order, const std::optional<Response> &response) {
+    const auto live = live_seq_nos();
+    std::vector<size_t> others;
+    for (size_t k = 0; k < order.size(); ++k) {
+      const bool named = response && k < response->entries.size() && response->entries[k].status != OFTAB_OK;
+      if (named) {
+        statuses_[order[k]] = response->entries[k].status;
+      } else if (!live.contains(*flows_[order[k]].seq_no)) {
+        others.push_back(order[k]);
+      }
+    }
+    return others;
+  }
+
+  host::Switch &device_;
+  std::span<const Flow> flows_;
+  std::vector<uint32_t> priorities_;
+  Statuses statuses_ = Statuses(flows_.size(), OFTAB_OK);
+};
+
+}  // namespace
+
+Statuses add_batch(host::Switch &device, std::span<const Flow> flows) {
+  return Adding(device, flows).add_all();
+}
+
+}  // namespace agent

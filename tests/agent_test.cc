@@ -1,0 +1,296 @@
+// The agent's batches, packets, ports and its view of what others did to the library.
+#include "agent/agent.h"
+
+#include <algorithm>
+#include <map>
+
+#include "agent/table_view.h"
+#include "tests/support/random_flows.h"
+#include "tests/support/rig.h"
+
+namespace agent {
+namespace {
+
+using test::port;
+using Command = FlowMod::Command;
+using Kind = AgentError::Kind;
+using Bytes = std::vector<uint8_t>;
+
+// An ARP frame from 02:00:00:00:00:01 to all.
+Bytes arp_frame() {
+  Bytes frame(60);
+  std::fill_n(frame.begin(), 6, uint8_t{0xff});
+  frame[6] = 2;
+  frame[11] = 1;
+  frame[12] = 0x08;
+  frame[13] = 0x06;
+  return frame;
+}
+
+class AgentTest : public testing::Test, public Listener, public Wire {
+ protected:
+  AgentTest() {
+    agent_.subscribe(*this);
+    agent_.packets().connect(this);
+  }
+  void TearDown() override {
+    EXPECT_THAT(agent_.audit(), testing::IsEmpty());
+    rig_.expect_sound();
+  }
+
+  static test::Rig &booted(test::Rig &rig) {
+    rig.sw.boot();
+    rig.sw.interfaces().create_pc(test::port_channel(1));
+    rig.sw.interfaces().join(port(4), test::port_channel(1));
+    rig.sw.interfaces().join(port(5), test::port_channel(1));
+    return rig;
+  }
+
+  // A flow of its own for each number.
+  static FlowMod numbered(uint32_t number, uint32_t priority, std::vector<Action> actions = {}) {
+    FlowMod mod;
+    mod.flow.priority = priority;
+    mod.flow.match[Field::DlSrc] = {number, kExactMac};
+    mod.flow.actions = std::move(actions);
+    return mod;
+  }
+
+  std::optional<Kind> apply(const FlowMod &mod) {
+    const auto error = agent_.apply({&mod, 1}).front();
+    return error ? std::optional(error->kind) : std::nullopt;
+  }
+
+  void packet_in(const PacketIn &packet) override { packet_ins_.push_back(packet); }
+  void flow_removed(const RemovedFlow &removed) override { removed_.push_back(*removed.entry.flow.priority); }
+  void port_changed(const PortChange &change) override { changes_.emplace_back(change.reason, change.port.name); }
+  void transmit(uint32_t ifindex, Frame frame) override {
+    EXPECT_EQ(frame.size(), arp_frame().size());
+    sent_.push_back((ifindex >> 12 & 0xff) + 1);
+  }
+  void forward_normally(uint32_t, Frame) override { ++normal_; }
+
+  test::Rig rig_;
+  Agent agent_{booted(rig_).sw};
+  std::vector<PacketIn> packet_ins_;
+  std::vector<uint32_t> removed_;
+  std::vector<std::pair<PortChange::Reason, std::string>> changes_;
+  std::vector<uint32_t> sent_;  // ports, from 1
+  int normal_ = 0;
+};
+
+TEST_F(AgentTest, BatchesKeepTheOrderInFewRequests) {
+  test::Dice dice(11);
+  uint32_t number = 0;
+  for (int round = 0; round < 60; ++round) {
+    const uint32_t most = dice.one_in(3) ? 4095 : 200;
+    const uint32_t spread = dice.one_in(3) ? 1 : dice.one_in(2) ? 3 : 5000;
+    const uint32_t room = FlowTable::kCapacity - static_cast<uint32_t>(agent_.flows().size());
+    std::vector<FlowMod> mods;
+    for (uint32_t left = std::min(room, dice.below(most)); left > 0; --left) {
+      mods.push_back(numbered(++number, dice.below(spread)));
+    }
+    rig_.sw.faults().reset();
+    EXPECT_TRUE(std::ranges::none_of(agent_.apply(mods), [](const auto &error) { return error.has_value(); }));
+    EXPECT_LE(rig_.sw.faults().calls("hdm_ipq_handler_init"), 4U);
+    std::vector<uint32_t> priorities;
+    for (const InstalledFlow &flow : installed_flows(rig_.sw)) {
+      priorities.push_back(priority_of(flow.flow));
+    }
+    EXPECT_EQ(priorities.size(), agent_.flows().size());
+    EXPECT_TRUE(std::ranges::is_sorted(priorities, std::ranges::greater()));
+    std::vector<FlowMod> deletions;
+    for (const auto &[seq_no, entry] : agent_.flows().entries()) {
+      if (dice.one_in(2)) {
+        deletions.push_back({.command = Command::DeleteStrict, .flow = entry.flow});
+      }
+    }
+    agent_.apply(deletions);
+  }
+}
+
+TEST_F(AgentTest, RanksExactMatchesAboveAllOthers) {
+  FlowMod exact = numbered(2, 1, {output_to(port(8))});
+  exact.flow.match[Field::InPort] = {port(0), kExactIfindex};
+  exact.flow.match[Field::DlDst] = {0xffffffffffff, kExactMac};
+  exact.flow.match[Field::DlVlan] = {kUntagged, kExactVlan};
+  exact.flow.match[Field::DlType] = {0x88cc, kExactEthertype};
+  FlowMod other = numbered(2, 65535);
+  agent_.apply(std::vector{other, exact});
+  Bytes frame = arp_frame();
+  std::ranges::copy(Bytes{0, 0, 0, 0, 0, 2, 0x88, 0xcc}, frame.begin() + 6);
+  agent_.packets().receive(port(0), frame);
+  EXPECT_EQ(sent_, std::vector<uint32_t>{9});
+  EXPECT_EQ(priority_of(installed_flows(rig_.sw).front().flow), 1U);
+}
+
+TEST_F(AgentTest, FillsTheTableAndReplacesInIt) {
+  std::vector<FlowMod> mods;
+  for (uint32_t i = 1; i <= FlowTable::kCapacity; ++i) {
+    mods.push_back(numbered(i, i, std::vector<Action>(i < 10 ? 1 : 0, output_to(port(1)))));
+  }
+  mods.push_back(numbered(0, 1));
+  const auto errors = agent_.apply(mods);
+  EXPECT_EQ(std::ranges::count_if(errors, [](const auto &error) { return error.has_value(); }), 1);
+  ASSERT_TRUE(errors.back());
+  EXPECT_EQ(errors.back()->kind, Kind::TableFull);
+  EXPECT_EQ(agent_.flows().entries().rbegin()->first, FlowTable::kCapacity);
+  EXPECT_EQ(apply(numbered(7, 7)), std::nullopt);
+  FlowMod change = numbered(8, 8);
+  change.command = Command::ModifyStrict;
+  EXPECT_EQ(apply(change), std::nullopt);
+  EXPECT_EQ(agent_.flows().size(), FlowTable::kCapacity);
+  EXPECT_THAT(agent_.audit(), testing::IsEmpty());
+  EXPECT_TRUE(agent_.purge());
+  EXPECT_EQ(removed_.size(), FlowTable::kCapacity);
+  rig_.exceptions.stale_flow_masks = true;
+}
+
+TEST_F(AgentTest, NamesWhatItRefuses) {
+  const auto with_actions = [](std::vector<Action> actions) { return numbered(1, 1, std::move(actions)); };
+  FlowMod emergency = numbered(1, 1);
+  emergency.flow.flags = kEmergency;
+  FlowMod vlan = numbered(1, 1);
+  vlan.flow.match[Field::DlVlan] = {4095, kExactVlan};
+  FlowMod taken = numbered(2, 1);
+  taken.flow.seq_no = 1;
+  Action wrong_application = output_to(kPortController);
+  wrong_application.app_id = 9;
+  ASSERT_EQ(apply(numbered(9, 9)), std::nullopt);
+  EXPECT_EQ(apply(with_actions({{.kind = Action::Kind::SetNwTos}})), Kind::Rewrite);
+  EXPECT_EQ(apply(with_actions({{.kind = Action::Kind::Enqueue, .value = port(1)}})), Kind::Queue);
+  EXPECT_EQ(apply(with_actions({output_to(test::port_channel(9))})), Kind::Port);
+  EXPECT_EQ(apply(with_actions({output_to(kPortNormal), output_to(port(1))})), Kind::Combination);
+  EXPECT_EQ(apply(with_actions({wrong_application})), Kind::Application);
+  EXPECT_EQ(apply(emergency), Kind::Emergency);
+  EXPECT_EQ(apply(vlan), Kind::Field);
+  EXPECT_EQ(apply(taken), Kind::Number);
+  rig_.sw.faults().fail("libsdk_l3_route_stats_create", 1, 77);
+  EXPECT_EQ(apply(numbered(1, 1)), Kind::NoCounter);
+  rig_.sw.faults().fail("libsdk_mcst_tree_create", 1, 77, host::services::Repeat::FromThenOn);
+  EXPECT_EQ(apply(with_actions({output_to(port(1))})), Kind::NoFanout);
+  rig_.sw.faults().disarm();
+  EXPECT_EQ(agent_.flows().size(), 1U);
+}
+
+TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
+  const auto ports = [](std::initializer_list<uint32_t> but) {
+    std::vector<uint32_t> all;
+    for (uint32_t number = 1; number <= 48; ++number) {
+      if (std::ranges::find(but, number) == but.end()) {
+        all.push_back(number);
+      }
+    }
+    return all;
+  };
+  ASSERT_EQ(agent_.modify_port(port(2), agent_.ports().find(port(2))->hw_addr, kNoFlood, kNoFlood), std::nullopt);
+  ASSERT_EQ(agent_.modify_port(port(3), agent_.ports().find(port(3))->hw_addr, kNoForward, kNoForward), std::nullopt);
+  FlowMod flow = numbered(1, 1, {output_to(port(0)), output_to(port(9))});
+  flow.flow.match[Field::DlSrc] = {0x020000000001, kExactMac};
+  ASSERT_EQ(apply(flow), std::nullopt);
+  const std::map<uint32_t, std::vector<uint32_t>> due = {
+      {port(9), {10}},
+      {port(0), {}},  // which it came in by
+      {port(3), {}},
+      {test::port_channel(1), {5}},
+      {kPortIn, {1}},
+      {kPortTable, {10}},
+      {kPortNormal, {}},
+      {kPortLocal, {}},
+      {kPortController, {}},
+      {kPortAll, ports({1, 4, 6})},
+      {kPortFlood, ports({1, 3, 4, 6})},
+  };
+  for (const auto &[output, expected] : due) {
+    sent_.clear();
+    EXPECT_FALSE(agent_.packets().send({.in_port = port(0), .actions = {output_to(output)}, .packet = arp_frame()}));
+    std::ranges::sort(sent_);
+    EXPECT_EQ(sent_, expected) << output;
+  }
+  EXPECT_EQ(normal_, 1);
+  EXPECT_EQ(packet_ins_.size(), 1U);
+  sent_.clear();
+  const PacketOut refused{.actions = {output_to(port(9)), {.kind = Action::Kind::StripVlan}}, .packet = arp_frame()};
+  EXPECT_EQ(agent_.packets().send(refused)->kind, Kind::Rewrite);
+  EXPECT_EQ(agent_.packets().send({.actions = {output_to(48)}, .packet = arp_frame()})->kind, Kind::Port);
+  EXPECT_THAT(sent_, testing::IsEmpty());
+  EXPECT_EQ(agent_.ports().find(port(9))->counts.tx_packets, 4U);
+}
+
+TEST_F(AgentTest, ReportsPacketsAndKeepsEachForOneUse) {
+  const Bytes frame = arp_frame();
+  ASSERT_TRUE(agent_.set_miss(HardwareActions::Kind::Controller));
+  agent_.packets().receive(port(0), frame);
+  Action cut = output_to(kPortController);
+  cut.max_len = 20;
+  FlowMod flow = numbered(1, 1, {cut});
+  flow.flow.match[Field::DlSrc] = {0x020000000001, kExactMac};
+  ASSERT_EQ(apply(flow), std::nullopt);
+  agent_.packets().receive(port(0), frame);
+  ASSERT_EQ(packet_ins_.size(), 2U);
+  EXPECT_EQ(packet_ins_[0].reason, PacketIn::Reason::NoMatch);
+  EXPECT_EQ(packet_ins_[0].length_to_send(10), 10U);
+  EXPECT_EQ(packet_ins_[1].reason, PacketIn::Reason::Action);
+  EXPECT_EQ(packet_ins_[1].length_to_send(10), 20U);
+  EXPECT_EQ(packet_ins_[1].in_port, port(0));
+
+  const PacketOut out{.actions = {output_to(port(7))}, .packet = packet_ins_[0].buffer_id};
+  EXPECT_FALSE(agent_.packets().send(out));
+  EXPECT_EQ(sent_, std::vector<uint32_t>{8});
+  EXPECT_EQ(agent_.packets().send(out)->kind, Kind::BufferEmpty);
+  flow.flow.actions = {output_to(port(8))};
+  flow.buffer_id = packet_ins_[1].buffer_id;
+  EXPECT_EQ(apply(flow), std::nullopt);
+  EXPECT_EQ(sent_, (std::vector<uint32_t>{8, 9}));
+  flow.flow.actions = {output_to(kPortController)};
+  flow.buffer_id = 5;
+  EXPECT_EQ(apply(flow), Kind::BufferUnknown);
+  for (uint32_t i = 0; i <= PacketBuffers::kCount; ++i) {
+    agent_.packets().receive(port(0), frame);
+  }
+  ASSERT_EQ(packet_ins_.size(), 3 + PacketBuffers::kCount);  // the flow stands
+  EXPECT_EQ(agent_.packets().release(packet_ins_[2].buffer_id, {})->kind, Kind::BufferUnknown);
+  EXPECT_FALSE(agent_.packets().release(packet_ins_[3].buffer_id, {}));
+
+  const auto &address = agent_.ports().find(port(0))->hw_addr;
+  EXPECT_EQ(agent_.modify_port(port(0), address, kNoPacketIn, kNoPacketIn), std::nullopt);
+  agent_.packets().receive(port(0), frame);
+  EXPECT_EQ(agent_.modify_port(port(0), address, kNoReceive, kAllPortConfig), std::nullopt);
+  agent_.packets().receive(port(0), frame);
+  EXPECT_EQ(packet_ins_.size(), 3 + PacketBuffers::kCount);
+  EXPECT_EQ(agent_.ports().find(port(0))->counts.rx_dropped, 1U);
+  const TableStatistics statistics = agent_.table_statistics(Time::zero());
+  EXPECT_EQ(statistics.lookups, 4 + PacketBuffers::kCount);
+  EXPECT_EQ(statistics.matched, 3 + PacketBuffers::kCount);
+}
+
+TEST_F(AgentTest, TellsOfPortsThatComeGoAndChange) {
+  using Reason = PortChange::Reason;
+  EXPECT_EQ(agent_.modify_port(port(60), {}, 0, 0), Agent::PortModError::BadPort);
+  EXPECT_EQ(agent_.modify_port(port(1), {}, kPortDown, kPortDown), Agent::PortModError::BadHwAddr);
+  EXPECT_EQ(agent_.modify_port(port(1), agent_.ports().find(port(1))->hw_addr, ~0U, kPortDown), std::nullopt);
+  EXPECT_EQ(agent_.ports().find(port(1))->config, kPortDown);
+  rig_.sw.interfaces().create_pc(test::port_channel(2));
+  agent_.advance(std::chrono::milliseconds(1));
+  rig_.sw.interfaces().delete_pc(test::port_channel(2));
+  agent_.advance(std::chrono::milliseconds(1));
+  EXPECT_THAT(changes_, testing::ElementsAre(std::pair(Reason::Modify, "Eth1/2"), std::pair(Reason::Add, "pc2"),
+                                             std::pair(Reason::Delete, "pc2")));
+}
+
+TEST_F(AgentTest, FollowsWhatOthersDidToTheLibrary) {
+  FlowMod kept = numbered(1, 7, {output_to(test::port_channel(1))});
+  kept.flow.cookie = 99;
+  ASSERT_EQ(apply(kept), std::nullopt);
+  ASSERT_EQ(apply(numbered(2, 5)), std::nullopt);
+  rig_.set_up({test::add({test::numbered_flow(5000, 3)}), test::erase({2})});
+  EXPECT_THAT(agent_.audit(), testing::ElementsAre(testing::HasSubstr("the agent does not know flow 5000 (priority 3"),
+                                                   testing::HasSubstr("the library does not have flow 2 (priority 5")));
+  agent_.reread();
+  EXPECT_EQ(removed_, std::vector<uint32_t>{5});
+  ASSERT_EQ(agent_.flows().size(), 2U);
+  EXPECT_EQ(agent_.flows().find(1)->flow.cookie, 99U);
+  EXPECT_EQ(agent_.flows().find(5000)->flow.priority, 3U);
+}
+
+}  // namespace
+}  // namespace agent
