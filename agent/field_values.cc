@@ -12,6 +12,8 @@ namespace {
 
 using host::services::Interfaces;
 
+constexpr uint64_t kTagged = 0x1000;  // tells an id from none
+
 // Reads `count` numbers with `separator` between them as one number, `bits` bits each.
 std::optional<uint64_t> read_parts(std::string_view text, int count, char separator, int base, int bits) {
   uint64_t whole = 0;
@@ -26,20 +28,6 @@ std::optional<uint64_t> read_parts(std::string_view text, int count, char separa
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return whole;
-}
-
-uint64_t mac_named(const Word &word) {
-  if (const auto address = read_parts(word.text, 6, ':', 16, 8)) {
-    return *address;
-  }
-  throw TextError(word.column, "a MAC address has the form 00:11:22:33:44:55, not " + quoted(word));
-}
-
-uint64_t ip_named(const Word &word) {
-  if (const auto address = read_parts(word.text, 4, '.', 10, 8)) {
-    return *address;
-  }
-  throw TextError(word.column, "an IPv4 address has the form 10.0.0.1, not " + quoted(word));
 }
 
 uint64_t ip_mask_bits(const Word &word) {
@@ -59,8 +47,22 @@ Masked masked_number(const Word &word, uint64_t highest, const std::string &what
 
 }  // namespace
 
+uint64_t mac_named(const Word &word) {
+  if (const auto address = read_parts(word.text, 6, ':', 16, 8)) {
+    return *address;
+  }
+  throw TextError(word.column, "a MAC address has the form 00:11:22:33:44:55, not " + quoted(word));
+}
+
+uint64_t ip_named(const Word &word) {
+  if (const auto address = read_parts(word.text, 4, '.', 10, 8)) {
+    return *address;
+  }
+  throw TextError(word.column, "an IPv4 address has the form 10.0.0.1, not " + quoted(word));
+}
+
 Masked read_in_port(const Word &value, const Interfaces &interfaces) {
-  return {interface_named(value, interfaces), kExactIfindex};
+  return {port_or_reserved(value, interfaces), kExactIfindex};
 }
 
 Masked read_mac(const Word &value, const Interfaces &) {
@@ -78,10 +80,31 @@ Masked read_ethertype(const Word &value, const Interfaces &) {
 }
 
 Masked read_vlan(const Word &value, const Interfaces &) {
-  if (read_number(value.text) == kUntagged) {
-    throw TextError(value.column, "dl_vlan=0xffff: the hardware cannot match untagged packets only");
+  const bool untagged = read_number(value.text) == kUntagged;
+  return {untagged ? kUntagged : number_in(value, 1, 4094, "dl_vlan"), kExactVlan};
+}
+
+Masked read_vlan_vid(const Word &value, const Interfaces &) {
+  const uint64_t number = number_in(value, 0, 0x1FFF, "vlan_vid");
+  if (number == 0) {
+    return {kUntagged, kExactVlan};
   }
-  return {number_in(value, 1, 4094, "dl_vlan"), kExactVlan};
+  if (number < kTagged) {
+    throw TextError(value.column, "a VLAN id stands above 0x1000 here: dl_vlan takes it as it is");
+  }
+  return {number - kTagged, kExactVlan};
+}
+
+Masked read_vlan_tci(const Word &value, const Interfaces &interfaces) {
+  const SplitWord parts = split_at(value, '/');
+  const uint64_t number = number_in(parts.before, 0, 0xFFFF, "vlan_tci");
+  const uint64_t mask = parts.behind ? number_in(*parts.behind, 0, 0xFFFF, "vlan_tci's mask") : 0xFFFF;
+  const bool id_alone = mask == (kTagged | 0x0FFF);
+  if (!id_alone && (mask != 0xFFFF || number != 0)) {
+    throw TextError(value.column,
+                    "the hardware matches the id of a VLAN tag, no other part of it: dl_vlan takes the id");
+  }
+  return read_vlan_vid(parts.before, interfaces);
 }
 
 Masked read_vlan_pcp(const Word &value, const Interfaces &) {

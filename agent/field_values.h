@@ -14,6 +14,10 @@ namespace agent {
 using FieldReader = Masked (*)(const Word &value, const host::services::Interfaces &interfaces);
 using FieldPrinter = std::string (*)(const Masked &field);
 
+// An address without a mask.
+uint64_t mac_named(const Word &word);
+uint64_t ip_named(const Word &word);
+
 // A front-panel port, a port channel, or a reserved port.
 Masked read_in_port(const Word &value, const host::services::Interfaces &interfaces);
 
@@ -25,8 +29,11 @@ Masked read_ip(const Word &value, const host::services::Interfaces &);
 
 Masked read_ethertype(const Word &value, const host::services::Interfaces &);
 
-// A VLAN id, or 0xffff for untagged frames.
+// A VLAN id, or 0xffff for untagged frames. Elsewhere it is written as the id above the bit 0x1000 (0 for untagged
+// frames), or as the whole tag, of which the id must be what the mask selects.
 Masked read_vlan(const Word &value, const host::services::Interfaces &);
+Masked read_vlan_vid(const Word &value, const host::services::Interfaces &);
+Masked read_vlan_tci(const Word &value, const host::services::Interfaces &);
 Masked read_vlan_pcp(const Word &value, const host::services::Interfaces &);
 
 // The whole octet, of which the upper six bits are compared; or those six bits as a number.

@@ -104,7 +104,9 @@ constexpr Spelling kDlDst[] = {{"dl_dst", Needs::Nothing, read_mac, masked_mac_t
                                {"eth_dst", Needs::Nothing, read_mac, masked_mac_text}};
 constexpr Spelling kDlType[] = {{"dl_type", Needs::Nothing, read_ethertype, ethertype_text},
                                 {"eth_type", Needs::Nothing, read_ethertype, ethertype_text}};
-constexpr Spelling kDlVlan[] = {{"dl_vlan", Needs::Nothing, read_vlan, vlan_text}};
+constexpr Spelling kDlVlan[] = {{"dl_vlan", Needs::Nothing, read_vlan, vlan_text},
+                                {"vlan_vid", Needs::Nothing, read_vlan_vid, vlan_text},
+                                {"vlan_tci", Needs::Nothing, read_vlan_tci, vlan_text}};
 constexpr Spelling kDlVlanPcp[] = {{"dl_vlan_pcp", Needs::Tag, read_vlan_pcp, number_text},
                                    {"vlan_pcp", Needs::Tag, read_vlan_pcp, number_text}};
 constexpr Spelling kNwSrc[] = {{"arp_spa", Needs::Arp, read_ip, masked_ip_text},

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "agent/actions.h"
 #include "agent/fields.h"
 #include "agent/interface_names.h"
 #include "agent/text.h"
@@ -160,18 +161,7 @@ std::optional<Refusal> unserved(const Flow &flow) {
 }
 
 std::string to_text(const HardwareActions &actions) {
-  const char *beside = actions.copy_to_controller ? " + controller" : "";
-  switch (actions.kind) {
-    case Kind::Drop:
-      return concat("drop", beside);
-    case Kind::Normal:
-      return concat("normal", beside);
-    case Kind::Output:
-      return concat("output ", actions.outputs.empty() ? "nowhere" : interface_names(actions.outputs), beside);
-    case Kind::Controller:
-      break;
-  }
-  return "controller";
+  return to_text(raised(actions));
 }
 
 }  // namespace agent

@@ -53,7 +53,7 @@ std::optional<Refusal> unmatchable(const Match &match);
 // Why the hardware cannot serve this flow; none when it can.
 std::optional<Refusal> unserved(const Flow &flow);
 
-// For people: "drop", "normal + controller", "output Eth1/1-3,7,pc2".
+// In flow syntax.
 std::string to_text(const HardwareActions &actions);
 
 }  // namespace agent

@@ -1,5 +1,11 @@
 #include "agent/interface_names.h"
 
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+#include "agent/flow.h"
+
 namespace agent {
 namespace {
 
@@ -27,6 +33,31 @@ std::optional<Word> port_channel_number(const Word &name) {
   return behind(name, "port-channel", "pc");
 }
 
+struct ReservedName {
+  std::string_view name;
+  uint32_t port;
+};
+
+constexpr std::array kReserved{
+    ReservedName{"IN_PORT", kPortIn},  ReservedName{"TABLE", kPortTable}, ReservedName{"NORMAL", kPortNormal},
+    ReservedName{"FLOOD", kPortFlood}, ReservedName{"ALL", kPortAll},     ReservedName{"CONTROLLER", kPortController},
+    ReservedName{"LOCAL", kPortLocal}, ReservedName{"NONE", kPortNone},   ReservedName{"ANY", kPortNone},
+};
+
+std::optional<uint32_t> reserved_named(std::string_view name) {
+  const auto found =
+      std::ranges::find_if(kReserved, [&](const ReservedName &each) { return same_ignoring_case(each.name, name); });
+  return found == kReserved.end() ? std::nullopt : std::optional(found->port);
+}
+
+// A port's number is decimal whatever zeros stand in front.
+Word without_zeros(const Word &number) {
+  const size_t zeros = std::min(number.text.find_first_not_of('0'), number.text.size());
+  const bool keeps_one = zeros == number.text.size() || number.text[zeros] == 'x' || number.text[zeros] == 'X';
+  const size_t dropped = zeros == 0 || !keeps_one ? zeros : zeros - 1;
+  return {number.text.substr(dropped), number.column + dropped};
+}
+
 // Where the run of consecutive ports that begins at `first` ends.
 size_t last_of_run(std::span<const uint32_t> ifindexes, size_t first) {
   size_t last = first;
@@ -42,7 +73,7 @@ size_t last_of_run(std::span<const uint32_t> ifindexes, size_t first) {
 }  // namespace
 
 uint32_t port_named(const Word &name) {
-  const Word number = behind(name, "Eth1/", "").value_or(name);
+  const Word number = without_zeros(behind(name, "Eth1/", "").value_or(name));
   return Interfaces::port_ifindex(static_cast<uint32_t>(number_in(number, 1, Interfaces::kPorts, "a port")) - 1);
 }
 
@@ -64,6 +95,44 @@ uint32_t interface_named(const Word &name, const Interfaces &interfaces) {
   return port_channel_number(name) ? port_channel_named(name, interfaces) : port_named(name);
 }
 
+uint32_t port_or_reserved(const Word &name, const Interfaces &interfaces) {
+  constexpr uint64_t port_channels = 1000;
+  if (const auto reserved = reserved_named(name.text)) {
+    return *reserved;
+  }
+  const uint64_t number = read_number(without_zeros(name).text).value_or(0);
+  if (is_reserved_port(number)) {
+    return static_cast<uint32_t>(number);
+  }
+  if (number > port_channels && number <= port_channels + Interfaces::kLastPortChannel) {
+    const std::string channel = std::to_string(number - port_channels);
+    return port_channel_named({channel, name.column}, interfaces);
+  }
+  return interface_named(name, interfaces);
+}
+
+std::vector<uint32_t> ports_named(const Word &names, const Interfaces &interfaces) {
+  const SplitWord ends = split_at(names, '-');
+  if (!ends.behind || port_channel_number(names)) {
+    return {port_or_reserved(names, interfaces)};
+  }
+  const uint32_t first = *Interfaces::port_slot(port_named(ends.before));
+  const uint32_t last = *Interfaces::port_slot(port_named(*ends.behind));
+  std::vector<uint32_t> ports;
+  for (uint32_t slot = first; slot <= last; ++slot) {
+    ports.push_back(Interfaces::port_ifindex(slot));
+  }
+  if (ports.empty()) {
+    throw TextError(names.column, concat("the range ", quoted(names), " is empty"));
+  }
+  return ports;
+}
+
+bool names_port(const Word &word) {
+  return reserved_named(word.text) || port_channel_number(word) || behind(word, "Eth", "Eth") ||
+         (!word.text.empty() && std::isdigit(static_cast<unsigned char>(word.text.front())) != 0);
+}
+
 std::string interface_name(uint32_t ifindex) {
   if (const auto slot = Interfaces::port_slot(ifindex)) {
     return concat("Eth1/", *slot + 1);
@@ -71,7 +140,8 @@ std::string interface_name(uint32_t ifindex) {
   if (const auto number = Interfaces::pc_number(ifindex)) {
     return concat("pc", *number);
   }
-  return hex(ifindex, 8);
+  const auto reserved = std::ranges::find(kReserved, ifindex, &ReservedName::port);
+  return reserved == kReserved.end() ? hex(ifindex, 8) : std::string(reserved->name);
 }
 
 std::string interface_names(std::span<const uint32_t> ifindexes) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "agent/text.h"
 #include "host/services/interfaces.h"
@@ -14,14 +15,23 @@ namespace agent {
 // The ifindex of an interface that exists; a TextError otherwise.
 uint32_t interface_named(const Word &name, const host::services::Interfaces &interfaces);
 
-// The same for one kind of interface; a port channel can be named by its number alone.
+// What a flow can name as a port: an interface, 1000 + N for port channel N, or a reserved port ("LOCAL").
+uint32_t port_or_reserved(const Word &name, const host::services::Interfaces &interfaces);
+
+// The same for several: "Eth1/1-4" too.
+std::vector<uint32_t> ports_named(const Word &names, const host::services::Interfaces &interfaces);
+
+// Whether a word looks like the name of a port, existing or not.
+bool names_port(const Word &word);
+
+// An interface of one kind; a port channel can be named by its number alone.
 uint32_t port_named(const Word &name);
 uint32_t port_channel_named(const Word &name, const host::services::Interfaces &interfaces);
 
 // The ifindex of a port channel that need not exist.
 uint32_t possible_port_channel_named(const Word &name);
 
-// Eth1/N, pcN, or the ifindex in hexadecimal.
+// Eth1/N, pcN, the name of a reserved port, or the ifindex in hexadecimal.
 std::string interface_name(uint32_t ifindex);
 
 // Several interfaces, ports drawn together: "Eth1/1-3,7,pc2".

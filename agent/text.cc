@@ -84,6 +84,8 @@ std::optional<uint64_t> read_number(std::string_view text) {
   if (text.starts_with("0x") || text.starts_with("0X")) {
     base = 16;
     text.remove_prefix(2);
+  } else if (text.size() > 1 && text.starts_with("0")) {
+    base = 8;
   }
   uint64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);

@@ -55,7 +55,7 @@ std::string escaped(std::string_view text);
 
 bool same_ignoring_case(std::string_view left, std::string_view right);
 
-// A whole text that is a decimal number, or a hexadecimal one behind "0x".
+// A whole text that is a number: decimal, hexadecimal behind "0x", octal behind "0".
 std::optional<uint64_t> read_number(std::string_view text);
 
 // The number that a word must be, from `low` to `high`; `what` names it in the TextError that is thrown otherwise.

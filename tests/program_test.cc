@@ -59,9 +59,9 @@ const std::string kSession = R"(port-channel create 2 5
 # the strongest of these comes last
 add-flow priority=70,in_port=7,dl_dst=01:80:c2:00:00:00/ff:ff:ff:00:00:00,actions=drop
 
-add-flow priority=80,arp,actions=controller:3
+add-flow priority=80,arp,actions=controller(app=3)
 add-flow priority=90,dl_vlan=110,ip,actions=normal,controller
-add-flow priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:3,output:pc2,controller:2
+add-flow priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:3,pc2,controller:128
 packet dl_vlan=110,tcp,nw_dst=10.1.2.3,tp_src=1025,tp_dst=80
 packet dl_vlan=110,tcp,nw_dst=10.1.2.3,tp_dst=81
 packet arp,dl_src=00:00:00:00:00:01,len=1500
@@ -102,12 +102,11 @@ const Invocation kInvocations[] = {
     {"script", {{"script", kSession}}, "run script", 0, kSessionOutput},
     {"stdin", {{"script", "echo hello\nquit\nnonsense\n"}}, "<script", 0, "hello\n"},
     {"failing_script_line",
-     {{"script", "echo before\n\nadd-flow tcp,actions=flood\necho behind\n"}},
+     {{"script", "echo before\n\nadd-flow tcp,actions=resubmit:3\necho behind\n"}},
      "run script",
      1,
      "before\n",
-     "script:3:22: error: the hardware cannot do 'flood': actions are drop, normal, output:PORT and "
-     "controller[:APPLICATION]\n"},
+     "script:3:22: error: OpenFlow 1.0 has no action 'resubmit'\n"},
     {"unknown_command",
      {},
      "-c 'echo a; nonsense; echo b'",
@@ -165,7 +164,7 @@ TEST(ShellTest, ABadFlowFileSendsNothing) {
   app::Session session{device, &out, app::Style(false), {}};
   app::Shell shell(session);
   const std::string path = "program_test.one-bad.flows";
-  std::ofstream(path) << many_flows(3) << "actions=flood\n";
+  std::ofstream(path) << many_flows(3) << "actions=resubmit:3\n";
   EXPECT_TRUE(shell.run_line({"", 1, "add-flow seq=5,arp,actions=drop"}));
   EXPECT_FALSE(shell.run_line({"", 2, "add-flows " + path}));
   EXPECT_EQ(device.faults().calls("ipq_payload_get"), 1U);

@@ -166,9 +166,11 @@ constexpr Command kCommands[] = {
      "add one flow\n"
      "FLOW is written in the standard OpenFlow command-line syntax:\n"
      "  priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:2\n"
-     "Fields: in_port dl_src dl_dst dl_type dl_vlan nw_src nw_dst nw_tos nw_proto tp_src tp_dst icmp_type icmp_code,\n"
-     "and ip, arp, tcp, udp, icmp. Ports are 1 to 48 (Eth1/1 to Eth1/48) and port channels (pc1).\n"
-     "Actions: drop, normal, output:PORT (several), controller[:APPLICATION], also beside another action.\n"
+     "Fields: in_port dl_vlan dl_src dl_dst dl_type nw_src nw_dst nw_tos nw_proto tp_src tp_dst icmp_type icmp_code,\n"
+     "and ip, tcp, udp, sctp, icmp, arp, rarp, ipv6, mpls, mplsm. Ports are 1 to 48 (Eth1/1 to Eth1/48) and port "
+     "channels\n"
+     "(pc1). Actions: drop, normal, output:PORT (several), controller[:BYTES] or controller(app=N), also beside "
+     "another.\n"
      "The priority is 32768 and seq=N, the sequence number, the lowest free one unless given.",
      add_flow},
     {"add-flows", "FILE [batch=N]",
@@ -191,7 +193,7 @@ constexpr Command kCommands[] = {
     {"compact", "", "close the holes that deleted flows left in the TCAM", compact},
     {"catch-all", "drop|normal|controller",
      "set what happens to packets that no flow matches\n"
-     "ACTION is drop, normal, controller or controller:APPLICATION.",
+     "ACTION is drop, normal, controller or controller(app=N), N from 1 to 8.",
      change_catch_all},
     {"flows", "[MATCH | seq=N]", "list flows, all or those named as in 'del-flow'", list_flows, true},
 };

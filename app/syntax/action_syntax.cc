@@ -1,8 +1,9 @@
 #include "app/syntax/action_syntax.h"
 
+#include "agent/actions.h"
 #include "agent/hardware.h"
 #include "agent/interface_names.h"
-#include "app/syntax/match_syntax.h"
+#include "app/syntax/items.h"
 
 namespace app {
 
@@ -12,20 +13,23 @@ namespace {
 
 using host::services::Interfaces;
 
-// Takes the actions one after the other, each split into its name and its argument.
+constexpr uint64_t kLongest = 0xFFFF;  // of what the controller gets of a packet
+constexpr uint64_t kApplications = 8;
+
+// Takes the actions one after the other.
 class ActionReader {
  public:
   explicit ActionReader(const Interfaces &interfaces) : interfaces_(interfaces) {}
 
-  void take(const SplitWord &action);
+  void take(const Item &action);
   std::vector<Action> finish() const;
 
  private:
   void add(const Action &action, const Word &word);
-  void take_drop(const SplitWord &action);
-  void take_normal(const SplitWord &action);
-  void take_output(const SplitWord &action);
-  void take_controller(const SplitWord &action);
+  void take_ports(const Word &ports);
+  void take_controller(const Item &action);
+  void take_enqueue(const Item &action);
+  void take_other(const Item &action);
 
   const Interfaces &interfaces_;
   std::vector<Action> actions_;
@@ -33,26 +37,19 @@ class ActionReader {
   std::optional<Word> drop_;
 };
 
-void refuse_argument(const SplitWord &action) {
-  if (action.behind) {
-    throw TextError(action.behind->column, quoted(action.before) + " takes no argument");
-  }
-}
-
-void ActionReader::take(const SplitWord &action) {
-  const std::string_view name = action.before.text;
-  if (same_ignoring_case(name, "drop")) {
-    take_drop(action);
-  } else if (same_ignoring_case(name, "normal")) {
-    take_normal(action);
-  } else if (same_ignoring_case(name, "output")) {
-    take_output(action);
-  } else if (same_ignoring_case(name, "controller")) {
+void ActionReader::take(const Item &action) {
+  const auto is = [&](std::string_view name) { return same_ignoring_case(action.name.text, name); };
+  if (is("drop")) {
+    refuse_argument(action);
+    drop_ = action.name;
+  } else if (is("output")) {
+    take_ports(argument_of(action));
+  } else if (is("controller")) {
     take_controller(action);
+  } else if (is("enqueue")) {
+    take_enqueue(action);
   } else {
-    throw TextError(action.before.column,
-                    concat("the hardware cannot do ", quoted(action.before),
-                           ": actions are drop, normal, output:PORT and controller[:APPLICATION]"));
+    take_other(action);
   }
 }
 
@@ -61,29 +58,58 @@ void ActionReader::add(const Action &action, const Word &word) {
   words_.push_back(word);
 }
 
-void ActionReader::take_drop(const SplitWord &action) {
-  refuse_argument(action);
-  drop_ = action.before;
-}
-
-void ActionReader::take_normal(const SplitWord &action) {
-  refuse_argument(action);
-  add(output_to(kPortNormal), action.before);
-}
-
-void ActionReader::take_output(const SplitWord &action) {
-  if (!action.behind) {
-    throw TextError(action.before.column, "'output' needs a port: output:PORT");
+void ActionReader::take_ports(const Word &ports) {
+  if (same_ignoring_case(ports.text, "controller")) {
+    return take_controller({ports, std::nullopt});
   }
-  add(output_to(interface_named(*action.behind, interfaces_)), *action.behind);
+  for (const uint32_t port : ports_named(ports, interfaces_)) {
+    add(output_to(port), ports);
+  }
 }
 
-void ActionReader::take_controller(const SplitWord &action) {
+// "controller:128", "controller(max_len=128,app=3)".
+void ActionReader::take_controller(const Item &action) {
   Action controller = output_to(kPortController);
-  if (action.behind) {
-    controller.app_id = static_cast<uint32_t>(number_in(*action.behind, 1, 8, "a controller application"));
+  for (const Item &item : action.argument ? split_items(*action.argument) : std::vector<Item>{}) {
+    const bool length = item.name.text == "max_len";
+    if (length || !item.argument) {
+      const Word &value = length ? argument_of(item) : item.name;
+      controller.max_len = static_cast<uint16_t>(number_in(value, 0, kLongest, "max_len"));
+    } else if (item.name.text == "app") {
+      controller.app_id = static_cast<uint32_t>(number_in(argument_of(item), 1, kApplications, "an application"));
+    } else if (item.name.text != "reason" || argument_of(item).text != "action") {
+      throw TextError(item.name.column, concat("OpenFlow 1.0 has no ", quoted(item.name), " for the controller"));
+    }
   }
-  add(controller, action.before);
+  add(controller, action.name);
+}
+
+// "enqueue:PORT:QUEUE", "enqueue(PORT,QUEUE)".
+void ActionReader::take_enqueue(const Item &action) {
+  const Word &argument = argument_of(action);
+  const bool comma = argument.text.find(',') != std::string_view::npos;
+  const SplitWord parts = split_at(argument, comma ? ',' : ':');
+  if (!parts.behind) {
+    throw TextError(argument.column, "enqueue needs a port and a queue: enqueue:PORT:QUEUE");
+  }
+  Action enqueue{.kind = Action::Kind::Enqueue, .value = interface_named(parts.before, interfaces_)};
+  enqueue.queue = static_cast<uint32_t>(number_in(*parts.behind, 0, 0xFFFFFFFF, "a queue"));
+  add(enqueue, action.name);
+}
+
+// What is no action by its name is a port.
+void ActionReader::take_other(const Item &action) {
+  if (const PacketChange *change = packet_change_named(action.name.text)) {
+    const bool reads = change->read != nullptr;
+    if (!reads) {
+      refuse_argument(action);
+    }
+    add({.kind = change->kind, .value = reads ? change->read(argument_of(action)) : 0}, action.name);
+  } else if (!action.argument && names_port(action.name)) {
+    take_ports(action.name);
+  } else {
+    throw TextError(action.name.column, concat("OpenFlow 1.0 has no action ", quoted(action.name)));
+  }
 }
 
 // What the hardware cannot do is refused where it stands.
@@ -103,15 +129,11 @@ std::vector<Action> ActionReader::finish() const {
 
 std::vector<Action> parse_actions(const Word &text, const Interfaces &interfaces) {
   ActionReader reader(interfaces);
-  const std::vector<SplitWord> items = split_items(text.text, text.column);
-  if (items.empty()) {
-    throw TextError(text.column, "an action is missing; a flow that drops says actions=drop");
-  }
-  for (const SplitWord &item : items) {
-    if (item.behind) {
-      throw TextError(item.before.column, "actions come last in a flow");
+  for (const Item &item : split_items(text)) {
+    if (item.separator == '=') {
+      throw TextError(item.name.column, "actions come last in a flow");
     }
-    reader.take(split_at(item.before, ':'));
+    reader.take(item);
   }
   return reader.finish();
 }

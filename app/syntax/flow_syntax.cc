@@ -1,7 +1,13 @@
 #include "app/syntax/flow_syntax.h"
 
+#include <algorithm>
+#include <iterator>
+#include <map>
+
 #include "agent/hardware.h"
+#include "agent/interface_names.h"
 #include "app/syntax/action_syntax.h"
+#include "app/syntax/items.h"
 #include "app/syntax/match_syntax.h"
 
 namespace app {
@@ -12,67 +18,215 @@ namespace {
 
 using host::services::Interfaces;
 
-constexpr std::string_view kActions = "actions";
+// What a flow has beside match and actions.
+struct Setting {
+  std::string_view name;
+  uint64_t highest;
+  void (*set)(Flow &flow, uint64_t value);
+};
 
-bool is_actions(const SplitWord &item) {
-  return item.before.text == kActions;
+constexpr Setting kSettings[] = {
+    {"priority", 0xFFFF, [](Flow &flow, uint64_t value) { flow.priority = static_cast<uint32_t>(value); }},
+    {"seq", 0xFFFFFFFF, [](Flow &flow, uint64_t value) { flow.seq_no = static_cast<uint32_t>(value); }},
+    {"cookie", UINT64_MAX, [](Flow &flow, uint64_t value) { flow.cookie = value; }},
+    {"idle_timeout", 0xFFFF, [](Flow &flow, uint64_t value) { flow.idle_timeout = static_cast<uint16_t>(value); }},
+    {"hard_timeout", 0xFFFF, [](Flow &flow, uint64_t value) { flow.hard_timeout = static_cast<uint16_t>(value); }},
+};
+
+struct Flag {
+  std::string_view name;
+  FlowFlag flag;
+};
+
+constexpr Flag kFlags[] = {{"send_flow_rem", kSendFlowRemoved}, {"check_overlap", kCheckOverlap}};
+
+// What a switch says of a flow, and no flow is told.
+constexpr std::string_view kReadings[] = {"duration", "n_packets", "n_bytes", "idle_age", "hard_age"};
+
+constexpr std::string_view kLater[] = {"importance", "out_group", "reset_counts", "no_packet_counts", "no_byte_counts"};
+
+struct CommandName {
+  std::string_view name;
+  FlowMod::Command command;
+};
+
+constexpr CommandName kCommands[] = {
+    {"add", FlowMod::Command::Add},
+    {"modify", FlowMod::Command::Modify},
+    {"modify_strict", FlowMod::Command::ModifyStrict},
+    {"delete", FlowMod::Command::Delete},
+    {"delete_strict", FlowMod::Command::DeleteStrict},
+};
+
+template <typename Row, size_t Count>
+const Row *find_named(const Row (&table)[Count], std::string_view name) {
+  const auto row = std::find_if(std::begin(table), std::end(table), [&](const Row &each) { return each.name == name; });
+  return row == std::end(table) ? nullptr : row;
 }
 
-// Everything behind "actions=" up to the end of the line.
-Word actions_text(std::string_view line, const SplitWord &item) {
-  const Word &first = item.behind ? *item.behind : value_of(item);
-  return {line.substr(first.column - 1), first.column};
+template <size_t Count>
+bool contains(const std::string_view (&names)[Count], std::string_view name) {
+  return std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 
-// Takes priority and seq; false for another item.
-bool take_setting(const SplitWord &item, MatchReader &reader, Flow &flow) {
-  const bool priority = item.before.text == "priority";
-  if (!priority && item.before.text != "seq") {
+bool is_actions(const Item &item) {
+  return item.name.text == "actions" || item.name.text == "action";
+}
+
+// Everything behind "actions=" up to the end of the line, or of the quotes.
+Word actions_text(std::string_view line, const Item &item) {
+  if (!item.argument) {
+    throw TextError(item.name.column, quoted(item.name) + " needs a value");
+  }
+  const Word &first = *item.argument;
+  const bool in_quotes = first.column > 1 && line[first.column - 2] == '"';
+  return in_quotes ? first : Word{line.substr(first.column - 1), first.column};
+}
+
+// The part of a line that is the flow: behind `start`, without comment, blanks and quotes around it.
+Word flow_text(std::string_view line, size_t start) {
+  line = without_comment(line);
+  Word text{line.substr(std::min(start, line.size())), std::min(start, line.size()) + 1};
+  const size_t first = std::min(text.text.find_first_not_of(" \t\r\n"), text.text.size());
+  text = {text.text.substr(first), text.column + first};
+  text.text = text.text.substr(0, text.text.find_last_not_of(" \t\r\n") + 1);
+  const bool in_quotes = text.text.size() > 1 && text.text.front() == text.text.back() &&
+                         (text.text.front() == '"' || text.text.front() == '\'');
+  return in_quotes ? Word{text.text.substr(1, text.text.size() - 2), text.column + 1} : text;
+}
+
+// Reads a flow, item by item.
+class FlowReader {
+ public:
+  FlowReader(FlowRole role, const Interfaces &interfaces) : role_(role), interfaces_(interfaces), match_(interfaces) {}
+
+  Selection read(const Word &text);
+
+ private:
+  void take(const Item &item);
+  bool take_setting(const Item &item);
+  bool take_flag(const Item &item);
+  bool take_other(const Item &item);
+  void note(const Word &name, uint64_t value);
+  void take_actions(const Word &text);
+  void finish(const Word &text);
+
+  const FlowRole role_;
+  const Interfaces &interfaces_;
+  MatchReader match_;
+  Selection selection_;
+  std::map<std::string_view, uint64_t> settings_;
+  bool complete_ = false;
+};
+
+Selection FlowReader::read(const Word &text) {
+  for (const Item &item : split_items(text)) {
+    if (is_actions(item)) {
+      if (role_ == FlowRole::Selection) {
+        throw TextError(item.name.column, "actions select no flows");
+      }
+      const Word actions =
+          actions_text({text.text.data() - (text.column - 1), text.column - 1 + text.text.size()}, item);
+      selection_.flow.actions = parse_actions(actions, interfaces_);
+      complete_ = true;
+      break;
+    }
+    take(item);
+  }
+  finish(text);
+  return selection_;
+}
+
+void FlowReader::take(const Item &item) {
+  if (!take_setting(item) && !take_flag(item) && !take_other(item)) {
+    match_.take(item);
+  }
+}
+
+// A setting that is given again must say the same.
+void FlowReader::note(const Word &name, uint64_t value) {
+  const auto [before, first] = settings_.emplace(name.text, value);
+  if (!first && before->second != value) {
+    throw TextError(name.column, concat(quoted(name), " is given twice, with different values"));
+  }
+}
+
+bool FlowReader::take_setting(const Item &item) {
+  const Setting *setting = find_named(kSettings, item.name.text);
+  if (setting == nullptr) {
     return false;
   }
-  reader.note_once(item);
-  const auto number =
-      static_cast<uint32_t>(number_in(value_of(item), 0, priority ? 0xFFFF : 0xFFFFFFFF, item.before.text));
-  (priority ? flow.priority : flow.seq_no) = number;
+  const uint64_t value = number_in(argument_of(item), 0, setting->highest, setting->name);
+  note(item.name, value);
+  setting->set(selection_.flow, value);
   return true;
 }
 
-// A flow that is to be added is one that the hardware can match.
-void require_matchable(const Match &match, const MatchReader &reader) {
-  if (const auto refusal = unmatchable(match)) {
-    throw TextError(reader.place_of(refusal->field).column, refusal->reason);
+bool FlowReader::take_flag(const Item &item) {
+  const Flag *flag = find_named(kFlags, item.name.text);
+  if (flag == nullptr) {
+    return false;
+  }
+  refuse_argument(item);
+  selection_.flow.flags |= flag->flag;
+  return true;
+}
+
+// What says something of a flow that is no part of it.
+bool FlowReader::take_other(const Item &item) {
+  const std::string_view name = item.name.text;
+  if (name == "table") {
+    if (const uint64_t table = number_in(argument_of(item), 0, 255, name); table != 0 && table != 255) {
+      throw TextError(item.argument->column, concat("the switch has one table, 0, not ", table));
+    }
+  } else if (name == "out_port" && role_ == FlowRole::Selection) {
+    selection_.out_port = port_or_reserved(argument_of(item), interfaces_);
+  } else if (contains(kLater, name)) {
+    throw TextError(item.name.column, concat("OpenFlow 1.0 has no ", quoted(item.name)));
+  } else {
+    return contains(kReadings, name);
+  }
+  return true;
+}
+
+void FlowReader::finish(const Word &text) {
+  Flow &flow = selection_.flow;
+  flow.match = normalised(match_.finish());
+  if (role_ == FlowRole::Selection) {
+    return;
+  }
+  if (!complete_) {
+    throw TextError(text.column + text.text.size(),
+                    "actions are missing: actions=drop, normal, output:PORT or controller");
+  }
+  if (const auto refusal = unmatchable(flow.match)) {
+    throw TextError(match_.place_of(refusal->field).column, refusal->reason);
   }
 }
 
 }  // namespace
 
 Flow parse_flow(std::string_view line, size_t start, FlowRole role, const Interfaces &interfaces) {
-  line = without_comment(line);
-  start = std::min(start, line.size());
-  Flow flow;
-  MatchReader reader(interfaces);
-  bool complete = false;
-  for (const SplitWord &item : split_items(line.substr(start), start + 1)) {
-    if (is_actions(item)) {
-      if (role == FlowRole::Selection) {
-        throw TextError(item.before.column, "actions select no flows");
-      }
-      flow.actions = parse_actions(actions_text(line, item), interfaces);
-      complete = true;
-      break;
-    }
-    if (!take_setting(item, reader, flow)) {
-      reader.take(item);
-    }
+  return FlowReader(role, interfaces).read(flow_text(line, start)).flow;
+}
+
+Selection parse_selection(std::string_view line, size_t start, const Interfaces &interfaces) {
+  return FlowReader(FlowRole::Selection, interfaces).read(flow_text(line, start));
+}
+
+FlowMod parse_flow_mod(std::string_view line, const Interfaces &interfaces) {
+  Word text = flow_text(line, 0);
+  FlowMod mod;
+  const size_t end = std::min(text.text.find_first_of(", \t"), text.text.size());
+  if (const CommandName *command = find_named(kCommands, text.text.substr(0, end))) {
+    mod.command = command->command;
+    text = {text.text.substr(end), text.column + end};
   }
-  flow.match = normalised(reader.finish());
-  if (role == FlowRole::Complete && !complete) {
-    throw TextError(line.size() + 1, "actions are missing: actions=drop, normal, output:PORT or controller");
-  }
-  if (role == FlowRole::Complete) {
-    require_matchable(flow.match, reader);
-  }
-  return flow;
+  const bool deletes = mod.command == FlowMod::Command::Delete || mod.command == FlowMod::Command::DeleteStrict;
+  Selection selection = FlowReader(deletes ? FlowRole::Selection : FlowRole::Complete, interfaces).read(text);
+  mod.flow = std::move(selection.flow);
+  mod.out_port = selection.out_port;
+  return mod;
 }
 
 }  // namespace app

@@ -3,7 +3,8 @@
 //   priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:2
 //
 // Commas or spaces separate the fields; actions come last; '#' begins a comment. Beyond that syntax, seq=N gives the
-// flow its sequence number. What the hardware cannot match or do is refused, never approximated.
+// flow its sequence number. What the hardware cannot match or do is refused, never approximated. What that client
+// prints beside a flow (durations and counts) is read over.
 #ifndef APP_SYNTAX_FLOW_SYNTAX_H
 #define APP_SYNTAX_FLOW_SYNTAX_H
 
@@ -11,6 +12,7 @@
 #include <string_view>
 
 #include "agent/flow.h"
+#include "agent/flow_mod.h"
 #include "agent/text.h"
 #include "host/services/interfaces.h"
 
@@ -24,6 +26,16 @@ enum class FlowRole {
 // Reads the flow that begins at byte `start` of `line`. Throws a TextError.
 agent::Flow parse_flow(std::string_view line, size_t start, FlowRole role,
                        const host::services::Interfaces &interfaces);
+
+// The same with what selects flows beside their match.
+struct Selection {
+  agent::Flow flow;
+  uint32_t out_port = agent::kPortNone;  // only flows with an output to this port
+};
+Selection parse_selection(std::string_view line, size_t start, const host::services::Interfaces &interfaces);
+
+// A line of a file: a flow to add, or what its first word says: add, modify, modify_strict, delete or delete_strict.
+agent::FlowMod parse_flow_mod(std::string_view line, const host::services::Interfaces &interfaces);
 
 }  // namespace app
 

@@ -9,110 +9,70 @@ using namespace agent;
 
 namespace {
 
-// Fields of the standard syntax for which the hardware's keys have no place.
-constexpr std::string_view kUnmatchable[] = {
-    "vlan_tci",   "vlan_vid",   "tcp6",    "udp6",      "sctp6",   "icmp6",   "ipv6_src", "ipv6_dst",
-    "ipv6_label", "mpls_label", "mpls_tc", "mpls_bos",  "arp_sha", "arp_tha", "nw_ecn",   "ip_ecn",
-    "nw_ttl",     "nw_frag",    "ip_frag", "tcp_flags", "tun_id",  "tun_src", "tun_dst",  "metadata",
-    "nd_target",  "nd_sll",     "nd_tll",  "ct_state",  "ct_zone", "ct_mark", "ct_label", "pkt_mark",
+// Fields of later versions and of extensions.
+constexpr std::string_view kLater[] = {
+    "tcp6",        "udp6",        "sctp6",     "icmp6",    "ipv6_src",  "ipv6_dst",    "ipv6_label",
+    "icmpv6_type", "icmpv6_code", "nd_sll",    "nd_tll",   "nd_target", "mpls_label",  "mpls_tc",
+    "mpls_bos",    "mpls_ttl",    "arp_sha",   "arp_tha",  "nw_ecn",    "ip_ecn",      "nw_ttl",
+    "nw_frag",     "ip_frag",     "tcp_flags", "tun_id",   "tun_src",   "tun_dst",     "metadata",
+    "ct_state",    "ct_zone",     "ct_mark",   "ct_label", "pkt_mark",  "in_port_oxm",
 };
-
-// Settings of the standard syntax that flows do not have here.
-constexpr std::string_view kUnsupported[] = {
-    "cookie",    "table",         "idle_timeout",  "hard_timeout", "importance",       "out_port",
-    "out_group", "send_flow_rem", "check_overlap", "reset_counts", "no_packet_counts", "no_byte_counts",
-    "duration",  "n_packets",     "n_bytes",       "idle_age",     "hard_age",
-};
-
-template <typename Table>
-bool contains(const Table &table, std::string_view name) {
-  return std::find(std::begin(table), std::end(table), name) != std::end(table);
-}
 
 [[noreturn]] void refuse(const Word &name) {
-  if (contains(kUnmatchable, name.text)) {
-    throw TextError(name.column, "the hardware cannot match " + quoted(name));
-  }
-  if (contains(kUnsupported, name.text)) {
-    throw TextError(name.column, quoted(name) + " is not supported");
+  if (std::find(std::begin(kLater), std::end(kLater), name.text) != std::end(kLater)) {
+    throw TextError(name.column, concat("OpenFlow 1.0 cannot match ", quoted(name)));
   }
   throw TextError(name.column, "unknown field " + quoted(name));
 }
 
 }  // namespace
 
-std::vector<SplitWord> split_items(std::string_view text, size_t column) {
-  constexpr std::string_view separators = ", \t\r\n";
-  std::vector<SplitWord> items;
-  for (size_t at = text.find_first_not_of(separators); at != std::string_view::npos;) {
-    const size_t end = std::min(text.find_first_of(separators, at), text.size());
-    items.push_back(split_at({text.substr(at, end - at), column + at}, '='));
-    at = text.find_first_not_of(separators, end);
-  }
-  return items;
-}
-
-const Word &value_of(const SplitWord &item) {
-  if (!item.behind || item.behind->text.empty()) {
-    throw TextError(item.before.column, quoted(item.before) + " needs a value");
-  }
-  return *item.behind;
-}
-
-void MatchReader::take(const SplitWord &item) {
+void MatchReader::take(const Item &item) {
   if (!take_shorthand(item) && !take_field(item)) {
-    refuse(item.before);
+    refuse(item.name);
   }
 }
 
-bool MatchReader::take_shorthand(const SplitWord &item) {
-  const Shorthand *shorthand = shorthand_named(item.before.text);
+bool MatchReader::take_shorthand(const Item &item) {
+  const Shorthand *shorthand = shorthand_named(item.name.text);
   if (shorthand == nullptr) {
     return false;
   }
-  if (item.behind) {
-    throw TextError(item.before.column, quoted(item.before) + " takes no value");
+  if (item.argument) {
+    throw TextError(item.name.column, quoted(item.name) + " takes no value");
   }
-  set(Field::DlType, {shorthand->ethertype, kExactEthertype}, item.before);
+  set(Field::DlType, {shorthand->ethertype, kExactEthertype}, {item.name, Needs::Nothing});
   if (shorthand->protocol) {
-    set(Field::NwProto, {*shorthand->protocol, kExactProtocol}, item.before);
+    set(Field::NwProto, {*shorthand->protocol, kExactProtocol}, {item.name, Needs::Nothing});
   }
   return true;
 }
 
-bool MatchReader::take_field(const SplitWord &item) {
-  const auto named = field_named(item.before.text);
+bool MatchReader::take_field(const Item &item) {
+  const auto named = field_named(item.name.text);
   if (!named) {
     return false;
   }
-  const Field field = named->row->field;
-  set(field, named->spelling->read(value_of(item), interfaces_), item.before);
-  spellings_.emplace(field, named->spelling);
+  if (const Word &value = argument_of(item); value.text != "*") {
+    set(named->row->field, named->spelling->read(value, interfaces_), {item.name, named->spelling->needs});
+  }
   return true;
 }
 
-void MatchReader::note_once(const std::string &name, const Word &word) {
-  const auto [before, first] = names_.emplace(name, word);
-  if (!first) {
-    throw TextError(word.column,
-                    concat(quoted(word), " is given twice (before at column ", before->second.column, ")"));
-  }
-}
-
-void MatchReader::set(Field field, Masked masked, const Word &word) {
-  const auto [before, first] = given_.emplace(field, word);
-  if (!first) {
-    throw TextError(word.column,
-                    concat(quoted(word), " repeats ", quoted(before->second), " at column ", before->second.column));
+void MatchReader::set(Field field, Masked masked, const Given &given) {
+  const auto [before, first] = given_.emplace(field, given);
+  if (!first && match_[field] != masked) {
+    const Word &word = before->second.word;
+    throw TextError(given.word.column,
+                    concat(quoted(given.word), " contradicts ", quoted(word), " at column ", word.column));
   }
   match_[field] = masked;
 }
 
 Match MatchReader::finish() const {
-  for (const auto &[field, spelling] : spellings_) {
-    const Word &word = given_.at(field);
-    if (!met(spelling->needs, match_)) {
-      throw TextError(word.column, concat(quoted(word), " needs ", to_text(spelling->needs)));
+  for (const auto &[field, given] : given_) {
+    if (!met(given.needs, match_)) {
+      throw TextError(given.word.column, concat(quoted(given.word), " needs ", to_text(given.needs)));
     }
   }
   check_icmp_numbers();
@@ -122,14 +82,14 @@ Match MatchReader::finish() const {
 void MatchReader::check_icmp_numbers() const {
   for (const Field field : {Field::TpSrc, Field::TpDst}) {
     if (met(Needs::Icmp, match_) && match_[field].value > 255) {
-      throw TextError(given_.at(field).column, "an ICMP type or code is a number from 0 to 255");
+      throw TextError(place_of(field).column, "an ICMP type or code is a number from 0 to 255");
     }
   }
 }
 
 Word MatchReader::place_of(Field field) const {
   const auto place = given_.find(field);
-  return place == given_.end() ? Word{} : place->second;
+  return place == given_.end() ? Word{} : place->second.word;
 }
 
 }  // namespace app

@@ -29,9 +29,9 @@ Packet packet_from(const Match &match) {
   return packet;
 }
 
-void refuse_mask(const SplitWord &item) {
-  if (item.behind && item.before.text != "in_port" && item.behind->text.find('/') != std::string_view::npos) {
-    throw TextError(item.behind->column, "a packet has one value in each field: no mask");
+void refuse_mask(const Item &item) {
+  if (item.argument && item.name.text != "in_port" && item.argument->text.find('/') != std::string_view::npos) {
+    throw TextError(item.argument->column, "a packet has one value in each field: no mask");
   }
 }
 
@@ -74,10 +74,9 @@ Packet parse_packet(std::string_view line, size_t start, const Interfaces &inter
   start = std::min(start, line.size());
   MatchReader reader(interfaces);
   size_t length = 0;
-  for (const SplitWord &item : split_items(line.substr(start), start + 1)) {
-    if (item.before.text == "len") {
-      reader.note_once(item);
-      length = number_in(value_of(item), kShortest, kLongest, "a length");
+  for (const Item &item : split_items({line.substr(start), start + 1})) {
+    if (item.name.text == "len") {
+      length = number_in(argument_of(item), kShortest, kLongest, "a length");
       continue;
     }
     refuse_mask(item);
