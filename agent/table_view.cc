@@ -95,12 +95,16 @@ HardwareActions actions_of(const oftab_sw_entry_t &record, const host::services:
   return actions;
 }
 
+InstalledFlow installed_flow(host::Switch &device, const oftab_sw_entry_t &record) {
+  const HardwareActions actions = actions_of(record, device.interfaces());
+  return {record.tcam_index, flow_of(record, device, actions), actions, record.pkt_cnt, record.byte_cnt};
+}
+
 std::vector<InstalledFlow> installed_flows(host::Switch &device) {
   std::vector<InstalledFlow> flows;
   for (const oftab_sw_entry_t &record : table_records()) {
     if (is_live(record)) {
-      const HardwareActions actions = actions_of(record, device.interfaces());
-      flows.push_back({record.tcam_index, flow_of(record, device, actions), actions, record.pkt_cnt, record.byte_cnt});
+      flows.push_back(installed_flow(device, record));
     }
   }
   return flows;
@@ -116,12 +120,18 @@ const oftab_sw_entry_t *live_record_at(uint16_t tcam_index) {
 }
 
 std::vector<InstalledFlow> selected_flows(host::Switch &device, const Flow &description) {
-  std::vector<InstalledFlow> flows = installed_flows(device);
-  std::erase_if(flows, [&](const InstalledFlow &each) {
-    const bool named =
-        description.seq_no ? each.flow.seq_no == description.seq_no : covers(description.match, each.flow.match);
-    return !named || (description.priority && description.priority != each.flow.priority);
-  });
+  std::vector<InstalledFlow> flows;
+  for (const oftab_sw_entry_t &record : table_records()) {
+    const bool passed_over = !is_live(record) || (description.seq_no && description.seq_no != record.seq_no) ||
+                             (description.priority && description.priority != record.priority);
+    if (passed_over) {
+      continue;
+    }
+    InstalledFlow flow = installed_flow(device, record);
+    if (description.seq_no || covers(description.match, flow.flow.match)) {
+      flows.push_back(std::move(flow));
+    }
+  }
   return flows;
 }
 

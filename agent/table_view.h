@@ -36,6 +36,9 @@ struct InstalledFlow {
 // The live flows, in the order in which the hardware compares them.
 std::vector<InstalledFlow> installed_flows(host::Switch &device);
 
+// That of a live record.
+InstalledFlow installed_flow(host::Switch &device, const oftab_sw_entry_t &record);
+
 // The record at a TCAM index; none when no live flow stands there.
 const oftab_sw_entry_t *live_record_at(uint16_t tcam_index);
 

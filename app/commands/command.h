@@ -95,6 +95,7 @@ FoundCommand find_command(std::string_view line, size_t start = 0);
 // The groups, each in its own file.
 std::span<const Command> flow_commands();
 std::span<const Command> packet_commands();
+std::span<const Command> answer_commands();
 std::span<const Command> statistics_commands();
 std::span<const Command> interface_commands();
 std::span<const Command> port_channel_commands();

@@ -4,6 +4,7 @@
 #include "agent/fields.h"
 #include "agent/interface_names.h"
 #include "app/commands/command.h"
+#include "app/commands/packets.h"
 #include "app/syntax/capture.h"
 #include "app/syntax/packet_syntax.h"
 #include "app/terminal/signals.h"
@@ -55,12 +56,6 @@ void send_capture(Session &session, Arguments &arguments) {
   }
 }
 
-// A description has fields; anything else names a capture.
-bool is_description(std::string_view word) {
-  const std::string_view first = word.substr(0, word.find(','));
-  return first.find('=') != std::string_view::npos || shorthand_named(first) != nullptr;
-}
-
 void send(Session &session, Arguments &arguments) {
   if (!arguments.empty() && is_description(arguments.first().text)) {
     send_described(session, arguments);
@@ -78,6 +73,11 @@ constexpr Command kCommands[] = {
 };
 
 }  // namespace
+
+bool is_description(std::string_view word) {
+  const std::string_view first = word.substr(0, word.find(','));
+  return first.find('=') != std::string_view::npos || shorthand_named(first) != nullptr;
+}
 
 std::span<const Command> packet_commands() {
   return kCommands;

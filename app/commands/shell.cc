@@ -1,11 +1,17 @@
 // Commands about the shell itself.
+#include <unistd.h>
+
 #include "app/commands/command.h"
+#include "app/terminal/signals.h"
+#include "app/views/format.h"
 
 namespace app {
 
 using namespace agent;
 
 namespace {
+
+constexpr uint64_t kLongestWatch = 86400;
 
 std::string usage(const Command &command) {
   return concat(command.name, command.arguments.empty() ? "" : " ", command.arguments);
@@ -69,6 +75,26 @@ void source(Session &session, Arguments &arguments) {
   session.runner->source(path);
 }
 
+void watch(Session &session, Arguments &arguments) {
+  const auto seconds = static_cast<uint32_t>(arguments.next_number(1, kLongestWatch, "a time in seconds"));
+  if (arguments.empty()) {
+    arguments.next("the command");
+  }
+  const std::string_view line = arguments.line();
+  const size_t start = arguments.first().column - 1;
+  const bool clears = is_terminal_with_controls(STDOUT_FILENO);
+  while (session.out->good()) {
+    *session.out << (clears ? "\033[H\033[J" : "")
+                 << session.style.faint(concat("every ", seconds, " s: ", line.substr(start))) << '\n';
+    session.runner->run_command(line, start);
+    session.out->flush();
+    if (!wait(seconds)) {
+      return;
+    }
+    session.device.advance(seconds);
+  }
+}
+
 void quit(Session &session, Arguments &arguments) {
   arguments.finish();
   session.finished = true;
@@ -78,6 +104,10 @@ constexpr Command kCommands[] = {
     {"help", "[COMMAND]", "list the commands, or describe one", help, true},
     {"echo", "[TEXT]", "print a line", echo},
     {"source", "FILE", "run the commands of a script up to the first that fails; '-' is standard input", source},
+    {"watch", "SECONDS COMMAND",
+     "run a command again and again, until Ctrl-C\n"
+     "While it waits, the switch's clock goes on as well: counters are collected.",
+     watch},
     {"quit", "", "leave; so does the end of the input", quit},
 };
 

@@ -62,13 +62,12 @@ std::string program_text(std::string_view shell) {
 
 }  // namespace
 
-Shell::Shell(Session &session) : session_(session) {
-  session.runner = this;
+Shell::Shell(Session &session) : session_(session), runner_before_(std::exchange(session.runner, this)) {
   session.device.tracing().set_failures(true);
 }
 
 Shell::~Shell() {
-  session_.runner = nullptr;
+  session_.runner = runner_before_;
 }
 
 void Shell::report(const Diagnostic &diagnostic) const {

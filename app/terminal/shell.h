@@ -14,7 +14,7 @@ namespace app {
 
 class Shell : public CommandRunner {
  public:
-  // Makes the session's commands run here.
+  // Makes the session's commands run here while it lives.
   explicit Shell(Session &session);
   ~Shell() override;
   Shell(const Shell &) = delete;
@@ -49,6 +49,7 @@ class Shell : public CommandRunner {
   std::string with_failure(const std::string &message, uint64_t failures_before) const;
 
   Session &session_;
+  CommandRunner *runner_before_;
   bool pages_ = false;
   bool keep_going_ = false;
   size_t sourced_ = 0;  // scripts that run inside each other

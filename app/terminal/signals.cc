@@ -79,6 +79,15 @@ bool wait_for_input(int descriptor) {
   return !interrupted() && terminal_changed == 0 && ppoll(&input, 1, nullptr, &held.before()) > 0;
 }
 
+bool wait(uint32_t seconds) {
+  const Held held;
+  timespec left{static_cast<time_t>(seconds), 0};
+  if (!interrupted()) {
+    ppoll(nullptr, 0, &left, &held.before());
+  }
+  return !interrupted();
+}
+
 bool take_terminal_change() {
   const bool changed = terminal_changed != 0;
   terminal_changed = 0;

@@ -2,6 +2,7 @@
 #ifndef APP_TERMINAL_SIGNALS_H
 #define APP_TERMINAL_SIGNALS_H
 
+#include <cstdint>
 #include <string>
 
 #include "app/commands/command_error.h"
@@ -28,6 +29,9 @@ class Interrupted : public CommandError {
   // `done` tells what was applied, and stays: "1200 of 4000 flows were added".
   explicit Interrupted(const std::string &done) : CommandError("interrupted: " + done) {}
 };
+
+// Lets time pass; false when a signal asks to end before that.
+bool wait(uint32_t seconds);
 
 // Waits until `descriptor` can be read. False when a signal came before that.
 bool wait_for_input(int descriptor);

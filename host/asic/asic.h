@@ -46,6 +46,11 @@ class Asic {
   // hardware interface id of its ingress port.
   Fate forward(uint16_t l2lif, const PacketHeader &packet);
 
+  // The key that a packet is looked up with, and what becomes of packets that match the record at an index: what
+  // `forward` would do, without doing it.
+  Key key_of(uint16_t l2lif, const PacketHeader &packet) const;
+  Fate fate_of(uint16_t index) const;
+
  private:
   Tcam tcam_;
   Counters counters_;

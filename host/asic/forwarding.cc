@@ -40,19 +40,25 @@ Fate act(const uint8_t *result, const Trees &trees) {
 
 }  // namespace
 
+Key Asic::key_of(uint16_t l2lif, const PacketHeader &packet) const {
+  return packet_key(packet, l2lif, vlans_.domain_of(packet.vlan));
+}
+
+Fate Asic::fate_of(uint16_t index) const {
+  Fate fate = act(tcam_.at(index).result.data(), trees_);
+  fate.tcam_index = index;
+  return fate;
+}
+
 Fate Asic::forward(uint16_t l2lif, const PacketHeader &packet) {
-  const std::optional<uint16_t> index = tcam_.lookup(packet_key(packet, l2lif, vlans_.domain_of(packet.vlan)));
+  const std::optional<uint16_t> index = tcam_.lookup(key_of(l2lif, packet));
+  ++lookups_.packets;
   if (!index) {
-    ++lookups_.packets;
     ++lookups_.unmatched;
     return {};
   }
-  const uint8_t *result = tcam_.at(*index).result.data();
-  counters_.count(hw::get32(result, fields::adj_stats_ptr), packet.length);
-  Fate fate = act(result, trees_);
-  fate.tcam_index = index;
-  ++lookups_.packets;
-  return fate;
+  counters_.count(hw::get32(tcam_.at(*index).result.data(), fields::adj_stats_ptr), packet.length);
+  return fate_of(*index);
 }
 
 }  // namespace host::asic
