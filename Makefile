@@ -50,7 +50,7 @@ lint: format-check tidy
 format-check: format-packages
 	@clang-format --dry-run --Werror $(SOURCES)
 
-tidy: tidy-packages build-release
+tidy: tidy-packages configure-release
 	run-clang-tidy -quiet -p build/release
 
 debs: build-release

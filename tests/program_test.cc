@@ -140,6 +140,17 @@ const Invocation kInvocations[] = {
      "-c:1: error: a.flows:4: 3 flows not added: flow 3: -3 (a VLAN without bridge domain, an unknown ingress "
      "interface "
      "or application, or no memory): no bridge domain for VLAN 7\n"},
+    {"load_that_fails",
+     {{"bad", "add-flow actions=drop\nnonsense\n"}},
+     "--keep-going -c 'add-flow seq=9,tcp,actions=drop; save good; load bad; reset; load good; flows'",
+     1,
+     "flow 9 added at index 2000\nset-up saved to good, 1 flow\nthe switch is set up as at its start\n"
+     "set-up loaded from good, 1 flow\n"
+     "Index  Seq  Priority  Packets  Bytes  Actions  Match\n"
+     "----------------------------------------------------\n"
+     " 2000    9     32768        0      0  drop     tcp\n1 flow\n",
+     "bad:2:1: error: unknown command 'nonsense'; try 'help'\n"
+     "-c:1: error: bad could not be loaded; the set-up is what it was, with counters that start anew\n"},
     {"not_booted",
      {},
      "--no-boot -c 'echo on; add-flow actions=drop'",

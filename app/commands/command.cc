@@ -92,7 +92,7 @@ std::span<const CommandGroup> command_groups() {
       CommandGroup{"Interfaces", interface_commands()}, CommandGroup{"Port channels", port_channel_commands()},
       CommandGroup{"Views", view_commands()},           CommandGroup{"Tracing", trace_commands()},
       CommandGroup{"Faults", fault_commands()},         CommandGroup{"Debugging", debug_commands()},
-      CommandGroup{"Shell", shell_commands()},
+      CommandGroup{"Set-up", setup_commands()},         CommandGroup{"Shell", shell_commands()},
   };
   return groups;
 }

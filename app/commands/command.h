@@ -25,6 +25,9 @@ class CommandRunner {
 
   // Runs a script inside the running one. A CommandError when not all of it succeeded.
   virtual void source(const std::string &path) = 0;
+
+  // Runs the lines of a text, which messages call `name`. False when one failed, with a message.
+  virtual bool run_text(const std::string &text, const std::string &name) = 0;
 };
 
 // What commands work on.
@@ -103,6 +106,7 @@ std::span<const Command> view_commands();
 std::span<const Command> trace_commands();
 std::span<const Command> fault_commands();
 std::span<const Command> debug_commands();
+std::span<const Command> setup_commands();
 std::span<const Command> shell_commands();
 
 }  // namespace app

@@ -11,6 +11,12 @@ class CommandError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A script that was not run to its end; what failed in it has been reported.
+class ScriptError : public CommandError {
+ public:
+  using CommandError::CommandError;
+};
+
 }  // namespace app
 
 #endif

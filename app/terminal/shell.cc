@@ -143,6 +143,8 @@ bool Shell::run_reported(const SourceLine &source, const CommandText &command) {
       report(each);
     }
     report(source, error.what());
+  } catch (const ScriptError &error) {
+    report(source, error.what());
   } catch (const std::exception &error) {
     report(source, with_failure(error.what(), failures_before));
   }
@@ -202,7 +204,7 @@ void Shell::source(const std::string &path) {
   ScriptReader script(path);
   const Nested nested(sourced_);
   if (!run_lines(script.name(), [&script](std::string &line) { return script.next(line); })) {
-    throw CommandError(path + " was not run to its end");
+    throw ScriptError(path + " was not run to its end");
   }
 }
 

@@ -32,11 +32,9 @@ class Shell : public CommandRunner {
   // Runs the lines of a script up to its end, 'quit' or the first that fails. `path`: "-" is standard input.
   bool run_script(const std::string &path);
 
-  // Runs the lines of a text likewise; messages call it `name`.
-  bool run_text(const std::string &text, const std::string &name);
-
   void run_command(std::string_view line, size_t start) override;
   void source(const std::string &path) override;
+  bool run_text(const std::string &text, const std::string &name) override;
 
  private:
   bool run_lines(const std::string &name, const std::function<bool(std::string &)> &next);

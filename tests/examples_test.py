@@ -1,0 +1,69 @@
+"""The examples of README and operator's guide, run and compared.
+
+    examples_test.py PROGRAM SOURCE-DIRECTORY
+"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM = SOURCE = None
+
+
+def code_blocks(document):
+    with open(os.path.join(SOURCE, document)) as file:
+        return re.findall(r"^```\w*\n(.*?)^```$", file.read(), re.MULTILINE | re.DOTALL)
+
+
+def lines_of(text):
+    """The lines, without spaces at their ends, and without line numbers of the sources."""
+    return [re.sub(r"\.cc:\d+", ".cc", line.rstrip()) for line in text.splitlines()]
+
+
+class ExamplesTest(unittest.TestCase):
+    def run_script(self, name, script, *options):
+        with tempfile.TemporaryDirectory() as directory:
+            with open(os.path.join(directory, name), "w") as file:
+                file.write(script)
+            run = subprocess.run([PROGRAM, *options, "run", name], cwd=directory, stdout=subprocess.PIPE,
+                                 stderr=subprocess.STDOUT, timeout=60)
+        return lines_of(run.stdout.decode())
+
+    def assert_excerpt(self, output, block, start=0):
+        """The parts of `block` between lines of dots stand in the output, in order; where the last of them ends."""
+        for part in re.split(r"^\s*\.\.\.\n", block, flags=re.MULTILINE):
+            wanted = lines_of(part)
+            found = next((at for at in range(start, len(output)) if output[at : at + len(wanted)] == wanted), None)
+            self.assertIsNotNone(found, f"not in the output behind line {start}:\n{part}\n" + "\n".join(output[start:]))
+            start = found + len(wanted)
+        return start
+
+    def test_guide(self):
+        script, *excerpts = code_blocks("docs/operations.md")
+        output = self.run_script("tour.oftab", script, "--keep-going")
+        for excerpt in excerpts:
+            self.assert_excerpt(output, excerpt)
+
+    def test_readme_script(self):
+        blocks = code_blocks("README.md")
+        script = next(at for at, block in enumerate(blocks) if block.startswith("port-channel create"))
+        self.assertEqual(self.run_script("try.oftab", blocks[script]), lines_of(blocks[script + 1]))
+
+    def test_readme_campus(self):
+        blocks = code_blocks("README.md")
+        excerpt = next(block for block in blocks if block.startswith("1000 flows added"))
+        with tempfile.TemporaryDirectory() as directory:
+            subprocess.run([sys.executable, "-B", os.path.join(SOURCE, "examples/generate.py"), "--flows", "1000",
+                            "--packets", "5000", "--seed", "1", "build/example"], cwd=directory, check=True,
+                           stdout=subprocess.DEVNULL)
+            run = subprocess.run([PROGRAM, "run", os.path.join(SOURCE, "examples/campus.oftab")], cwd=directory,
+                                 stdout=subprocess.PIPE, check=True, timeout=60)
+        self.assert_excerpt(lines_of(run.stdout.decode()), excerpt)
+
+
+if __name__ == "__main__":
+    SOURCE = os.path.abspath(sys.argv.pop(2))
+    PROGRAM = os.path.abspath(sys.argv.pop(1))
+    unittest.main()
