@@ -112,5 +112,29 @@ TEST_F(SwitchTest, DeletionStopsAtItsCount) {
   EXPECT_EQ(oftab_cp_shadow_to_current(1), 0);
 }
 
+TEST_F(SwitchTest, RefusedErasureBehindAFailedModificationIsTriedAgain) {
+  set_up({add({numbered_flow(1, 100), numbered_flow(2, 99), numbered_flow(3, 98), numbered_flow(4, 97)})});
+  EXPECT_EQ(submit(modify({numbered_flow(77, 0)})).status, -3);
+  set_up({erase({2}), erase({3})});
+  sw.faults().fail("qtr_custom_cache_unified_entry_set", 4, 77);  // two new flows, a moved one, the place it left
+  set_up({add({numbered_flow(5, 200), numbered_flow(6, 199)})});
+  set_up({erase({6})});
+  EXPECT_THAT(sw.asic().tcam().valid_indices(), testing::ElementsAre(1998, 2000, 2001, 4095));
+}
+
+TEST_F(SwitchTest, ActionKeptForADeadFlowIsNotThatOfTheNextOwnerOfItsCounter) {
+  set_up({add({numbered_flow(1, 100, deny())})});
+  sw.faults().fail("libsdk_mcst_tree_create", 1, 77);
+  EXPECT_THAT(submit(modify({numbered_flow(1, 100, output({port(1)}))})).entry_statuses(), testing::ElementsAre(-10));
+  set_up({erase({1})});
+  oftab_install_catch_all(1, 1);
+  oftab_clear_catch_all(1, 1);
+  EXPECT_EQ(oftab_hw_rsrc_g.catch_all_entry.stats_id, 2);  // the dead flow's
+  set_up({set_catch_all({})});
+  EXPECT_EQ(hex(sw.asic().tcam().at(4095).result).substr(0, 6), "030000");
+  sw.asic().tcam().put(4095, {});
+  set_up({add({})});
+}
+
 }  // namespace
 }  // namespace test

@@ -104,6 +104,8 @@ int32_t oftab_install_catch_all(uint32_t first, uint32_t last) {
   int32_t status = OFTAB_ERR_FAIL;
   if (renew_catch_all_counter(__func__, entry, &stats_id) == 0) {
     status = write_range(__func__, first, last, entry, [&](uint32_t index) { fill_deny_all(entry, stats_id, index); });
+  } else {
+    release_unnamed(__func__);
   }
   TRACE_DETAIL("%s() Exit. Status:%d \n", __func__, status);
   return status;

@@ -20,6 +20,7 @@ int32_t create_counter(const char *function, uint32_t *id) {
     return rc;
   }
   *id = block[0];
+  forget_flow(static_cast<uint16_t>(*id));
   TRACE_DETAIL_IN(function, "stats_id %d allocated\n", *id);
   return 0;
 }
@@ -29,7 +30,6 @@ int32_t create_entry_counter(const char *function, uint16_t *stats_id) {
   const int32_t rc = create_counter(function, &id);
   *stats_id = static_cast<uint16_t>(id);
   if (rc == 0) {
-    forget_flow(*stats_id);
     oftab_dummy_stats_reader(*stats_id);
   }
   return rc;

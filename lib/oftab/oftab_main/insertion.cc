@@ -69,7 +69,7 @@ placement choose_placement(const oftab_tcam_tbl_t &table, uint16_t count, uint32
   return {0, TOP_DOWN};
 }
 
-// The merge of the current table (`next_record` to `end_record`) and a request into the shadow table.
+// The merge of the current table (from `next_record_` on) and a request into the shadow table.
 class merge {
  public:
   merge(const oftab_entry_update_req_t *request, uint16_t start, oftab_entry_update_resp_t *response)
@@ -81,8 +81,9 @@ class merge {
         current_(current_view()),
         next_record_(current_.begin()) {}
 
-  // Places everything; returns the last index used (one below the start when nothing was placed).
-  uint16_t run() {
+  // Places everything; returns the last index used (one below the start when nothing was placed), whole even where it
+  // lies beyond the array.
+  uint32_t run() {
     while (flows_left_ > 0 && !passed_current_range() && next_record_ != current_.end()) {
       if (!is_used(*next_record_)) {
         ++next_record_;
@@ -102,7 +103,7 @@ class merge {
     while (flows_left_ > 0) {
       place_flow();
     }
-    return static_cast<uint16_t>(index_ - 1);
+    return index_ - 1;
   }
 
  private:
@@ -191,10 +192,10 @@ class merge {
 
 // A range that leads past the array ends with the array; one that begins behind it, or that placed nothing from index 0
 // on, is empty.
-void fit_header(oftab_tcam_tbl_t &shadow) {
-  if (shadow.tcam_st_idx > LAST_INDEX || (shadow.tcam_end_idx > LAST_INDEX && shadow.entries_allocated == 0)) {
+void fit_header(oftab_tcam_tbl_t &shadow, uint32_t end) {
+  if (shadow.tcam_st_idx > LAST_INDEX || (end > LAST_INDEX && shadow.entries_allocated == 0)) {
     set_empty_header(shadow);
-  } else if (shadow.tcam_end_idx > LAST_INDEX || shadow.tcam_end_idx + 1 < shadow.tcam_st_idx) {
+  } else if (end > LAST_INDEX || end + 1 < shadow.tcam_st_idx) {
     shadow.tcam_end_idx = LAST_INDEX;
   }
 }
@@ -226,12 +227,13 @@ int32_t oftab_insert_entries_top_down(const oftab_entry_update_req_t *request, u
   TRACE_ENTER();
   oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
   shadow.tcam_st_idx = start;
-  shadow.tcam_end_idx = merge(request, start, response).run();
-  if (shadow.tcam_end_idx > LAST_INDEX) {
+  const uint32_t end = merge(request, start, response).run();
+  shadow.tcam_end_idx = static_cast<uint16_t>(end);
+  if (end > LAST_INDEX) {
     TRACE_WARNING("*** Something wrong in updating the table(). start_index=%d end_index=%d *** \n", start,
                   shadow.tcam_end_idx);
   }
-  fit_header(shadow);
+  fit_header(shadow, end);
   TRACE_EXIT();
   return response->status;
 }

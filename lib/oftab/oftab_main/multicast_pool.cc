@@ -122,7 +122,7 @@ bool allocate_index(uint32_t *index, uint16_t own_tcam_index) {
   return true;
 }
 
-void give_index_back(const oftab_sw_entry_t &entry) {
+void restore_index(const oftab_sw_entry_t &entry) {
   bitset_set_bit(g_oftab_mcast_idx_bmp, entry.mcst_idx - POOL_LOWER);
   pool_at(entry.mcst_idx).holder = as_holder(entry);
   pool_at(entry.mcst_idx).ports_due = true;

@@ -57,7 +57,7 @@ constexpr uint16_t NOT_IN_TABLE = 0xFFFF;
 bool allocate_index(uint32_t *index, uint16_t own_tcam_index);
 
 // Gives the entry the index that it names again; its ports are due.
-void give_index_back(const oftab_sw_entry_t &entry);
+void restore_index(const oftab_sw_entry_t &entry);
 
 }  // namespace oftab
 

@@ -3,23 +3,26 @@
 // Two facts are known: the current table (with what the flow memory adds to its records) and the record that stands at
 // each TCAM index. A failed request leaves the table alone, so everything else is derived from the two:
 //
-//   failure                     stays                                     goes at once
-//   a flow cannot be converted  the table, the TCAM                       what the new flows had: counters, fan-outs,
-//   bits a modification names an     the table, the TCAM, the flows' fan-outs  the new fan-outs
-//     unknown flow                (built up again) and their bits
-//   a write is refused (-8)     as above; flows that were overwritten are the new flows that were not written
-//                                 written again; new flows that were
-//                                 written, with counter and fan-out
-//   a compaction stops          the table; overwritten flows are written  nothing
-//                                 again; copies in former holes
-//   a commit without memory     everything that stands in the TCAM, with  the table, the flows' bits
-//                                 counter and fan-out
-//   an erasure is refused       the record, in the TCAM alone             (tried once more after the commit)
-//   a restoration is refused    the flow's last copy, wherever it stands  nothing
+// clang-format off
+//   failure                       stays                                     goes at once
+//   a flow cannot be converted    the table, the TCAM                       what the new flows had: counters, fan-outs,
+//                                                                           bits
+//   a modification names an       the table, the TCAM, the flows' fan-outs  the new fan-outs
+//     unknown flow                  (built up again) and their bits
+//   a write is refused (-8)       as above; flows that were overwritten are the new flows that were not written
+//                                   written again; new flows that were
+//                                   written, with counter and fan-out
+//   a compaction stops            the table; overwritten flows are written  nothing
+//                                   again; copies in former holes
+//   a commit without memory       everything that stands in the TCAM, with  the table, the flows' bits
+//                                   counter and fan-out
+//   an erasure is refused         the record, in the TCAM alone             (tried once more after the commit)
+//   a restoration is refused      the flow's last copy, wherever it stands  nothing
+// clang-format on
 //
 // What stays in the TCAM where the table has no entry is erased when the next entry request, compaction or purge
 // begins; then its counter and fan-out go back. What was refused is tried again there. A record that the operator wrote
-// is left alone in any case.
+// is left alone until a request writes or erases a flow at its index.
 #include "oftab/oftab_main/reconcile.h"
 
 #include <cstring>
@@ -36,7 +39,7 @@
 namespace oftab {
 namespace {
 
-// The table's flows by the counter that their records name, looked up anew each time.
+// The table's flows by the counter that their records name: valid from find_flows() until the table changes.
 oftab_sw_entry_t *flows[COUNTER_NAMES];
 
 void find_flows() {
@@ -123,8 +126,8 @@ void erase_strays() {
 }
 
 bool is_counter_named(uint16_t stats_id) {
-  return flow_with_counter(stats_id) != nullptr || records_naming_counter(counter_name(stats_id)) > 0 ||
-         oftab_hw_rsrc_g.catch_all_entry.stats_id == stats_id;
+  const bool of_catch_all = oftab_hw_rsrc_g.initialized != 0 && oftab_hw_rsrc_g.catch_all_entry.stats_id == stats_id;
+  return of_catch_all || flow_with_counter(stats_id) != nullptr || records_naming_counter(counter_name(stats_id)) > 0;
 }
 
 void release_unnamed_counters(const char *function) {
@@ -247,7 +250,7 @@ void take_back(const oftab_sw_entry_t &entry) {
     return;
   }
   if (had_fanout) {
-    give_index_back(entry);
+    restore_index(entry);
   } else if (holds_fanout(entry)) {
     pool_at(entry.mcst_idx).holder = pool_index::STRANDED;
   }
@@ -271,6 +274,7 @@ void finish_request(const char *function) {
   if (is_unsettled()) {
     reconcile(function, ERASE_STRAYS);
   } else if (any_foreign() || count_own_records() != count_used()) {
+    find_flows();
     erase_strays();
   }
 }

@@ -15,8 +15,8 @@ int32_t tcam_write(const oftab_sw_entry_t &entry);
 // The same with its outcome traced in the name of `function`. Whether it was written.
 bool program_record(const char *function, const oftab_sw_entry_t &entry);
 
-// The operator (or somebody else) wrote this record behind the tables' back. It is neither erased nor overwritten but
-// by a request that places an entry there.
+// The operator (or somebody else) wrote this record behind the tables' back. It is left alone until a request writes or
+// erases an entry at its index.
 void note_foreign_write(uint32_t tcam_index, const cache_unified_entry &record);
 
 // This record was read back: if it is not the one noted, somebody else wrote it.
