@@ -87,7 +87,9 @@ TEST_F(CaptureFileTest, PacketsComeInOrderWithTheirLengthOnTheWire) {
   const std::vector<PacketHeader> packets = app::read_capture(path_);
   ASSERT_EQ(packets.size(), 2U);
   EXPECT_EQ(app::to_text(packets[0]), "02:00:00:00:00:02 > 02:00:00:00:00:01 arp length 60");
+  EXPECT_FALSE(packets[0].cut);
   EXPECT_EQ(packets[1].length, 64U);
+  EXPECT_TRUE(packets[1].cut);
 }
 
 TEST_F(CaptureFileTest, UnusableFilesAreNamedWithTheReason) {

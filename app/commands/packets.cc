@@ -1,4 +1,5 @@
 // Commands that send packets into the switch.
+#include <algorithm>
 #include <iomanip>
 
 #include "agent/fields.h"
@@ -50,6 +51,13 @@ void send_capture(Session &session, Arguments &arguments) {
   *session.out << '\n'
                << session.style.heading(counted(number, "packet") + " of " + path + " into " + interface_name(ifindex))
                << '\n';
+  const auto cut = std::count_if(packets.begin(), packets.end(), [](const auto &each) { return each.cut; });
+  if (cut != 0) {
+    *session.out << session.style.bad(concat(cut, " of ", counted(packets.size(), "packet"),
+                                             " are cut short in the capture and lack fields that flows compare: "
+                                             "those are taken as 0"))
+                 << '\n';
+  }
   summary.print(*session.out, session.style, session.device);
   if (number < packets.size()) {
     throw Interrupted(concat(number, " of ", counted(packets.size(), "packet"), " were sent"));

@@ -15,10 +15,10 @@ constexpr uint16_t kLengthField = 0x05ff;
 
 enum Protocol : uint8_t { kIcmp = 1, kTcp = 6, kUdp = 17, kSctp = 132 };
 
-// Reads big-endian numbers; one that reaches beyond the end is 0.
+// Reads big-endian numbers; one that reaches beyond the end is 0, and noted in `short_of`.
 class Reader {
  public:
-  explicit Reader(std::span<const uint8_t> bytes) : bytes_(bytes) {}
+  Reader(std::span<const uint8_t> bytes, bool &short_of) : bytes_(bytes), short_of_(short_of) {}
 
   uint32_t number(size_t offset, size_t width) const {
     uint32_t value = 0;
@@ -39,12 +39,17 @@ class Reader {
     return octets;
   }
 
-  Reader from(size_t offset) const { return Reader(bytes_.subspan(std::min(offset, bytes_.size()))); }
+  Reader from(size_t offset) const { return {bytes_.subspan(std::min(offset, bytes_.size())), short_of_}; }
 
  private:
-  bool has(size_t offset, size_t width) const { return offset + width <= bytes_.size(); }
+  bool has(size_t offset, size_t width) const {
+    const bool whole = offset + width <= bytes_.size();
+    short_of_ = short_of_ || !whole;
+    return whole;
+  }
 
   std::span<const uint8_t> bytes_;
+  bool &short_of_;
 };
 
 void read_ports(PacketHeader &packet, const Reader &segment) {
@@ -90,7 +95,8 @@ bool is_vlan_tag(uint16_t ethertype) {
 }  // namespace
 
 PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length) {
-  const Reader whole(frame);
+  bool short_of = false;
+  const Reader whole(frame, short_of);
   PacketHeader packet;
   packet.length = wire_length;
   packet.mac_da = whole.mac(0);
@@ -106,7 +112,9 @@ PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length) {
   packet.ethertype = !cut && type < kSmallestEthertype ? kLengthField : type;
   if (packet.ethertype == kIpv4) {
     read_ipv4(packet, whole.from(type_at + 2));
-  } else if (packet.ethertype == kArp) {
+  }
+  packet.cut = short_of && frame.size() < wire_length;  // nothing else of ARP is compared
+  if (packet.ethertype == kArp) {
     read_arp(packet, whole.from(type_at + 2));
   }
   return packet;

@@ -26,6 +26,7 @@ struct PacketHeader {
   uint16_t src_port = 0;  // ICMP: type; later fragments: 0
   uint16_t dst_port = 0;  // ICMP: code
   size_t length = 0;      // bytes on the wire
+  bool cut = false;       // the capture ends before a field that can be compared
 
   // What flows can name and no key format carries.
   uint8_t vlan_pcp = 0;  // priority in the outer tag
