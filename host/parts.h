@@ -3,6 +3,7 @@
 #define HOST_PARTS_H
 
 #include "host/asic/asic.h"
+#include "host/ports/front_panel.h"
 #include "host/services/call_log.h"
 #include "host/services/clock.h"
 #include "host/services/faults.h"
@@ -31,6 +32,7 @@ struct Parts {
   services::Messages messages{violations};
   services::Shell shell;
   asic::Asic asic{violations};
+  ports::FrontPanel ports{interfaces, asic.vlans(), clock};
 };
 
 // The parts of the running switch. A call into the host without one ends the process.

@@ -58,6 +58,9 @@ asic::Asic &Switch::asic() {
 services::Interfaces &Switch::interfaces() {
   return parts_->interfaces;
 }
+ports::FrontPanel &Switch::ports() {
+  return parts_->ports;
+}
 services::Tracing &Switch::tracing() {
   return parts_->tracing;
 }

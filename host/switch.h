@@ -13,6 +13,7 @@
 
 #include "host/asic/asic.h"
 #include "host/asic/packet.h"
+#include "host/ports/front_panel.h"
 #include "host/services/call_log.h"
 #include "host/services/clock.h"
 #include "host/services/faults.h"
@@ -43,6 +44,7 @@ class Switch {
   // The parts of the switch, for setting up, looking at and breaking things.
   asic::Asic &asic();
   services::Interfaces &interfaces();
+  ports::FrontPanel &ports();
   services::Tracing &tracing();
   services::Clock &clock();
   services::Faults &faults();

@@ -1,0 +1,35 @@
+// A cable within the process as a port's end: what the port sends comes out at the other end of a socket, and what is
+// sent into that end reaches the port. One message is one frame.
+#ifndef HOST_PORTS_CABLE_H
+#define HOST_PORTS_CABLE_H
+
+#include <memory>
+#include <vector>
+
+#include "host/ports/descriptor.h"
+#include "host/ports/port_end.h"
+
+namespace host::ports {
+
+class Cable : public PortEnd {
+ public:
+  // The cable's near end for the port, and the descriptor of its far end, which does not block. Throws
+  // std::system_error.
+  static std::pair<std::unique_ptr<Cable>, Descriptor> make();
+
+  explicit Cable(Descriptor socket);
+
+  std::string name() const override { return "cable"; }
+  int descriptor() const override { return socket_.number(); }
+  std::optional<Received> receive() override;
+  bool send(Frame frame, const Offload &offload) override;
+  LinkState state() const override { return {.up = true, .mac = {}, .megabits = 0}; }
+
+ private:
+  Descriptor socket_;
+  std::vector<uint8_t> buffer_;
+};
+
+}  // namespace host::ports
+
+#endif

@@ -1,0 +1,65 @@
+#include "host/ports/interface_state.h"
+
+#include <linux/ethtool.h>
+#include <linux/sockios.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "host/ports/descriptor.h"
+
+namespace host::ports {
+namespace {
+
+ifreq request_for(const std::string &name) {
+  ifreq request{};
+  strncpy(request.ifr_name, name.c_str(), sizeof request.ifr_name - 1);
+  return request;
+}
+
+Descriptor query_socket() {
+  return {socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket"};
+}
+
+// None when the interface, or the kernel, does not answer.
+std::optional<ifreq> ask(int socket, unsigned long question, ifreq request) {
+  return ioctl(socket, question, &request) == 0 ? std::optional(request) : std::nullopt;
+}
+
+uint32_t speed(int socket, const std::string &name) {
+  ethtool_cmd settings{};
+  settings.cmd = ETHTOOL_GSET;
+  ifreq request = request_for(name);
+  request.ifr_data = reinterpret_cast<char *>(&settings);
+  const uint32_t megabits = ask(socket, SIOCETHTOOL, request) ? ethtool_cmd_speed(&settings) : 0;
+  return megabits == static_cast<uint32_t>(SPEED_UNKNOWN) ? 0 : megabits;
+}
+
+}  // namespace
+
+LinkState interface_state(const std::string &name) {
+  constexpr int kReady = IFF_UP | IFF_RUNNING;
+  const Descriptor socket = query_socket();
+  LinkState state;
+  if (const auto flags = ask(socket.number(), SIOCGIFFLAGS, request_for(name))) {
+    state.up = (flags->ifr_flags & kReady) == kReady;
+  }
+  if (const auto address = ask(socket.number(), SIOCGIFHWADDR, request_for(name))) {
+    std::copy_n(address->ifr_hwaddr.sa_data, state.mac.size(), state.mac.begin());
+  }
+  state.megabits = speed(socket.number(), name);
+  return state;
+}
+
+void set_up(const std::string &name) {
+  const Descriptor socket = query_socket();
+  ifreq request = request_for(name);
+  check(ioctl(socket.number(), SIOCGIFFLAGS, &request), name);
+  request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP);
+  check(ioctl(socket.number(), SIOCSIFFLAGS, &request), name);
+}
+
+}  // namespace host::ports

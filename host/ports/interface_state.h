@@ -1,0 +1,19 @@
+// What the kernel says about a network interface.
+#ifndef HOST_PORTS_INTERFACE_STATE_H
+#define HOST_PORTS_INTERFACE_STATE_H
+
+#include <string>
+
+#include "host/ports/port_end.h"
+
+namespace host::ports {
+
+// Down, without address and speed, for an interface that does not exist.
+LinkState interface_state(const std::string &name);
+
+// Sets an interface up. Throws std::system_error with its name.
+void set_up(const std::string &name);
+
+}  // namespace host::ports
+
+#endif

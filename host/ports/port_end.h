@@ -1,0 +1,65 @@
+// What a front-panel port leads to: a network interface, a TAP, or a cable within the process.
+#ifndef HOST_PORTS_PORT_END_H
+#define HOST_PORTS_PORT_END_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace host::ports {
+
+using Frame = std::span<const uint8_t>;
+
+// What a frame's sender left to the hardware: a checksum, or the cut into segments. All 0 for a frame that is complete.
+// The kernel's virtio_net_hdr, in the machine's byte order.
+struct Offload {
+  uint8_t flags;
+  uint8_t gso_type;
+  uint16_t hdr_len;
+  uint16_t gso_size;
+  uint16_t csum_start;
+  uint16_t csum_offset;
+};
+static_assert(sizeof(Offload) == 10);
+
+struct Received {
+  Frame frame;  // valid until the end is asked for the next one
+  Offload offload{};
+};
+
+struct LinkState {
+  bool up = false;
+  std::array<uint8_t, 6> mac{};
+  uint32_t megabits = 0;  // a second; 0 when unknown
+
+  bool operator==(const LinkState &) const = default;
+};
+
+class PortEnd {
+ public:
+  PortEnd() = default;
+  virtual ~PortEnd() = default;
+  PortEnd(const PortEnd &) = delete;
+  PortEnd &operator=(const PortEnd &) = delete;
+
+  virtual std::string name() const = 0;
+
+  // Becomes readable when there is a frame to receive. It may be another one after `renew` returned true; -1 while
+  // what the end stands for is gone.
+  virtual int descriptor() const = 0;
+
+  // Neither waits. `receive` answers none when there is nothing to be had, `send` false when the frame was not taken.
+  virtual std::optional<Received> receive() = 0;
+  virtual bool send(Frame frame, const Offload &offload) = 0;
+
+  virtual LinkState state() const = 0;
+
+  // Follows an interface that vanished or came back. True when the descriptor is another one.
+  virtual bool renew() { return false; }
+};
+
+}  // namespace host::ports
+
+#endif

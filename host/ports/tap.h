@@ -1,0 +1,31 @@
+// A TAP as a port's end: an interface of the machine that exists as long as the port is attached, and is up.
+#ifndef HOST_PORTS_TAP_H
+#define HOST_PORTS_TAP_H
+
+#include <vector>
+
+#include "host/ports/descriptor.h"
+#include "host/ports/port_end.h"
+
+namespace host::ports {
+
+class Tap : public PortEnd {
+ public:
+  // Throws std::system_error, naming the TAP, when it cannot be made.
+  explicit Tap(std::string name);
+
+  std::string name() const override { return "tap:" + name_; }
+  int descriptor() const override { return device_.number(); }
+  std::optional<Received> receive() override;
+  bool send(Frame frame, const Offload &offload) override;
+  LinkState state() const override;
+
+ private:
+  std::string name_;
+  Descriptor device_;
+  std::vector<uint8_t> buffer_;
+};
+
+}  // namespace host::ports
+
+#endif
