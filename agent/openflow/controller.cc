@@ -56,6 +56,8 @@ void Controller::connected(std::error_code problem) {
     return;
   }
   if (problem) {
+    std::error_code ignored;
+    socket_.close(ignored);  // one that has failed connects no more
     if (std::string text = problem.message(); text != problem_) {
       problem_ = std::move(text);
       log_(problem_);

@@ -1,0 +1,109 @@
+"""A controller for one oftab-switch: enters a flow of each kind, sends packets, waits for what must come of them, and
+tells the test each step on a line of standard output. Run by osken-manager."""
+from os_ken.base import app_manager
+from os_ken.controller import ofp_event
+from os_ken.controller.handler import MAIN_DISPATCHER, set_ev_cls
+from os_ken.lib import hub
+from os_ken.lib.packet import ethernet, ipv4, packet, tcp
+from os_ken.ofproto import ofproto_v1_0
+
+PORTS = 48
+PATIENCE = 15  # seconds
+
+
+def say(line):
+    print(line, flush=True)
+
+
+def tcp_packet(dst):
+    frame = packet.Packet()
+    frame.add_protocol(ethernet.ethernet(dst="02:00:00:00:00:bb", src="02:00:00:00:00:aa", ethertype=0x0800))
+    frame.add_protocol(ipv4.ipv4(src="10.9.8.7", dst=dst, proto=6))
+    frame.add_protocol(tcp.tcp(src_port=1025, dst_port=80))
+    frame.serialize()
+    return bytes(frame.data)
+
+
+class Controller(app_manager.OSKenApp):
+    OFP_VERSIONS = [ofproto_v1_0.OFP_VERSION]
+
+    def __init__(self, *args, **kwargs):
+        super().__init__(*args, **kwargs)
+        self.seen = hub.Queue()
+
+    # What the switch says is put in a queue, from which the scenario takes it.
+    @set_ev_cls([ofp_event.EventOFPPacketIn, ofp_event.EventOFPFlowRemoved, ofp_event.EventOFPPortStatus,
+                 ofp_event.EventOFPBarrierReply, ofp_event.EventOFPFlowStatsReply,
+                 ofp_event.EventOFPPortStatsReply], MAIN_DISPATCHER)
+    def note(self, event):
+        self.seen.put(event.msg)
+
+    @set_ev_cls(ofp_event.EventOFPStateChange, MAIN_DISPATCHER)
+    def connected(self, event):
+        hub.spawn(self.run, event.datapath)
+
+    def expect(self, kind):
+        """The next message, which must be of this kind."""
+        with hub.Timeout(PATIENCE):
+            message = self.seen.get()
+        assert type(message).__name__ == kind, f"{message} instead of {kind}"
+        return message
+
+    def barrier(self):
+        self.datapath.send_barrier()
+        self.expect("OFPBarrierReply")
+
+    def run(self, datapath):
+        try:
+            self.datapath = datapath
+            self.scenario(datapath, datapath.ofproto, datapath.ofproto_parser)
+        except BaseException as problem:  # the test must see it, whatever it is
+            say(f"failed: {type(problem).__name__} {problem}")
+
+    def add(self, match, actions, **others):
+        settings = {"command": self.datapath.ofproto.OFPFC_ADD, "priority": 100, **others}
+        self.datapath.send_msg(self.datapath.ofproto_parser.OFPFlowMod(
+            self.datapath, match, settings.pop("cookie", 0), settings.pop("command"), actions=actions, **settings))
+
+    def send(self, actions, data, in_port=7):
+        self.datapath.send_msg(self.datapath.ofproto_parser.OFPPacketOut(
+            datapath=self.datapath, buffer_id=self.datapath.ofproto.OFP_NO_BUFFER, in_port=in_port, actions=actions,
+            data=data))
+
+    def scenario(self, datapath, ofproto, parser):
+        say(f"switch {datapath.id:#x} with {len([port for port in datapath.ports if port <= PORTS])} ports")
+        flows = [
+            (parser.OFPMatch(in_port=1), [parser.OFPActionOutput(2)]),
+            (parser.OFPMatch(dl_src="02:00:00:00:00:01", dl_dst="02:00:00:00:00:02"), []),
+            (parser.OFPMatch(dl_vlan=100), [parser.OFPActionOutput(3), parser.OFPActionOutput(4)]),
+            (parser.OFPMatch(dl_type=0x0806), [parser.OFPActionOutput(ofproto.OFPP_NORMAL)]),
+            (parser.OFPMatch(dl_type=0x0800, nw_proto=17, tp_dst=53), [parser.OFPActionOutput(ofproto.OFPP_CONTROLLER, 60)]),
+            (parser.OFPMatch(dl_type=0x0800, nw_src="10.0.0.0", nw_src_mask=8, nw_tos=32), [parser.OFPActionOutput(5)]),
+        ]
+        for number, (match, actions) in enumerate(flows):
+            self.add(match, actions, cookie=number, priority=200 + number)
+        self.barrier()
+        datapath.send_msg(parser.OFPFlowStatsRequest(datapath, 0, parser.OFPMatch(), 0xFF, ofproto.OFPP_NONE))
+        cookies = [entry.cookie for entry in self.expect("OFPFlowStatsReply").body]
+        say(f"flows {sorted(cookies)}")
+
+        table = [parser.OFPActionOutput(ofproto.OFPP_TABLE)]
+        self.send(table, tcp_packet("10.0.0.1"))
+        missed = self.expect("OFPPacketIn")
+        say(f"miss of {missed.total_len} octets from port {missed.in_port}, {len(missed.data)} sent, "
+            f"reason {missed.reason}")
+        self.add(parser.OFPMatch(dl_type=0x0800, nw_dst="10.0.0.1"), [parser.OFPActionOutput(9)],
+                 buffer_id=missed.buffer_id, idle_timeout=2, flags=ofproto.OFPFF_SEND_FLOW_REM, cookie=0x77)
+        self.barrier()
+        datapath.send_msg(parser.OFPPortStatsRequest(datapath, 0, 9))
+        say(f"port 9 sent {self.expect('OFPPortStatsReply').body[0].tx_packets} packet")
+
+        self.send(table, tcp_packet("10.0.0.1"))
+        removed = self.expect("OFPFlowRemoved")
+        say(f"flow {removed.cookie:#x} ended, reason {removed.reason}, {removed.packet_count} packet, "
+            f"{'in' if 2 <= removed.duration_sec <= 3 else 'out of'} time")
+
+        datapath.send_msg(parser.OFPPortMod(datapath, 9, datapath.ports[9].hw_addr, ofproto.OFPPC_NO_FWD,
+                                            ofproto.OFPPC_NO_FWD, 0))
+        say(f"port 9 has configuration {self.expect('OFPPortStatus').desc.config}")
+        say("done")
