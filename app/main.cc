@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 
+#include "app/attach.h"
+#include "app/serve/console_protocol.h"
 #include "app/serve/serve.h"
 #include "app/terminal/output.h"
 #include "app/terminal/shell.h"
@@ -29,6 +31,8 @@ struct Options {
   bool no_boot = false;
   bool serves = false;
   app::ServeOptions serve;
+  bool attaches = false;
+  std::string console;
 };
 
 // A standard descriptor that was closed stays unusable, instead of becoming some file that is opened later.
@@ -55,7 +59,11 @@ bool run_prompt(app::Shell &shell, app::Session &session) {
   *session.out << "A switch with 48 ports is running. 'help' lists the commands." << std::endl;
   shell.set_paging(true);
   shell.set_keep_going(false);
-  run_terminal(shell, session);
+  app::run_terminal({[&](const std::string &line) {
+                       shell.run_line({"", 1, line});
+                     },
+                     [&] { return session.finished; },
+                     [&](int descriptor) { return session.service->wait_for_input(descriptor); }});
   return true;
 }
 
@@ -82,15 +90,14 @@ int exit_status(bool good) {
   return good ? 0 : 1;
 }
 
-bool serve(app::Session &session, const Options &options) {
-  agent::Agent agent(session.device);
-  app::Service service(session, agent, options.serve.identity);
-  app::set_miss(agent, options.serve.miss);
+bool serve(app::Service &service, app::Session &session, const Options &options) {
   app::Shell shell(session);
   if (!options.serve.script.empty() && !shell.run_script(options.serve.script)) {
     return false;
   }
-  app::serve(service, options.serve);
+  if (app::termination() == 0) {
+    app::serve(service, options.serve);
+  }
   return true;
 }
 
@@ -103,7 +110,12 @@ int start(const Options &options) {
   app::Output output(STDOUT_FILENO);
   app::Session session{device, &output, app::Style(app::takes_colour(STDOUT_FILENO)), {}};
   device.system_log().echo_to([&session](std::string_view text) { *session.out << "syslog: " << text; });
-  const bool good = options.serves ? serve(session, options) : run(session, options);
+  agent::Agent agent(device);
+  app::Service service(session, agent, options.serve.identity);
+  if (options.serves) {
+    app::set_miss(agent, options.serve.miss);
+  }
+  const bool good = options.serves ? serve(service, session, options) : run(session, options);
   device.system_log().echo_to({});
   return exit_status(good);
 }
@@ -129,8 +141,14 @@ int main(int count, char **words) try {
   script->add_option("SCRIPT", options.script, "the script, '-' for standard input")->required();
   options.serve.identity.software = "oftab-switch " OFTAB_VERSION;
   const CLI::App *serve_command = app::add_serve(parser, options.serve);
+  CLI::App *attach_command = parser.add_subcommand("attach", "take commands for a switch that serves");
+  attach_command->fallthrough();
+  attach_command->add_option("PATH", options.console, "its --socket")->default_str(app::default_console_path());
   CLI11_PARSE(parser, count, words);
   options.serves = serve_command->parsed();
+  if (attach_command->parsed()) {
+    return exit_status(app::attach(options.console, options.commands));
+  }
   return start(options);
 } catch (const std::exception &error) {
   std::fprintf(stderr, "oftab-switch: %s\n", error.what());

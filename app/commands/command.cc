@@ -90,9 +90,10 @@ std::span<const CommandGroup> command_groups() {
       CommandGroup{"Flows", flow_commands()},           CommandGroup{"Packets", packet_commands()},
       CommandGroup{"Answers", answer_commands()},       CommandGroup{"Statistics", statistics_commands()},
       CommandGroup{"Interfaces", interface_commands()}, CommandGroup{"Port channels", port_channel_commands()},
-      CommandGroup{"Views", view_commands()},           CommandGroup{"Tracing", trace_commands()},
-      CommandGroup{"Faults", fault_commands()},         CommandGroup{"Debugging", debug_commands()},
-      CommandGroup{"Set-up", setup_commands()},         CommandGroup{"Shell", shell_commands()},
+      CommandGroup{"OpenFlow", openflow_commands()},    CommandGroup{"Views", view_commands()},
+      CommandGroup{"Tracing", trace_commands()},        CommandGroup{"Faults", fault_commands()},
+      CommandGroup{"Debugging", debug_commands()},      CommandGroup{"Set-up", setup_commands()},
+      CommandGroup{"Shell", shell_commands()},
   };
   return groups;
 }

@@ -30,6 +30,8 @@ class CommandRunner {
   virtual bool run_text(const std::string &text, const std::string &name) = 0;
 };
 
+class Service;
+
 // What commands work on.
 struct Session {
   host::Switch &device;
@@ -39,6 +41,7 @@ struct Session {
   host::services::Levels console_levels = host::services::kNoLevel;  // what the trace console prints
   bool finished = false;                                             // the operator wants to leave
   CommandRunner *runner = nullptr;                                   // while commands run
+  Service *service = nullptr;                                        // the switch's OpenFlow connections
 };
 
 // The words behind a command's name, taken one after the other. What does not fit throws a TextError.
@@ -102,6 +105,7 @@ std::span<const Command> answer_commands();
 std::span<const Command> statistics_commands();
 std::span<const Command> interface_commands();
 std::span<const Command> port_channel_commands();
+std::span<const Command> openflow_commands();
 std::span<const Command> view_commands();
 std::span<const Command> trace_commands();
 std::span<const Command> fault_commands();

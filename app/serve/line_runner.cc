@@ -5,6 +5,7 @@
 #include <sstream>
 #include <utility>
 
+#include "app/serve/service.h"
 #include "app/terminal/shell.h"
 
 namespace app {
@@ -66,6 +67,7 @@ std::string LineRunner::take(const ConsoleFrame &frame) {
 std::string LineRunner::run(const std::string &line) {
   Elsewhere elsewhere(session_, directory_, Style(colour_));
   const bool good = Shell(session_).run_line({"", 1, line});
+  session_.service->follow_commands();
   const bool finished = std::exchange(session_.finished, false);
   const auto in_frames = [](Kind kind, std::string_view text) {
     std::string frames;

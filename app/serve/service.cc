@@ -1,10 +1,15 @@
 #include "app/serve/service.h"
 
-#include <asio/posix/stream_descriptor.hpp>
+#include <unistd.h>
+
 #include <asio/signal_set.hpp>
+
 #include <csignal>
 #include <ctime>
 #include <iostream>
+#include <utility>
+
+#include "app/terminal/signals.h"
 
 namespace app {
 
@@ -21,9 +26,17 @@ Service::Service(Session &session, agent::Agent &agent, const agent::openflow::I
     : session_(session),
       agent_(agent),
       server_(context_, agent, identity, log_line),
-      clock_(context_, [this](agent::Time passed) { agent_.advance(passed); }) {}
+      clock_(context_, [this](agent::Time passed) { agent_.advance(passed); }),
+      input_(context_) {
+  session.service = this;
+}
+
+Service::~Service() {
+  session_.service = nullptr;
+}
 
 agent::openflow::Endpoint Service::add(const agent::openflow::Endpoint &endpoint) {
+  follow_commands();
   clock_.start();
   return server_.add(endpoint);
 }
@@ -44,14 +57,29 @@ void Service::run() {
   log_line("ends");
 }
 
-void Service::wait_for_input(int descriptor) {
-  asio::posix::stream_descriptor input(context_, descriptor);
-  bool ready = false;
-  input.async_wait(asio::posix::stream_descriptor::wait_read, [&ready](std::error_code) { ready = true; });
-  context_.restart();
-  while (!ready && context_.run_one() != 0) {
+// The clock's ticks end each moment, so that signals are noticed.
+bool Service::wait_for_input(int descriptor) {
+  if (!clock_.runs()) {
+    return app::wait_for_input(descriptor);
   }
-  input.release();
+  if (!watches_input_) {
+    follow_commands();
+    watch(descriptor);
+  }
+  context_.restart();
+  context_.run_one();
+  return std::exchange(has_input_, false);
+}
+
+void Service::watch(int descriptor) {
+  if (!input_.is_open()) {
+    input_.assign(dup(descriptor));
+  }
+  watches_input_ = true;
+  input_.async_wait(asio::posix::stream_descriptor::wait_read, [this](std::error_code) {
+    watches_input_ = false;
+    has_input_ = true;
+  });
 }
 
 }  // namespace app

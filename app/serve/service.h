@@ -3,6 +3,7 @@
 #define APP_SERVE_SERVICE_H
 
 #include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
 #include <memory>
 #include <string>
 
@@ -23,22 +24,34 @@ class Service {
   // Takes operators' commands at a Unix socket, which must not be in use.
   void open_console(const std::string &path);
 
+  ~Service();
+  Service(const Service &) = delete;
+  Service &operator=(const Service &) = delete;
+
   // Listens, or seeks a controller; the switch's time is the wall's from now on.
   agent::openflow::Endpoint add(const agent::openflow::Endpoint &endpoint);
 
   // Serves until SIGTERM or SIGINT.
   void run();
 
-  // Serves until there is something to be read, or a signal came.
-  void wait_for_input(int descriptor);
+  // For the prompt: whether there is something to be read; serves for a moment while there is not.
+  bool wait_for_input(int descriptor);
+
+  // The agent learns what operators' commands did to the flows.
+  void follow_commands() { agent_.reread(); }
 
  private:
+  void watch(int descriptor);
+
   Session &session_;
   agent::Agent &agent_;
   asio::io_context context_;
   agent::openflow::Server server_;
   WallClock clock_;
   std::unique_ptr<ConsoleSocket> console_;
+  asio::posix::stream_descriptor input_;
+  bool watches_input_ = false;
+  bool has_input_ = false;
 };
 
 // A line of the service's log, on standard error.

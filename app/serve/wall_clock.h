@@ -17,6 +17,7 @@ class WallClock {
 
   // From now on, until the clock is destroyed.
   void start();
+  bool runs() const { return runs_; }
 
  private:
   void wait();

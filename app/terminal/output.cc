@@ -77,6 +77,10 @@ int OutputProgram::finish() {
   return WIFSIGNALED(status) ? kSignalled + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+std::string output_program(std::string_view shell) {
+  return shell.starts_with('|') ? std::string(shell.substr(1)) : "cat " + std::string(shell);
+}
+
 std::string pager_command() {
   const char *chosen = std::getenv("PAGER");
   return chosen == nullptr || *chosen == '\0' ? "more -e" : chosen;

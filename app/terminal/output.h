@@ -7,6 +7,7 @@
 #include <ostream>
 #include <streambuf>
 #include <string>
+#include <string_view>
 
 namespace app {
 
@@ -60,6 +61,9 @@ class OutputProgram {
   FILE *pipe_;
   Output stream_;
 };
+
+// The program for what the system's shell is to do with output: "| grep pc1", "> file".
+std::string output_program(std::string_view shell);
 
 // The operator's pager: $PAGER, or more(1).
 std::string pager_command();

@@ -55,11 +55,6 @@ class Nested {
   size_t &depth_;
 };
 
-// The program that a command's output goes to.
-std::string program_text(std::string_view shell) {
-  return shell.starts_with('|') ? std::string(shell.substr(1)) : concat("cat ", shell);
-}
-
 }  // namespace
 
 Shell::Shell(Session &session) : session_(session), runner_before_(std::exchange(session.runner, this)) {
@@ -106,7 +101,7 @@ void Shell::run_command(std::string_view line, size_t start) {
 
 void Shell::run_to_program(const CommandText &command) {
   find_command(command.line, command.start);
-  OutputProgram program(program_text(command.shell));
+  OutputProgram program(output_program(command.shell));
   const Redirection redirection(session_, program.stream(), Style(false));
   run_command(command.line, command.start);
   if (const int status = program.finish(); status != 0 && !interrupted()) {

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "agent/text.h"
 #include "app/terminal/completion.h"
 #include "app/terminal/signals.h"
 
@@ -104,7 +105,9 @@ void restore_terminal(EditLine *editor) {
 
 // One byte; false at the end of the input, and when a signal ends the line.
 bool read_byte(EditLine *editor, char &byte) {
-  while (!wait_for_input(STDIN_FILENO)) {
+  const TerminalUse *use = nullptr;
+  el_get(editor, EL_CLIENTDATA, &use);
+  while (!use->wait(STDIN_FILENO)) {
     if (interrupted()) {
       return false;
     }
@@ -131,8 +134,9 @@ int read_character(EditLine *editor, wchar_t *character) {
   return interrupted() ? -1 : 0;
 }
 
-Editor open_editor(History *lines) {
+Editor open_editor(History *lines, const TerminalUse &use) {
   Editor editor(el_init("oftab-switch", stdin, stdout, stderr), &el_end);
+  el_set(editor.get(), EL_CLIENTDATA, &use);
   el_set(editor.get(), EL_PROMPT, &prompt);
   el_set(editor.get(), EL_EDITOR, "emacs");
   el_set(editor.get(), EL_SIGNAL, 0);
@@ -146,10 +150,10 @@ Editor open_editor(History *lines) {
 
 }  // namespace
 
-void run_terminal(Shell &shell, const Session &session) {
+void run_terminal(const TerminalUse &use) {
   EntryHistory entered;
-  const Editor editor = open_editor(entered.lines());
-  while (!session.finished && termination() == 0) {
+  const Editor editor = open_editor(entered.lines(), use);
+  while (!use.finished() && termination() == 0) {
     forget_interrupt();
     int length = 0;
     const char *line = el_gets(editor.get(), &length);
@@ -167,7 +171,7 @@ void run_terminal(Shell &shell, const Session &session) {
       entered.enter(text);
     }
     text.resize(text.find_last_not_of('\n') + 1);
-    shell.run_line({"", 1, text});
+    use.run(text);
   }
 }
 

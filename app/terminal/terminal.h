@@ -2,12 +2,21 @@
 #ifndef APP_TERMINAL_TERMINAL_H
 #define APP_TERMINAL_TERMINAL_H
 
-#include "app/terminal/shell.h"
+#include <functional>
+#include <string>
 
 namespace app {
 
+// What lines are for.
+struct TerminalUse {
+  std::function<void(const std::string &line)> run;
+  std::function<bool()> finished;  // the operator wants to leave
+  // Waits until there is something to be read from a descriptor; false when it is not so yet.
+  std::function<bool(int descriptor)> wait;
+};
+
 // Reads and runs lines until the operator leaves.
-void run_terminal(Shell &shell, const Session &session);
+void run_terminal(const TerminalUse &use);
 
 }  // namespace app
 

@@ -1,0 +1,169 @@
+#include "app/attach.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <asio/buffer.hpp>
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <asio/write.hpp>
+#include <filesystem>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+
+#include "app/commands/command.h"
+#include "app/serve/console_protocol.h"
+#include "app/terminal/command_line.h"
+#include "app/terminal/output.h"
+#include "app/terminal/script_reader.h"
+#include "app/terminal/signals.h"
+#include "app/terminal/terminal.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+using Kind = ConsoleFrame::Kind;
+using asio::local::stream_protocol;
+
+// The switch at the other end of its console.
+class RemoteSwitch {
+ public:
+  RemoteSwitch(const std::string &path, bool colour) : path_(path), socket_(context_) {
+    std::error_code problem;
+    socket_.connect(stream_protocol::endpoint(path), problem);
+    if (problem) {
+      throw std::runtime_error(concat("no switch serves at ", path, ": ", problem.message()));
+    }
+    send(Kind::Directory, std::filesystem::current_path().string());
+    if (colour) {
+      send(Kind::Colour, "");
+    }
+  }
+
+  // Runs one command with its output into `out`; what became of it.
+  Kind run(const std::string &line, std::ostream &out) {
+    send(Kind::Line, line);
+    for (;;) {
+      const ConsoleFrame frame = next();
+      if (frame.kind == Kind::Output) {
+        out << frame.content << std::flush;
+      } else if (frame.kind == Kind::Error) {
+        std::cerr << frame.content << std::flush;
+      } else {
+        return frame.kind;
+      }
+    }
+  }
+
+ private:
+  void send(Kind kind, std::string_view content) {
+    std::error_code problem;
+    asio::write(socket_, asio::buffer(encode(kind, content)), problem);
+    require(problem);
+  }
+
+  ConsoleFrame next() {
+    for (;;) {
+      if (auto frame = take_frame(received_)) {
+        return *std::move(frame);
+      }
+      std::array<char, 65536> space;
+      std::error_code problem;
+      const size_t count = socket_.read_some(asio::buffer(space), problem);
+      require(problem);
+      received_.append(space.data(), count);
+    }
+  }
+
+  void require(std::error_code problem) const {
+    if (problem) {
+      throw std::runtime_error(concat("the switch at ", path_, " is gone"));
+    }
+  }
+
+  std::string path_;
+  asio::io_context context_;
+  stream_protocol::socket socket_;
+  std::string received_;
+};
+
+// Runs lines there as a shell would here: pipes, files and the pager are the operator's own.
+class RemoteShell {
+ public:
+  RemoteShell(const std::string &path, bool interactive)
+      : out_(STDOUT_FILENO), remote_(path, interactive), pages_(interactive) {}
+
+  bool run(const std::string &line) {
+    bool good = true;
+    try {
+      for (const CommandText &command : split_commands(line)) {
+        good = good && !finished_ && run(command);
+      }
+    } catch (const TextError &error) {
+      std::cerr << "error: " << error.what() << '\n';
+      good = false;
+    }
+    return good;
+  }
+  bool finished() const { return finished_; }
+
+ private:
+  bool run(const CommandText &command) {
+    if (!command.shell.empty()) {
+      OutputProgram program(output_program(command.shell));
+      const bool good = run(command, program.stream());
+      return program.finish() == 0 && good;
+    }
+    if (pages_ && find_command(command.line, command.start).command->long_output) {
+      OutputProgram pager(pager_command());
+      return run(command, pager.stream());
+    }
+    return run(command, out_);
+  }
+
+  // Blanks in front keep the columns of complaints right.
+  bool run(const CommandText &command, std::ostream &out) {
+    const std::string line = std::string(command.start, ' ').append(command.line.substr(command.start));
+    const Kind result = remote_.run(line, out);
+    finished_ = result == Kind::Finished;
+    return result != Kind::Bad;
+  }
+
+  Output out_;
+  RemoteSwitch remote_;
+  bool pages_;
+  bool finished_ = false;
+};
+
+bool run_lines(RemoteShell &shell, const std::function<bool(std::string &)> &next) {
+  std::string line;
+  while (!shell.finished() && !interrupted() && next(line)) {
+    if (!shell.run(line)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool attach(const std::string &path, const std::optional<std::string> &commands) {
+  const bool interactive = !commands && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+  RemoteShell shell(path.empty() ? default_console_path() : path, interactive);
+  if (commands) {
+    std::istringstream lines(*commands);
+    return run_lines(shell, [&](std::string &line) { return static_cast<bool>(std::getline(lines, line)); });
+  }
+  if (!interactive) {
+    ScriptReader script("-");
+    return run_lines(shell, [&](std::string &line) { return script.next(line); });
+  }
+  run_terminal({[&](const std::string &line) { shell.run(line); }, [&] { return shell.finished(); }, wait_for_input});
+  return true;
+}
+
+}  // namespace app
