@@ -9,6 +9,13 @@ using namespace agent;
 
 namespace {
 
+Service &service_of(Session &session) {
+  if (session.service == nullptr) {
+    throw CommandError("this switch has no OpenFlow connections");
+  }
+  return *session.service;
+}
+
 openflow::Endpoint take_endpoint(Arguments &arguments, const char *what) {
   const openflow::Endpoint endpoint = openflow::endpoint_named(arguments.next(what));
   arguments.finish();
@@ -21,7 +28,7 @@ void add(Session &session, Arguments &arguments, bool listens, const char *what)
   if (endpoint.listens != listens) {
     throw TextError(word.column, concat(quoted(word), " is not ", what));
   }
-  session.service->add(endpoint);
+  service_of(session).add(endpoint);
 }
 
 void listen(Session &session, Arguments &arguments) {
@@ -34,7 +41,7 @@ void connect(Session &session, Arguments &arguments) {
 
 void disconnect(Session &session, Arguments &arguments) {
   const openflow::Endpoint endpoint = take_endpoint(arguments, "an endpoint");
-  if (!session.service->server().remove(endpoint)) {
+  if (!service_of(session).server().remove(endpoint)) {
     throw CommandError(concat("there is no ", to_text(endpoint), "; 'controllers' lists what there is"));
   }
 }
@@ -42,7 +49,7 @@ void disconnect(Session &session, Arguments &arguments) {
 void list_controllers(Session &session, Arguments &arguments) {
   arguments.finish();
   Table table({{"Endpoint"}, {"State"}, {"Packet-ins dropped", Column::Right}});
-  for (const openflow::Server::Peer &peer : session.service->server().peers()) {
+  for (const openflow::Server::Peer &peer : service_of(session).server().peers()) {
     table.add({peer.name, peer.state, std::to_string(peer.dropped_packet_ins)});
   }
   table.print(*session.out, session.style);
