@@ -44,6 +44,8 @@ configure-clang configure-fuzz: clang-packages
 bench: configure-release
 	cmake --build --preset release --target oftab_bench
 	build/release/bin/oftab_bench --benchmark_min_time=$(BENCH_SECONDS) --benchmark_counters_tabular=true
+	cmake --build --preset release --target oftab-switch oftab_openflow_client
+	python3 -B bench/openflow.py build/release/bin/oftab-switch build/release/bin/oftab_openflow_client
 
 lint: format-check tidy
 
