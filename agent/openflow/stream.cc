@@ -17,6 +17,9 @@ namespace {
 
 using Socket = asio::ip::tcp::socket;
 
+// Room for a table of flow-mods, which then go to the hardware together.
+constexpr int kReceiveBuffer = 1024 * 1024;
+
 template <typename Sender>
 class StreamOver : public Stream {
  public:
@@ -25,6 +28,7 @@ class StreamOver : public Stream {
       : stream_(std::move(socket), std::forward<Arguments>(arguments)...) {
     std::error_code ignored;
     stream_.lowest_layer().set_option(asio::ip::tcp::no_delay(true), ignored);
+    stream_.lowest_layer().set_option(asio::socket_base::receive_buffer_size(kReceiveBuffer), ignored);
   }
 
   void read(asio::mutable_buffer space, Done done) override { stream_.async_read_some(space, std::move(done)); }
