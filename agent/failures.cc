@@ -126,7 +126,7 @@ std::string plain_text(const host::services::TraceRecord &failure) {
 }  // namespace
 
 std::string failure_text(const host::services::TraceRecord &failure, host::Switch &device) {
-  const std::string text = plain_text(failure);
+  std::string text = plain_text(failure);
   for (const Explanation &each : kExplanations) {
     if (const size_t at = text.find(each.phrase); at != std::string::npos) {
       return each.words(std::string_view(text).substr(at + each.phrase.size()), device.asic());

@@ -182,10 +182,9 @@ void write_undoing(std::ostream &out, host::Switch &device) {
 
 void delete_all_flows(Session &session) {
   for (auto flows = installed_flows(session.device); !flows.empty(); flows = installed_flows(session.device)) {
-    std::vector<uint32_t> seq_nos;
-    for (const InstalledFlow &each : flows) {
-      seq_nos.push_back(*each.flow.seq_no);
-    }
+    std::vector<uint32_t> seq_nos(flows.size());
+    std::transform(flows.begin(), flows.end(), seq_nos.begin(),
+                   [](const InstalledFlow &each) { return *each.flow.seq_no; });
     std::sort(seq_nos.begin(), seq_nos.end());
     seq_nos.erase(std::unique(seq_nos.begin(), seq_nos.end()), seq_nos.end());
     require_success(submit_entries(session.device, delete_request(seq_nos)), Operation::Delete, "deleting the flows");
