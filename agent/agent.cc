@@ -128,6 +128,12 @@ void Agent::notice_interfaces() {
   for (const PortChange &change : ports_.refresh()) {
     tell(&Listener::port_changed, change);
   }
+  device_.ports().follow_links();
+  for (const auto &[ifindex, attached] : device_.ports().ports()) {
+    if (const auto change = ports_.follow(ifindex, attached.state)) {
+      tell(&Listener::port_changed, *change);
+    }
+  }
 }
 
 void Agent::refresh_counts(Time age) {

@@ -57,6 +57,17 @@ std::vector<PortChange> Ports::refresh() {
   return changes;
 }
 
+std::optional<PortChange> Ports::follow(uint32_t ifindex, const host::ports::LinkState &link) {
+  Port *port = find(ifindex);
+  const uint32_t state = link.up ? 0U : uint32_t{kLinkDown};
+  if (port == nullptr || (port->state == state && port->hw_addr == link.mac)) {
+    return std::nullopt;
+  }
+  port->state = state;
+  port->hw_addr = link.mac;
+  return PortChange{PortChange::Reason::Modify, *port};
+}
+
 bool Ports::has_none(uint32_t ifindex, uint32_t config) const {
   const Port *port = find(ifindex);
   return port != nullptr && (port->config & config) == 0;

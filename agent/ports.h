@@ -5,9 +5,11 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "host/ports/port_end.h"
 #include "host/services/interfaces.h"
 
 namespace agent {
@@ -62,6 +64,9 @@ class Ports {
 
   // Takes note of interfaces that came and went, and says which.
   std::vector<PortChange> refresh();
+
+  // Takes over what a port's link is like: the change, if it is one.
+  std::optional<PortChange> follow(uint32_t ifindex, const host::ports::LinkState &link);
 
   // Whether frames that come in by the port are taken, and whether frames leave by it. Members of a port channel are
   // told for themselves.

@@ -87,12 +87,19 @@ void Arguments::finish() const {
 
 std::span<const CommandGroup> command_groups() {
   static const std::array groups{
-      CommandGroup{"Flows", flow_commands()},           CommandGroup{"Packets", packet_commands()},
-      CommandGroup{"Answers", answer_commands()},       CommandGroup{"Statistics", statistics_commands()},
-      CommandGroup{"Interfaces", interface_commands()}, CommandGroup{"Port channels", port_channel_commands()},
-      CommandGroup{"OpenFlow", openflow_commands()},    CommandGroup{"Views", view_commands()},
-      CommandGroup{"Tracing", trace_commands()},        CommandGroup{"Faults", fault_commands()},
-      CommandGroup{"Debugging", debug_commands()},      CommandGroup{"Set-up", setup_commands()},
+      CommandGroup{"Flows", flow_commands()},
+      CommandGroup{"Packets", packet_commands()},
+      CommandGroup{"Answers", answer_commands()},
+      CommandGroup{"Statistics", statistics_commands()},
+      CommandGroup{"Interfaces", interface_commands()},
+      CommandGroup{"Ports", port_commands()},
+      CommandGroup{"Port channels", port_channel_commands()},
+      CommandGroup{"OpenFlow", openflow_commands()},
+      CommandGroup{"Views", view_commands()},
+      CommandGroup{"Tracing", trace_commands()},
+      CommandGroup{"Faults", fault_commands()},
+      CommandGroup{"Debugging", debug_commands()},
+      CommandGroup{"Set-up", setup_commands()},
       CommandGroup{"Shell", shell_commands()},
   };
   return groups;

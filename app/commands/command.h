@@ -104,6 +104,7 @@ std::span<const Command> packet_commands();
 std::span<const Command> answer_commands();
 std::span<const Command> statistics_commands();
 std::span<const Command> interface_commands();
+std::span<const Command> port_commands();
 std::span<const Command> port_channel_commands();
 std::span<const Command> openflow_commands();
 std::span<const Command> view_commands();

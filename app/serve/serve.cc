@@ -4,6 +4,7 @@
 #include <map>
 #include <stdexcept>
 
+#include "agent/interface_names.h"
 #include "app/serve/console_protocol.h"
 
 namespace app {
@@ -57,6 +58,9 @@ CLI::App *add_serve(CLI::App &parser, ServeOptions &options) {
   command->add_option("--controller", options.controllers, "tcp:ADDRESS[:PORT] or ssl:ADDRESS[:PORT]")
       ->take_all()
       ->expected(1);
+  command->add_option("--port", options.ports, "PORT=INTERFACE, or PORT=tap:NAME for a TAP: what a port leads to")
+      ->take_all()
+      ->expected(1);
   command->add_option_function<std::string>(
       "--datapath-id", [&options](const std::string &text) { options.identity.datapath_id = datapath_id(text); },
       "the switch's number, hexadecimal");
@@ -67,6 +71,18 @@ CLI::App *add_serve(CLI::App &parser, ServeOptions &options) {
       ->default_str(default_console_path());
   add_tls(*command, options.tls);
   return command;
+}
+
+void attach_ports(host::Switch &device, const std::vector<std::string> &ports) {
+  for (const std::string &text : ports) {
+    const size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+      throw std::invalid_argument("--port " + text + ": PORT=INTERFACE or PORT=tap:NAME is wanted");
+    }
+    const std::string port = text.substr(0, equals);
+    const uint32_t ifindex = interface_named({port, 1}, device.interfaces());
+    device.ports().attach(ifindex, host::ports::make_end(text.substr(equals + 1)));
+  }
 }
 
 void set_miss(Agent &agent, const std::string &miss) {

@@ -20,6 +20,7 @@ struct ServeOptions {
   std::string script;
   std::vector<std::string> listen;
   std::vector<std::string> controllers;
+  std::vector<std::string> ports;
   agent::openflow::Identity identity;
   std::string miss = "controller";
   std::string socket;
@@ -28,6 +29,9 @@ struct ServeOptions {
 
 // The subcommand, whose words end up in `options`.
 CLI::App *add_serve(CLI::App &parser, ServeOptions &options);
+
+// Lets ports lead to the interfaces that "N=INTERFACE" names. A std::exception says what is wrong with one.
+void attach_ports(host::Switch &device, const std::vector<std::string> &ports);
 
 // What becomes of packets that no flow matches. A std::runtime_error when the hardware does not take it.
 void set_miss(agent::Agent &agent, const std::string &miss);

@@ -27,6 +27,7 @@ Service::Service(Session &session, agent::Agent &agent, const agent::openflow::I
       agent_(agent),
       server_(context_, agent, identity, log_line),
       clock_(context_, [this](agent::Time passed) { agent_.advance(passed); }),
+      ports_(context_, session.device.ports(), agent_.packets()),
       input_(context_) {
   session.service = this;
 }

@@ -11,6 +11,7 @@
 #include "agent/openflow/server.h"
 #include "app/commands/command.h"
 #include "app/serve/console_socket.h"
+#include "app/serve/live_ports.h"
 #include "app/serve/wall_clock.h"
 
 namespace app {
@@ -48,6 +49,7 @@ class Service {
   asio::io_context context_;
   agent::openflow::Server server_;
   WallClock clock_;
+  LivePorts ports_;
   std::unique_ptr<ConsoleSocket> console_;
   asio::posix::stream_descriptor input_;
   bool watches_input_ = false;
