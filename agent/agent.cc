@@ -37,16 +37,6 @@ Agent::Agent(host::Switch &device)
   reread();
 }
 
-uint64_t Agent::tcam_writes() const {
-  return device_.faults().calls(host::services::Call::qtr_custom_cache_unified_entry_set);
-}
-
-void Agent::follow_others() {
-  if (tcam_writes() != written_) {
-    reread();
-  }
-}
-
 // A listener may come or go while it is told.
 template <typename Event>
 void Agent::tell(void (Listener::*told)(const Event &), const Event &event) {
@@ -64,9 +54,7 @@ void Agent::tell_removed(const FlowModResults &results) {
 }
 
 std::vector<std::optional<AgentError>> Agent::apply(std::span<const FlowMod> mods) {
-  follow_others();
   FlowModResults results = changes_.apply(mods, now_);
-  note_own_writes();
   tell_removed(results);
   for (size_t i = 0; i < mods.size(); ++i) {
     if (!results.errors[i] && takes_packet(mods[i])) {
@@ -83,33 +71,25 @@ bool Agent::purge() {
 }
 
 void Agent::reread() {
-  std::vector<TableEntry> all_gone = agent::reread(device_, flows_, now_);
-  note_own_writes();
-  for (TableEntry &gone : all_gone) {
+  for (TableEntry &gone : agent::reread(device_, flows_, now_)) {
     tell(&Listener::flow_removed, RemovedFlow{std::move(gone), RemovedFlow::Reason::Delete, now_});
   }
 }
 
 bool Agent::set_miss(HardwareActions::Kind kind) {
-  follow_others();
   HardwareActions actions;
   actions.kind = kind;
-  const bool set = succeeds(device_, catch_all_request(actions));
-  note_own_writes();
-  return set;
+  return succeeds(device_, catch_all_request(actions));
 }
 
 void Agent::advance(Time by) {
-  follow_others();
   const Time until = now_ + by;
   if (first_deadline(flows_, Time::min()) != Time::max()) {
     refresh_counts(Time::zero());
   }
   for (Time next = first_deadline(flows_, Time::min()); next <= until; next = first_deadline(flows_, next)) {
     move_to(std::max(next, now_));
-    const FlowModResults results = changes_.expire(now_);
-    note_own_writes();
-    tell_removed(results);
+    tell_removed(changes_.expire(now_));
   }
   move_to(until);
   notice_interfaces();
@@ -137,7 +117,6 @@ void Agent::notice_interfaces() {
 }
 
 void Agent::refresh_counts(Time age) {
-  follow_others();
   if (!counted_ || now_ - *counted_ >= age) {
     read_counts(device_, flows_, now_);
     counted_ = now_;

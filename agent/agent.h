@@ -58,7 +58,7 @@ class Agent {
   void unsubscribe(Listener &listener) { std::erase(listeners_, &listener); }
 
   // Flows. `apply` makes changes that stand in the receive queue together; its result has an error for each that was
-  // refused. When others wrote to the TCAM, the agent rereads the library's table before it does anything else.
+  // refused. Only what the agent itself did to the library's table is known to it: `reread` follows whatever else did.
   std::vector<std::optional<AgentError>> apply(std::span<const FlowMod> mods);
   const FlowTable &flows() const { return flows_; }
   bool purge();  // false when it failed
@@ -93,9 +93,6 @@ class Agent {
   PacketPath &packets() { return packets_; }
 
  private:
-  uint64_t tcam_writes() const;
-  void follow_others();
-  void note_own_writes() { written_ = tcam_writes(); }
   template <typename Event>
   void tell(void (Listener::*told)(const Event &), const Event &event);
   void tell_removed(const FlowModResults &results);
@@ -110,7 +107,6 @@ class Agent {
   PacketPath packets_;
   Time now_{};
   std::optional<Time> counted_;  // when the counts were read last
-  uint64_t written_ = 0;         // TCAM writes when the agent's flows were last those of the library
 };
 
 }  // namespace agent

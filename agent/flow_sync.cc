@@ -1,7 +1,5 @@
 #include "agent/flow_sync.h"
 
-#include <algorithm>
-#include <iterator>
 #include <set>
 #include <utility>
 
@@ -38,17 +36,6 @@ bool same_identity(const InstalledFlow &installed, const TableEntry *entry) {
          entry->flow.match == installed.flow.match;
 }
 
-// The flows of one table that the other does not have.
-std::vector<TableEntry> missing(FlowTable &before, FlowTable &table) {
-  std::vector<TableEntry> gone;
-  before.for_each([&](TableEntry &entry) {
-    if (table.find(entry.flow.match, priority_of(entry.flow)) == nullptr) {
-      gone.push_back(std::move(entry));
-    }
-  });
-  return gone;
-}
-
 std::string named(const Flow &flow) {
   return concat("flow ", *flow.seq_no, " (priority ", priority_of(flow), ", ", to_text(flow.match), ")");
 }
@@ -79,27 +66,23 @@ std::vector<std::string> differences(host::Switch &device, const FlowTable &tabl
 
 std::vector<TableEntry> reread(host::Switch &device, FlowTable &table, Time now) {
   FlowTable before = std::exchange(table, FlowTable());
-  const std::vector<InstalledFlow> all = installed_flows(device);
-  std::set<uint32_t> seq_nos;
-  std::ranges::transform(all, std::inserter(seq_nos, seq_nos.end()),
-                         [](const auto &each) { return *each.flow.seq_no; });
-  for (const InstalledFlow &installed : all) {
+  for (const InstalledFlow &installed : installed_flows(device)) {
     const uint32_t seq_no = *installed.flow.seq_no;
-    const TableEntry *twin = before.find(installed.flow.match, priority_of(installed.flow));
-    const bool left_over = twin != nullptr && *twin->flow.seq_no != seq_no && seq_nos.contains(*twin->flow.seq_no);
-    if (left_over || table.find(seq_no) != nullptr) {
-      continue;  // a second record of a flow, or of a number, of which the library's requests reach the first alone
+    if (table.find(seq_no) != nullptr) {
+      continue;  // a second record of one number: the library's requests reach the first alone
     }
     TableEntry entry{.flow = installed.flow, .added = now, .used = now};
     if (same_identity(installed, before.find(seq_no))) {
-      entry = *before.find(seq_no);
+      entry = before.erase(seq_no);
     }
     if (!same_actions(installed, entry.flow, device.interfaces())) {
       entry.flow.actions = installed.flow.actions;
     }
     table.insert(std::move(entry));
   }
-  return missing(before, table);
+  std::vector<TableEntry> gone;
+  before.for_each([&](TableEntry &entry) { gone.push_back(std::move(entry)); });
+  return gone;
 }
 
 }  // namespace agent

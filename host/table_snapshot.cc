@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <span>
 
+#include "host/services/bitset.h"
 #include "oftab/hw_entry.h"
 
 namespace host {
@@ -36,6 +37,11 @@ std::map<uint16_t, const oftab_sw_entry_t *> used_records() {
 
 }  // namespace
 
+bool has_lost_its_array() {
+  const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table;
+  return table != nullptr && table->entries_allocated != 0 && table->tcam_entry == nullptr;
+}
+
 std::string at_index(uint16_t index) {
   return "index " + std::to_string(index);
 }
@@ -52,20 +58,25 @@ bool same_result(const asic::Record &record, const oftab_sw_entry_t &entry) {
   return std::ranges::equal(record.result, entry.hw.result);
 }
 
-TableSnapshot::TableSnapshot(const asic::Asic &asic) : asic_(asic), used_(used_records()) {
+uint32_t counter_named_by(const asic::Record &record) {
+  return hw::get32(record.result.data(), hw::forward_result::adj_stats_ptr);
+}
+
+bool is_taken(uint32_t mcst_idx) {
+  return std::ranges::binary_search(services::set_bits(g_oftab_mcast_idx_bmp), mcst_idx - g_oftab_mcst_idx_lower);
+}
+
+TableSnapshot::TableSnapshot(const asic::Asic &asic, const std::set<uint16_t> &written)
+    : asic_(asic), used_(used_records()) {
   add_live_owners();
   find_strays();
   find_stranded();
-}
-
-uint32_t TableSnapshot::tcam_counter(uint16_t index) const {
-  return hw::get32(tcam(index).result.data(), hw::forward_result::adj_stats_ptr);
-}
-
-// The catch-all's record does not know the counter of an entry that was already there at initialisation.
-uint32_t TableSnapshot::catch_all_counter() const {
-  const uint16_t known = oftab_hw_rsrc_g.catch_all_entry.stats_id;
-  return known == 0 || known == OFTAB_STATS_ID_NONE ? tcam_counter(OFTAB_CATCH_ALL_INDEX) : known;
+  for (const uint16_t index : stranded_) {
+    add_owner(index, "stranded ");
+  }
+  for (const uint16_t index : written) {
+    add_owner(index, "directly written ");
+  }
 }
 
 void TableSnapshot::add_live_owners() {
@@ -76,7 +87,19 @@ void TableSnapshot::add_live_owners() {
     }
   }
   if (initialized()) {
-    counters_[catch_all_counter()].push_back("the catch-all");
+    add_catch_all_counters();
+  }
+}
+
+// That of the record which stands at its index, and that of the catch-all's own record, which does not know the counter
+// of an entry that was there before the library started.
+void TableSnapshot::add_catch_all_counters() {
+  const asic::Record &record = tcam(OFTAB_CATCH_ALL_INDEX);
+  const uint32_t standing = record.valid() ? counter_named_by(record) : 0;
+  const uint32_t own = oftab_hw_rsrc_g.catch_all_entry.stats_id;
+  counters_[standing].emplace_back("the catch-all");
+  if (own != standing) {
+    counters_[own].emplace_back("the catch-all's record");
   }
 }
 
@@ -90,7 +113,14 @@ bool TableSnapshot::is_stray(uint16_t index) const {
   }
   const oftab_sw_entry_t &entry = *found->second;
   const bool not_restored = asic_.tcam().last_write_failed(index) && !same_result(tcam(index), entry);
-  return not_restored || !same_match(tcam(index), entry) || tcam_counter(index) != entry.stats_id;
+  return not_restored || !same_match(tcam(index), entry) || counter_named_by(tcam(index)) != entry.stats_id;
+}
+
+bool TableSnapshot::is_copy(uint16_t index) const {
+  return std::ranges::any_of(used_, [&](const auto &used) {
+    return used.first != index && same_match(tcam(index), *used.second) &&
+           counter_named_by(tcam(index)) == used.second->stats_id;
+  });
 }
 
 void TableSnapshot::find_strays() {
@@ -104,23 +134,22 @@ void TableSnapshot::find_strays() {
 void TableSnapshot::find_stranded() {
   std::map<uint32_t, int> claims;
   for (const uint16_t index : strays_) {
-    ++claims[tcam_counter(index)];
+    ++claims[counter_named_by(tcam(index))];
   }
   for (const uint16_t index : strays_) {
-    const uint32_t counter = tcam_counter(index);
-    const bool owns = asic_.counters().exists(counter) && !counters_.contains(counter) && claims[counter] == 1;
-    if (owns || asic_.tcam().last_write_failed(index)) {
+    const uint32_t counter = counter_named_by(tcam(index));
+    const bool alone = claims[counter] == 1 || has_lost_its_array();  // a flow of a lost table may stand twice
+    const bool owns = asic_.counters().exists(counter) && !counters_.contains(counter) && alone;
+    if (owns || asic_.tcam().last_write_failed(index) || is_copy(index)) {
       stranded_.insert(index);
     }
   }
-  for (const uint16_t index : stranded_) {
-    add_stranded_owner(index);
-  }
 }
 
-void TableSnapshot::add_stranded_owner(uint16_t index) {
-  const std::vector<std::string> owner = {"stranded " + at_index(index)};
-  counters_.try_emplace(tcam_counter(index), owner);
+// Several indices may share what was written at them directly.
+void TableSnapshot::add_owner(uint16_t index, const std::string &kind) {
+  const std::vector<std::string> owner = {kind + at_index(index)};
+  counters_.try_emplace(counter_named_by(tcam(index)), owner);
   if (const uint32_t mcst_idx = hw::ltl_idx(tcam(index).result.data()); mcst_idx != 0) {
     multicast_indices_.try_emplace(mcst_idx, owner);
   }

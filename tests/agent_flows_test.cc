@@ -244,10 +244,10 @@ class History : public Listener {
       rig_.sw.faults().fail(dice_.pick(kFailing), 1 + dice_.below(4), 77,
                             dice_.one_in(4) ? Repeat::FromThenOn : Repeat::Once);
     }
-    const size_t injected = rig_.sw.faults().injected().size();
     const auto errors = agent_.apply(mods);
-    const bool failed = rig_.sw.faults().injected().size() != injected;
+    const bool failed = !rig_.sw.faults().injected().empty();
     rig_.sw.faults().disarm();
+    rig_.sw.faults().reset();
     ASSERT_EQ(errors.size(), mods.size());
     if (failed) {
       return adopt();

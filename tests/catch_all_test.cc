@@ -1,4 +1,7 @@
 // The catch-all entry at TCAM index 4095.
+#include <functional>
+
+#include "tests/support/packets.h"
 #include "tests/support/rig.h"
 
 namespace test {
@@ -102,6 +105,7 @@ TEST_F(SwitchTest, RefusedUpdateIsReported) {
   EXPECT_EQ(response.status, -1);
   EXPECT_THAT(response.entry_statuses(), testing::ElementsAre(-1));
   EXPECT_THAT(traced(102), testing::ElementsAre("Installing unified catch all entry at 4095 failed\n"));
+  excused = {{host::State::RefusedWrite, 4095}};
   EXPECT_EQ(catch_all_result(*this), result("034000"));
 }
 
@@ -111,6 +115,100 @@ TEST_F(BareSwitchTest, NothingIsInstalledBeforeInitialisationOrWithoutRequest) {
   sw.boot();
   const host::asic::NoTcamWrites no_writes(sw.asic().tcam());
   EXPECT_EQ(oftab_install_catch_all_entry(1, nullptr, nullptr), -3);
+}
+
+// What puts the catch-all's counter at risk. Whatever it is, no flow shares it.
+struct CounterCase {
+  const char *name;
+  std::function<void(Rig &)> endanger;
+  size_t counters = 1;           // that exist afterwards, beside a flow's
+  std::set<uint16_t> written{};  // directly
+};
+
+class CatchAllCounter : public SwitchTest, public testing::WithParamInterface<CounterCase> {};
+
+TEST_P(CatchAllCounter, IsLiveAndNobodyElses) {
+  const CounterCase &row = GetParam();
+  row.endanger(*this);
+  exceptions.written = row.written;
+  for (const uint16_t index : row.written) {
+    excused.emplace(host::State::Written, index);
+  }
+  expect_sound();
+  Flow arp{.seq_no = 9, .priority = 5, .value = {.ethertype = 0x806}, .mask = {.ethertype = 0xffff}, .action = deny()};
+  set_up({add({arp})});
+  expect_sound();
+  host::asic::PacketHeader arp_packet;
+  arp_packet.ethertype = 0x806;
+  sw.inject(port(1), packet_of(53));
+  sw.inject(port(1), packet_of(53));
+  EXPECT_EQ(sw.inject(port(1), arp_packet).tcam_index, 2000);
+  sw.advance(10);
+  EXPECT_EQ(find_record(9)->pkt_cnt, 1U);
+  EXPECT_EQ(sw.asic().counters().ids().size(), row.counters + 1);
+}
+
+void rebuild_with_refusals(Rig &rig) {
+  rig.sw.faults().fail("qtr_custom_cache_unified_entry_get", 1, 77);
+  rig.sw.faults().fail("qtr_custom_cache_unified_entry_set", 1, 77);
+  EXPECT_EQ(oftab_install_catch_all_entry(0, nullptr, nullptr), -1);
+  rig.excused = {{host::State::RefusedWrite, 4095}};
+}
+
+const CounterCase kCounterCases[] = {
+    {"WriterElsewhere",
+     [](Rig &rig) {
+       oftab_install_catch_all(0, 3);
+       oftab_clear_catch_all(0, 3);
+       rig.set_up({set_catch_all({})});
+     },
+     2},
+    {"RefusedRebuild", rebuild_with_refusals, 2},
+    {"WriterWithoutCounter", [](Rig &) { oftab_install_global_entry(4095, 4095); }, 1, {4095}},
+    {"ClearedAndInstalledAgain",
+     [](Rig &rig) {
+       oftab_clear_catch_all(4095, 4095);
+       rig.set_up({erase({})});
+     }},
+    {"SecondWriterBesideTheFirst",
+     [](Rig &) {
+       oftab_install_catch_all(3000, 3001);
+       oftab_install_catch_all(3010, 3011);
+     },
+     3,
+     {3000, 3001, 3010, 3011}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Dangers, CatchAllCounter, testing::ValuesIn(kCounterCases), case_name);
+
+// A counter goes back when something else has been written over the last record that names it.
+TEST_F(SwitchTest, CountersOfTheWritersGoBackWithTheirRecords) {
+  const auto ids = [&] { return sw.asic().counters().ids(); };
+  oftab_install_catch_all(0, 3);
+  oftab_install_catch_all(10, 11);
+  EXPECT_THAT(ids(), testing::ElementsAre(1, 2, 3));
+  oftab_clear_catch_all(0, 2);
+  EXPECT_THAT(ids(), testing::ElementsAre(1, 2, 3));
+  oftab_install_global_entry(3, 3);
+  EXPECT_THAT(ids(), testing::ElementsAre(1, 3));
+  oftab_clear_catch_all(0, 11);
+  oftab_clear_catch_all(4095, 4095);
+  set_up({erase({})});
+  EXPECT_EQ(ids().size(), 1U);
+}
+
+TEST_F(SwitchTest, ScenarioOverTheCatchAllTakesItsCounterAlong) {
+  EXPECT_EQ(oftab_debug_test(1), 0);
+  set_up({add({numbered_flow(1, 5)})});
+  sw.inject(port(1), packet_of(1));
+  sw.advance(10);
+  EXPECT_EQ(find_record(1)->pkt_cnt, 1U);
+  EXPECT_EQ(oftab_hw_rsrc_g.catch_all_entry.pkt_cnt, 0U);
+  oftab_clear_catch_all(0, 4095);
+  set_up({erase({1})});
+  sw.asic().trees().destroy(1000);  // the scenario's own
+  sw.asic().counters().destroy(2);
+  EXPECT_EQ(sw.asic().counters().ids().size(), 1U);
 }
 
 TEST_F(SwitchTest, CatchAllPriorityBesideAnotherFlowIsAnOrdinaryFlow) {

@@ -71,7 +71,7 @@ TEST_F(ChangeTest, FailedActionLeavesTheActionBeforeItInTheTcam) {
   EXPECT_EQ(response.status, 0);
   EXPECT_THAT(response.entry_statuses(), ElementsAre(0, -3));
   EXPECT_EQ(result_at(2001), "0700000000");  // permitted, as the first record asked
-  exceptions.failed_modifies = {2001};
+  excused = {{host::State::FailedAction, 2}};
 }
 
 TEST_F(ChangeTest, ForeignRecordDoesNotReleaseAFlowsTree) {

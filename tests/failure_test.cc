@@ -109,42 +109,6 @@ TEST_P(Failure, IsReportedAndChangesNothing) {
 
 INSTANTIATE_TEST_SUITE_P(Table, Failure, testing::ValuesIn(kCases), case_name);
 
-TEST_F(SwitchTest, FailedWriteLeavesTheTableAndStrandsTheOthers) {
-  set_up({add({numbered_flow(1, 50)})});
-  const State before = state();
-  sw.tracing().clear();
-  sw.faults().fail("qtr_custom_cache_unified_entry_set", 2, kCode);
-  const Response response =
-      submit(add({numbered_flow(2, 9), numbered_flow(3, 8, output({port(1)})), numbered_flow(4, 7)}));
-  EXPECT_EQ(response.status, -8);
-  EXPECT_THAT(response.entry_statuses(), testing::ElementsAre(0, 0, 0));
-  EXPECT_THAT(traced(102),
-              testing::ElementsAre("\nFailed installing entry  2002. rc=77", "Programming entries failed \n"));
-  EXPECT_EQ(state().table, before.table);
-  EXPECT_THAT(sw.asic().tcam().valid_indices(), testing::ElementsAre(2000, 2001, 2003, 4095));
-  EXPECT_THAT(sw.asic().trees().indices(), testing::IsEmpty());  // the failed one's was given back
-  EXPECT_EQ(sw.asic().counters().ids().size(), 4U);              // the stranded ones keep theirs
-  expect_sound();
-
-  set_up({add({numbered_flow(5, 9), numbered_flow(6, 8), numbered_flow(7, 7)})});
-  EXPECT_EQ(sw.asic().counters().ids().size(), 5U);
-  EXPECT_THAT(host::stranded_indices(sw.asic()), testing::IsEmpty());
-}
-
-TEST_F(SwitchTest, CommitWithoutMemoryIsReported) {
-  set_up({add({numbered_flow(1, 50)})});
-  sw.tracing().clear();
-  fail_allocations_of(size_t{3} * 296);
-  const Response response = submit(add({numbered_flow(2, 9), numbered_flow(3, 8)}));
-  let_allocations_pass();
-  EXPECT_EQ(response.status, -3);
-  EXPECT_THAT(traced(102), testing::ElementsAre("oftab_cp_shadow_to_current() Exit. Malloc failure \n",
-                                                "copy shadow to current failed \n"));
-  EXPECT_EQ(oftab_hw_rsrc_g.current_table->tcam_entry, nullptr);
-  EXPECT_EQ(oftab_hw_rsrc_g.shadow_table->tcam_entry, nullptr);
-  set_up({erase({1}), modify({}), purge(), add({numbered_flow(4, 9)})});
-}
-
 TEST_F(SwitchTest, EveryTracePointReachesEveryOutput) {
   sw.tracing().set_ring(true);
   sw.tracing().set_failures(true);

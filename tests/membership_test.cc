@@ -116,8 +116,8 @@ TEST_F(Membership, PortChannelWithoutFlowsIsLeftToLaterFlows) {
   EXPECT_EQ(traced(104).back(), "Error: No pc_entry\n");
   add_flow(2, {kPc});
   EXPECT_EQ(ports(1) + ports(2), " 2 8 10");
+  exceptions.purged = host::flow_bits();
   set_up({purge()});
-  exceptions.stale_flow_masks = true;
   sw.leave(port(7), kPc);
   EXPECT_EQ(traced(104).back(), "tcam_entry = (nil) entries_allocated = 0\n");
 }

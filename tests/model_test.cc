@@ -181,11 +181,11 @@ class History {
 
   void purge_flows() {
     log_ << "\npurge";
+    rig_.exceptions.purged.merge(host::flow_bits());
     rig_.set_up({purge()});
     model_.purge();
     erased_.clear();
     last_seq_no_ += 100;  // also numbers that later deletes would name
-    rig_.exceptions.stale_flow_masks = true;
   }
 
   void compact() {
@@ -272,10 +272,10 @@ class History {
       }
     }
     EXPECT_EQ(oftab_hw_rsrc_g.current_table->free_entries, OFTAB_FLOW_CAPACITY - model_.flows().size());
-    rig_.exceptions.failed_modifies.clear();
+    rig_.excused.clear();
     for (const auto &[seq_no, flow] : model_.flows()) {
       if (!flow.action_known) {
-        rig_.exceptions.failed_modifies.insert(find_record(seq_no)->tcam_index);
+        rig_.excused.emplace(host::State::FailedAction, seq_no);
       }
     }
     rig_.expect_sound();

@@ -72,25 +72,11 @@ void replace_all(Session &session, std::span<const Flow> flows) {
   }
 }
 
-// A modification that failed for one flow leaves that flow's table record and TCAM record different.
-void note_failed_modification(Session &session, uint32_t seq_no) {
-  for (const oftab_sw_entry_t &record : table_records()) {
-    if (is_live(record) && record.seq_no == seq_no) {
-      session.audit_exceptions.failed_modifies.insert(record.tcam_index);
-    }
-  }
-}
-
 void modify_in_place(Session &session, std::span<const Flow> flows) {
   if (flows.empty()) {
     return;
   }
   const Response response = submit_entries(session.device, flow_request(OFTAB_ENTRY_MODIFY, flows));
-  for (const Response::Entry &entry : response.entries) {
-    if (response.status == OFTAB_OK && entry.status != OFTAB_OK) {
-      note_failed_modification(session, entry.id);
-    }
-  }
   require_success(response, Operation::Modify, "modification failed");
 }
 

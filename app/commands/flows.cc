@@ -113,7 +113,7 @@ void delete_flow(Session &session, Arguments &arguments) {
 
 void purge(Session &session, Arguments &arguments) {
   arguments.finish();
-  session.audit_exceptions.stale_flow_masks = true;
+  session.audit_exceptions.purged.merge(host::flow_bits());
   require_success(submit_entries(session.device, purge_request()), Operation::Purge, "purge");
   *session.out << "all flows purged\n";
 }

@@ -101,18 +101,29 @@ void show_trees(Session &session, Arguments &arguments) {
   table.print(*session.out, session.style);
 }
 
+// Prints a finding, and what to do about it.
+void print_finding(Session &session, const host::Finding &finding) {
+  const std::string text = concat(finding.text(), " (", finding.advice(), ")");
+  *session.out << (finding.known() ? text : session.style.bad(text)) << '\n';
+}
+
 void audit(Session &session, Arguments &arguments) {
   arguments.finish();
-  std::vector<std::string> findings = host::audit(session.device.asic(), session.audit_exceptions);
+  const std::vector<host::Finding> findings = host::audit(session.device.asic(), session.audit_exceptions);
   const auto &violations = session.device.violations().list();
-  findings.insert(findings.end(), violations.begin(), violations.end());
-  for (const std::string &finding : findings) {
-    *session.out << session.style.bad(finding) << '\n';
+  for (const host::Finding &finding : findings) {
+    print_finding(session, finding);
   }
-  if (!findings.empty()) {
-    throw CommandError(concat("audit: ", counted(findings.size(), "finding")));
+  for (const std::string &violation : violations) {
+    *session.out << session.style.bad(violation) << '\n';
   }
-  *session.out << session.style.good("audit: tables and hardware agree") << '\n';
+  const auto known = static_cast<size_t>(std::ranges::count_if(findings, &host::Finding::known));
+  if (const size_t unknown = findings.size() - known + violations.size(); unknown != 0) {
+    throw CommandError(concat("audit: ", counted(unknown, "finding")));
+  }
+  *session.out << session.style.good(concat("audit: tables and hardware agree",
+                                            known == 0 ? "" : concat(", except ", known, " known")))
+               << '\n';
 }
 
 constexpr Command kCommands[] = {

@@ -88,6 +88,13 @@ std::string port_list(const void *group) {
   return list;
 }
 
+int32_t noting_failed_build(int32_t code, uint32_t index) {
+  if (code != 0) {
+    host::live().asic.trees().note_failed_build(index);
+  }
+  return code;
+}
+
 SdkError bridge_domain(const Asic &asic, uint32_t attribute, vlan_to_bd *block) {
   if (attribute != SWITCH_CONFIG_VLAN_TO_BD) {
     return SdkError::UnknownAttribute;
@@ -168,20 +175,22 @@ int32_t libsdk_l3_route_stats_destroy(uint32_t unit, uint32_t stats_id) {
 }
 
 int32_t libsdk_mcst_tree_create(uint32_t unit, uint32_t zero, uint32_t *index) {
-  return sdk_call(
+  const int32_t code = sdk_call(
       Call::libsdk_mcst_tree_create, unit,
       [=](Asic &asic) { return zero == 0 && index != nullptr ? asic.trees().create(*index) : SdkError::BadArgument; },
       [=] { return index == nullptr ? std::string("null") : std::to_string(*index); }, no_answer);
+  return index == nullptr ? code : noting_failed_build(code, *index);
 }
 
 int32_t libsdk_mcst_tree_group_add(uint32_t unit, uint32_t zero, uint32_t index, const void *group) {
-  return sdk_call(
+  const int32_t code = sdk_call(
       Call::libsdk_mcst_tree_group_add, unit,
       [=](Asic &asic) {
         return zero == 0 && group != nullptr ? asic.trees().set_ports(index, *static_cast<const port_group *>(group))
                                              : SdkError::BadArgument;
       },
       [=] { return with("", index) + ", " + port_list(group); }, no_answer);
+  return noting_failed_build(code, index);
 }
 
 int32_t libsdk_mcst_tree_destroy(uint32_t unit, uint32_t zero, uint32_t index) {

@@ -34,6 +34,7 @@ SdkError Trees::set_ports(uint32_t index, const port_group &group) {
     return SdkError::BadBitmapSize;
   }
   trees_[index] = group;
+  build_failed_.erase(index);
   return SdkError::None;
 }
 

@@ -28,6 +28,10 @@ class Trees {
   void note_failed_destroy(uint32_t index) { destroy_failed_.insert(index); }
   bool last_destroy_failed(uint32_t index) const { return destroy_failed_.contains(index); }
 
+  // Takes note that a creation or a change of ports failed; forgotten when a tree's ports are set.
+  void note_failed_build(uint32_t index) { build_failed_.insert(index); }
+  bool last_build_failed(uint32_t index) const { return build_failed_.contains(index); }
+
   // How many trees can exist at a time (16383 unless set).
   void set_capacity(size_t trees) { capacity_ = trees; }
   size_t capacity() const { return capacity_; }
@@ -39,6 +43,7 @@ class Trees {
  private:
   std::map<uint32_t, port_group> trees_;
   std::set<uint32_t> destroy_failed_;
+  std::set<uint32_t> build_failed_;
   size_t capacity_ = kIndices - 1;
 };
 

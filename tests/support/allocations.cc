@@ -20,11 +20,11 @@ namespace {
 struct Plan {
   uint64_t nth = 0;  // coming allocation that fails; 0: none
   bool from_then_on = false;
-  size_t bytes = SIZE_MAX;  // length that fails
 };
 
 // Constant initialisation throughout: allocations start before any constructor runs.
-Plan plan;
+Plan plans[2];
+size_t failing_bytes = SIZE_MAX;  // length that fails
 uint64_t failed = 0;
 int64_t blocks = 0;
 const void *newest = nullptr;
@@ -55,13 +55,18 @@ bool is_library(const void *caller) {
   return library_begin <= address && address < library_end;
 }
 
-bool strikes(size_t bytes) {
-  if (plan.nth == 1) {
-    plan.nth = plan.from_then_on ? 1 : 0;
-    return true;
+bool strikes(Plan &plan) {
+  const bool now = plan.nth == 1;
+  if (plan.nth > 1 || (now && !plan.from_then_on)) {
+    --plan.nth;
   }
-  plan.nth -= plan.nth > 1 ? 1 : 0;
-  return plan.bytes == bytes;
+  return now;
+}
+
+bool strikes(size_t bytes) {
+  const bool first = strikes(plans[0]);
+  const bool second = strikes(plans[1]);
+  return first || second || bytes == failing_bytes;
 }
 
 // Whether an allocation goes on. The library's are counted.
@@ -101,15 +106,16 @@ extern "C" void free(void *block) noexcept {
 namespace test {
 
 void fail_allocation(uint64_t nth, bool from_then_on) {
-  plan = {.nth = nth, .from_then_on = from_then_on};
+  plans[plans[0].nth == 0 ? 0 : 1] = {nth, from_then_on};
 }
 
 void fail_allocations_of(size_t bytes) {
-  plan = {.bytes = bytes};
+  failing_bytes = bytes;
 }
 
 void let_allocations_pass() {
-  plan = {};
+  plans[0] = plans[1] = {};
+  failing_bytes = SIZE_MAX;
 }
 
 uint64_t failed_allocations() {

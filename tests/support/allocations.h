@@ -8,7 +8,8 @@
 
 namespace test {
 
-// The `nth` coming allocation (1: the next) fails, and with `from_then_on` all that follow it.
+// The `nth` coming allocation (1: the next) fails, and with `from_then_on` all that follow it. Up to two such faults
+// can be armed at a time.
 void fail_allocation(uint64_t nth, bool from_then_on = false);
 
 // The coming allocations of this many bytes fail.

@@ -1,0 +1,352 @@
+// What stays and what goes after a request that failed: flows judged by their packets, what stands in the TCAM, and
+// what is given back.
+#include <functional>
+
+#include "tests/support/allocations.h"
+#include "tests/support/packets.h"
+#include "tests/support/rig.h"
+
+namespace test {
+namespace {
+
+using host::asic::Verdict;
+using host::services::Repeat;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kWrite[] = "qtr_custom_cache_unified_entry_set";
+constexpr int32_t kCode = 77;
+constexpr uint32_t kPc = port_channel(5);
+
+// Port channel 5 with port 9.
+class Recovery : public SwitchTest {
+ protected:
+  Recovery() {
+    sw.interfaces().create_pc(kPc);
+    sw.interfaces().join(port(9), kPc);
+  }
+
+  // What becomes of a flow's packet: "drop", "forward", or "to" and the SDK ports.
+  std::string fate(uint32_t seq_no) {
+    const host::asic::Fate fate = sw.inject(port(4), packet_of(seq_no));
+    std::string text = fate.verdict == Verdict::Forward ? "forward" : fate.verdict == Verdict::Drop ? "drop" : "to";
+    for (const uint8_t sdk_port : fate.sdk_ports) {
+      text += ' ';
+      text += std::to_string(sdk_port);
+    }
+    return text;
+  }
+
+  // Runs an operation whose `nth` write is refused, and all that follow it unless `repeat` says otherwise.
+  void with_refused_writes(uint64_t nth, const std::function<void()> &operate, Repeat repeat = Repeat::FromThenOn) {
+    sw.faults().fail(kWrite, nth, kCode, repeat);
+    operate();
+    sw.faults().disarm();
+  }
+
+  // The indices written since the log was last cleared, in order.
+  std::vector<int> writes() {
+    std::vector<int> indices;
+    for (const std::string &call : sw.call_log().lines()) {
+      if (call.starts_with(kWrite)) {
+        indices.push_back(std::stoi(call.substr(sizeof kWrite)));
+      }
+    }
+    return indices;
+  }
+
+  // Counters, trees and indices exist for the table's flows alone.
+  void expect_no_leak(size_t trees) {
+    EXPECT_EQ(sw.asic().counters().ids().size(), OFTAB_FLOW_CAPACITY - oftab_hw_rsrc_g.current_table->free_entries + 1);
+    EXPECT_EQ(sw.asic().trees().indices().size(), trees);
+    EXPECT_EQ(state().taken_indices.size(), trees);
+  }
+};
+
+struct DropCase {
+  const char *name;
+  Action refused;
+  const char *failing_call = nullptr;
+};
+
+class DropStaysADrop : public Recovery, public testing::WithParamInterface<DropCase> {};
+
+// A deny flow's packets must not pass, whatever writes its record after a modification that failed.
+TEST_P(DropStaysADrop, WhateverWritesItLater) {
+  Flow denied = numbered_flow(2, 40, deny());
+  denied.value.ifindex = port(4);
+  denied.mask.ifindex = 0xffffffff;
+  set_up({add({numbered_flow(1, 50), denied, numbered_flow(3, 30)})});
+  if (GetParam().failing_call != nullptr) {
+    sw.faults().fail(GetParam().failing_call, 1, kCode);
+  }
+  const Response response = submit(modify({{.seq_no = 2, .action = GetParam().refused}}));
+  EXPECT_EQ(response.status, 0);
+  EXPECT_NE(response.entry_statuses().at(0), 0);
+  const std::pair<const char *, std::function<void()>> writers[] = {
+      {"its interface id", [&] { sw.change_interface_id(port(4), 0x900); }},
+      {"a move", [&] { set_up({add({numbered_flow(4, 45)})}); }},
+      {"a move that fails", [&] { with_refused_writes(2, [&] { submit(add({numbered_flow(5, 46)})); }); }},
+      {"the next request", [&] { set_up({erase({4})}); }},
+      {"a compaction that fails", [&] { with_refused_writes(3, oftab_defragment_entries); }},
+      {"a compaction", oftab_defragment_entries},
+      {"another flow's modification", [&] { set_up({modify({{.seq_no = 3, .action = deny()}})}); }},
+      {"its interface id again", [&] { sw.change_interface_id(port(4), 0x901); }},
+  };
+  for (const auto &[writer, write] : writers) {
+    write();
+    EXPECT_EQ(fate(2), "drop") << writer;
+  }
+  excused = {{host::State::FailedAction, 2}};
+  expect_sound();
+  set_up({modify({{.seq_no = 2}})});
+  EXPECT_EQ(fate(2), "forward");
+  excused.clear();
+}
+
+const DropCase kDrops[] = {
+    {"Application", controller(9)},
+    {"ApplicationOfACopy", copied({}, 9)},
+    {"ResultType", {.type = 3, .outputs = {port(1)}}},
+    {"Tree", output({port(1)}), "libsdk_mcst_tree_create"},
+    {"TreePorts", output({port(1)}), "libsdk_mcst_tree_group_add"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Failed, DropStaysADrop, testing::ValuesIn(kDrops), case_name);
+
+TEST_F(Recovery, FirstOfTwoRecordsForAFlowHolds) {
+  set_up({add({numbered_flow(1, 50, deny()), numbered_flow(2, 40, deny())})});
+  const Response response = submit(modify({{.seq_no = 1}, {.seq_no = 1, .action = controller(9)}, {.seq_no = 2}}));
+  EXPECT_EQ(response.status, 0);
+  EXPECT_THAT(response.entry_statuses(), ElementsAre(0, -3, 0));
+  EXPECT_EQ(fate(1) + " " + fate(2), "forward forward");
+}
+
+// The TCAM record stays as it is, the multicast index that it names included, also when it moves.
+TEST_F(Recovery, FailedFanOutLeavesTheResultAlone) {
+  set_up({add({numbered_flow(1, 50), numbered_flow(2, 40, copied(output({port(1)})))})});
+  const auto before = sw.asic().tcam().at(2001);
+  sw.faults().fail("libsdk_mcst_tree_group_add", 1, kCode);
+  EXPECT_THAT(submit(modify({{.seq_no = 2, .action = output({port(3)})}})).entry_statuses(), ElementsAre(-10));
+  EXPECT_TRUE(sw.asic().tcam().at(2001) == before);
+  set_up({add({numbered_flow(3, 45)})});
+  EXPECT_TRUE(sw.asic().tcam().at(2002) == before);
+  expect_no_leak(0);
+  excused = {{host::State::FailedAction, 2}};
+}
+
+TEST_F(Recovery, FlowsWithoutFanOutAreSkippedByMembershipChanges) {
+  set_up({add({numbered_flow(1, 50, output({kPc})), numbered_flow(2, 40, deny()), numbered_flow(3, 30, output({kPc})),
+               numbered_flow(4, 20, output({kPc}))})});
+  sw.faults().fail("libsdk_mcst_tree_create", 1, kCode, Repeat::FromThenOn);
+  const Response response = submit(modify({{.seq_no = 1, .action = output({kPc})},
+                                           {.seq_no = 2, .action = output({kPc})},
+                                           {.seq_no = 4, .action = controller(9)}}));
+  sw.faults().disarm();
+  EXPECT_THAT(response.entry_statuses(), ElementsAre(-10, -10, -3));
+  sw.call_log().set_on(true);
+  sw.join(port(7), kPc);
+  EXPECT_THAT(sw.call_log().lines(), ElementsAre("libsdk_mcst_tree_group_add(8193, ports 8 10) = 0"));
+  excused = {{host::State::FailedAction, 1}, {host::State::FailedAction, 2}, {host::State::FailedAction, 4}};
+}
+
+TEST_F(Recovery, NothingLeaksOverSeveralFailures) {
+  set_up({add({numbered_flow(1, 50), numbered_flow(2, 40)})});
+  with_refused_writes(2, [&] {
+    EXPECT_EQ(submit(add({numbered_flow(3, 45, output({kPc}))})).status, -8);
+    fail_allocations_of(size_t{2} * 296);
+    EXPECT_EQ(submit(erase({1})).status, -3);
+    let_allocations_pass();
+  });
+  set_up({purge()});
+  expect_no_leak(0);
+  EXPECT_THAT(sw.asic().tcam().valid_indices(), ElementsAre(4095));
+}
+
+TEST_F(Recovery, FailedWriteLeavesTheTableAndStrandsTheOthers) {
+  set_up({add({numbered_flow(1, 50)})});
+  const State before = state();
+  sw.tracing().clear();
+  sw.faults().fail(kWrite, 2, kCode);
+  const Response response =
+      submit(add({numbered_flow(2, 9), numbered_flow(3, 8, output({port(1)})), numbered_flow(4, 7)}));
+  EXPECT_EQ(response.status, -8);
+  EXPECT_THAT(response.entry_statuses(), ElementsAre(0, 0, 0));
+  EXPECT_THAT(traced(102), ElementsAre("\nFailed installing entry  2002. rc=77", "Programming entries failed \n"));
+  EXPECT_EQ(state().table, before.table);
+  EXPECT_THAT(sw.asic().tcam().valid_indices(), ElementsAre(2000, 2001, 2003, 4095));
+  EXPECT_THAT(sw.asic().trees().indices(), IsEmpty());  // the failed one's was given back
+  EXPECT_EQ(sw.asic().counters().ids().size(), 4U);     // the stranded ones keep theirs
+  excused = {{host::State::Stranded, 2001}, {host::State::Stranded, 2003}};
+  expect_sound();
+  excused.clear();
+
+  set_up({add({numbered_flow(5, 9), numbered_flow(6, 8), numbered_flow(7, 7)})});
+  EXPECT_EQ(sw.asic().counters().ids().size(), 5U);
+}
+
+// What a failed request leaves where the table has no flow stays, with its resources, until the next operation begins.
+TEST_F(Recovery, StrandedEntriesStayUntilTheNextOperation) {
+  const std::pair<const char *, std::function<void()>> operations[] = {
+      {"add", [&] { set_up({add({numbered_flow(9, 60)})}); }},
+      {"delete", [&] { set_up({erase({99})}); }},
+      {"modify", [&] { set_up({modify({{.seq_no = 1}})}); }},
+      {"compaction", oftab_defragment_entries},
+      {"purge", [&] { set_up({purge()}); }},
+  };
+  for (const auto &[name, operate] : operations) {
+    SCOPED_TRACE(name);
+    // A hole at the end of the range, where the first new flow goes.
+    set_up({purge(), add({numbered_flow(1, 50), numbered_flow(2, 40), numbered_flow(3, 30)}), erase({3})});
+    const State before = state();
+    with_refused_writes(2, [&] {
+      const Response response = submit(add({numbered_flow(21, 9, output({kPc})), numbered_flow(22, 8)}));
+      EXPECT_EQ(response.status, -8);
+      EXPECT_THAT(response.entry_statuses(), ElementsAre(0, 0));
+    });
+    EXPECT_TRUE(state().header == before.header && state().table == before.table);
+    oftab_mcst_idx_dealloc(g_oftab_mcst_idx_last_allocated);  // belongs to the stranded entry
+    sw.advance(10);
+    excused = {{host::State::Stranded, 2002}};
+    expect_sound();
+    excused.clear();
+    EXPECT_EQ(fate(21), "to 10");
+    operate();
+    EXPECT_EQ(fate(21), "drop");
+    expect_no_leak(0);
+    expect_sound();
+  }
+}
+
+// Programming stops at the `refused` writes; flows that it has overwritten are written again, none of them over the
+// last copy of another.
+struct RestoreCase {
+  const char *name;
+  std::function<void(Recovery &)> operate;
+  std::vector<uint64_t> refused;
+  std::vector<int> writes;
+  std::vector<uint16_t> stranded;
+};
+
+class Restoration : public Recovery, public testing::WithParamInterface<RestoreCase> {};
+
+TEST_P(Restoration, EveryFlowStandsAllTheTime) {
+  const RestoreCase &row = GetParam();
+  set_up({add({numbered_flow(1, 60, deny()), numbered_flow(2, 55, deny()), numbered_flow(3, 50, deny()),
+               numbered_flow(4, 45, deny()), numbered_flow(5, 40, deny()), numbered_flow(6, 35, deny())}),
+          erase({2}), set_catch_all({})});
+  const State before = state();
+  for (const uint64_t nth : row.refused) {
+    sw.faults().fail(kWrite, nth, kCode);
+  }
+  sw.call_log().set_on(true);
+  row.operate(*this);
+  sw.faults().disarm();
+  EXPECT_EQ(writes(), row.writes);
+  EXPECT_TRUE(state().header == before.header && state().table == before.table);
+  for (const uint32_t seq_no : {1U, 3U, 4U, 5U, 6U}) {
+    EXPECT_EQ(fate(seq_no), "drop") << "flow " << seq_no;
+  }
+  for (const uint16_t index : row.stranded) {
+    excused.emplace(host::State::Stranded, index);
+  }
+  if (row.refused.size() > 1) {
+    excused.insert({{host::State::RefusedWrite, 4}, {host::State::RefusedWrite, 3}});
+  }
+  expect_sound();
+  excused.clear();
+  set_up({erase({})});
+  EXPECT_TRUE(state() == before);
+}
+
+void compact(Recovery & /*rig*/) {
+  EXPECT_EQ(oftab_defragment_entries(), -1);
+}
+
+// Flow 1 stands at 2000, flows 3 to 6 at 2002 to 2005.
+const RestoreCase kRestorations[] = {
+    {"MovedUp", compact, {5}, {2000, 2001, 2002, 2003, 2004, 2003, 2002}, {2001}},
+    {"MovedUpAndRefusedAgain", compact, {5, 6, 7}, {2000, 2001, 2002, 2003, 2004, 2003, 2003}, {2001}},
+    {"FirstMove", compact, {2}, {2000, 2001}, {}},
+    {"MovedDown",
+     [](Recovery &rig) {
+       EXPECT_EQ(rig.submit(add({numbered_flow(7, 58), numbered_flow(8, 57)})).status, -8);
+     },
+     {6},
+     {2001, 2002, 2003, 2004, 2005, 2006, 2002, 2003, 2004, 2005},
+     {2001}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, Restoration, testing::ValuesIn(kRestorations), case_name);
+
+TEST_F(Recovery, TreeThatCouldNotBePutBackIsCompletedByTheNextRequest) {
+  for (const char *call : {"libsdk_mcst_tree_create", "libsdk_mcst_tree_group_add"}) {
+    SCOPED_TRACE(call);
+    set_up({purge(), add({numbered_flow(2, 40, output({port(1)}))})});
+    const State before = state();
+    sw.faults().fail(call, 1, kCode, Repeat::FromThenOn);
+    EXPECT_EQ(submit(modify({{.seq_no = 2, .action = deny()}, {.seq_no = 99}})).status, -3);
+    sw.faults().disarm();
+    EXPECT_EQ(fate(2), "to");
+    excused = {{host::State::RefusedTree, 2}};
+    expect_sound();
+    excused.clear();
+    set_up({erase({})});
+    EXPECT_EQ(fate(2), "to 2");
+    EXPECT_TRUE(state() == before);
+  }
+}
+
+// Releases are tried once. The index goes to nobody while there are others.
+TEST_F(Recovery, RefusedReleasesAreWarnedOf) {
+  set_up({add({numbered_flow(1, 50, output({port(1)}))})});
+  sw.tracing().clear();
+  sw.faults().fail("libsdk_mcst_tree_destroy", 1, kCode);
+  sw.faults().fail("libsdk_l3_route_stats_destroy", 1, kCode);
+  set_up({erase({1})});
+  EXPECT_THAT(traced(103), ElementsAre(testing::HasSubstr("77"), testing::HasSubstr("77")));
+  EXPECT_EQ(sw.faults().calls("libsdk_mcst_tree_destroy"), 1U);
+  EXPECT_EQ(sw.faults().calls("libsdk_l3_route_stats_destroy"), 1U);
+  set_up({add({numbered_flow(2, 50, output({port(1)}))})});
+  EXPECT_EQ(find_record(2)->mcst_idx, 8193U);
+  excused = {{host::State::RefusedRelease, 0}};
+}
+
+TEST_F(Recovery, DirectWriteOverAStrandedEntryIsLeftAlone) {
+  set_up({add({numbered_flow(1, 50)})});
+  with_refused_writes(
+      2,
+      [&] {
+        submit(add({numbered_flow(2, 9), numbered_flow(3, 8), numbered_flow(4, 7)}));
+      },
+      Repeat::Once);
+  EXPECT_THAT(sw.asic().tcam().valid_indices(), ElementsAre(2000, 2001, 2003, 4095));
+  oftab_install_global_entry(2003, 2003);
+  exceptions.written = {2003};
+  set_up({add({numbered_flow(5, 9)}), erase({5})});
+  oftab_defragment_entries();
+  EXPECT_THAT(sw.asic().tcam().valid_indices(), ElementsAre(2000, 2003, 4095));
+  expect_no_leak(0);
+  excused = {{host::State::Written, 2003}};
+}
+
+TEST_F(Recovery, CommitWithoutMemoryLosesTheTableAlone) {
+  set_up({add({numbered_flow(1, 50, output({kPc}))})});
+  sw.tracing().clear();
+  fail_allocations_of(size_t{3} * 296);
+  const Response response = submit(add({numbered_flow(2, 9), numbered_flow(3, 8)}));
+  let_allocations_pass();
+  EXPECT_EQ(response.status, -3);
+  EXPECT_THAT(traced(102),
+              ElementsAre("oftab_cp_shadow_to_current() Exit. Malloc failure \n", "copy shadow to current failed \n"));
+  EXPECT_EQ(oftab_hw_rsrc_g.current_table->tcam_entry, nullptr);
+  EXPECT_EQ(fate(1) + ", " + fate(2), "to 10, forward");
+  excused = {{host::State::LostTable, 0}};
+  expect_sound();
+  excused.clear();
+  set_up({erase({1}), modify({}), purge(), add({numbered_flow(4, 9)})});
+  expect_no_leak(0);
+}
+
+}  // namespace
+}  // namespace test
