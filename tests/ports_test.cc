@@ -122,7 +122,7 @@ TEST_F(PortsTest, UnsoundFramesAreCountedAndDropped) {
 }
 
 TEST_F(PortsTest, AttachAndDetachSayWhatIsWrong) {
-  const auto complaint = [this](auto operation) -> std::string {
+  const auto complaint = [](auto operation) -> std::string {
     try {
       operation();
     } catch (const std::exception &error) {
