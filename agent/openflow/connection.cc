@@ -117,7 +117,7 @@ void Connection::close(std::string_view reason) {
   log_(reason);
   timer_.cancel();
   stream_->close();
-  asio::post(timer_.get_executor(), [self = shared_from_this()] { self->ended_(); });
+  asio::post(timer_.get_executor(), [self = shared_from_this(), ended = std::move(ended_)] { ended(); });
 }
 
 }  // namespace agent::openflow
