@@ -73,4 +73,9 @@ bool Ports::has_none(uint32_t ifindex, uint32_t config) const {
   return port != nullptr && (port->config & config) == 0;
 }
 
+bool Ports::has_link(uint32_t ifindex) const {
+  const Port *port = find(ifindex);
+  return port != nullptr && (port->state & kLinkDown) == 0;
+}
+
 }  // namespace agent

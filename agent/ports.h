@@ -68,15 +68,16 @@ class Ports {
   // Takes over what a port's link is like: the change, if it is one.
   std::optional<PortChange> follow(uint32_t ifindex, const host::ports::LinkState &link);
 
-  // Whether frames that come in by the port are taken, and whether frames leave by it. Members of a port channel are
-  // told for themselves.
+  // Whether frames that come in by the port are taken, and whether frames leave by it, whose link must be up. Members
+  // of a port channel are told for themselves.
   bool receives(uint32_t ifindex) const { return has_none(ifindex, kPortDown | kNoReceive); }
-  bool sends(uint32_t ifindex) const { return has_none(ifindex, kPortDown | kNoForward); }
+  bool sends(uint32_t ifindex) const { return has_none(ifindex, kPortDown | kNoForward) && has_link(ifindex); }
   bool floods(uint32_t ifindex) const { return has_none(ifindex, kNoFlood); }
   bool reports(uint32_t ifindex) const { return has_none(ifindex, kNoPacketIn); }
 
  private:
   bool has_none(uint32_t ifindex, uint32_t config) const;
+  bool has_link(uint32_t ifindex) const;
 
   const host::services::Interfaces &interfaces_;
   std::map<uint32_t, Port> ports_;
