@@ -13,6 +13,11 @@ TableEntry *FlowTable::find(const Match &match, uint32_t priority) {
   return found == seq_nos_.end() ? nullptr : &entries_.at(found->second);
 }
 
+const TableEntry *FlowTable::find(const Match &match, uint32_t priority) const {
+  const auto found = seq_nos_.find({match, priority});
+  return found == seq_nos_.end() ? nullptr : &entries_.at(found->second);
+}
+
 TableEntry *FlowTable::find(uint32_t seq_no) {
   const auto found = entries_.find(seq_no);
   return found == entries_.end() ? nullptr : &found->second;

@@ -56,6 +56,7 @@ class FlowTable {
   // The flow of exactly this match and priority, or of this sequence number; null when there is none.
   TableEntry *find(const Match &match, uint32_t priority);
   TableEntry *find(uint32_t seq_no);
+  const TableEntry *find(const Match &match, uint32_t priority) const;
   const TableEntry *find(uint32_t seq_no) const;
 
   // The flows whose match `match` covers; every flow in turn.

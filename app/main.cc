@@ -107,10 +107,10 @@ int start(const Options &options) {
   if (!options.no_boot) {
     device.boot();
   }
-  app::Output output(STDOUT_FILENO);
-  app::Session session{device, &output, app::Style(app::takes_colour(STDOUT_FILENO)), {}};
-  device.system_log().echo_to([&session](std::string_view text) { *session.out << "syslog: " << text; });
   agent::Agent agent(device);
+  app::Output output(STDOUT_FILENO);
+  app::Session session{device, agent, &output, app::Style(app::takes_colour(STDOUT_FILENO)), {}};
+  device.system_log().echo_to([&session](std::string_view text) { *session.out << "syslog: " << text; });
   app::Service service(session, agent, options.serve.identity);
   if (options.serves) {
     app::set_miss(agent, options.serve.miss);

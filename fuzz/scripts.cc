@@ -122,7 +122,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char *>(data), size);
   host::Switch &device = fuzz::booted_switch();
   std::ostringstream out;
-  app::Session session{device, &out, app::Style(false), {}};
+  agent::Agent agent(device);
+  app::Session session{device, agent, &out, app::Style(false), {}};
   app::Shell shell(session);
   shell.set_keep_going(true);
   const std::string script = script_of(bytes);

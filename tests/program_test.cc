@@ -83,9 +83,9 @@ flow 4 added at index 1997
 00:00:00:00:00:00 > 01:80:c2:01:02:03 type 0x88cc length 64: matched flow 1 (index 2000, priority 70): dropped
 00:00:00:00:00:00 > 01:80:c2:01:02:03 type 0x88cc length 64: matched the catch-all entry: dropped
 the clock stands at 10 s
-Index  Seq  Priority  Packets  Bytes  Actions     Match
--------------------------------------------------------
- 1999    2        80        1   1500  controller  arp
+Index  Seq  Priority  Packets  Bytes  Actions            Match
+--------------------------------------------------------------
+ 1999    2        80        1   1500  controller(app=3)  arp
 1 flow
 audit: tables and hardware agree
 )";
@@ -93,7 +93,7 @@ audit: tables and hardware agree
 std::string many_flows(size_t count) {
   std::string lines;
   for (size_t i = 0; i < count; ++i) {
-    lines += "actions=drop\n";
+    lines += "priority=" + std::to_string(i) + ",actions=drop\n";
   }
   return lines;
 }
@@ -130,16 +130,50 @@ const Invocation kInvocations[] = {
      "-c 'add-flows big.flows'",
      1,
      "",
-     "-c:1: error: big.flows:1: 4096 flows not added: -5 (more flows than free places): 0 of 4095 places for flows in "
-     "use\n"},
+     "-c:1: error: big.flows:4096: flow not added: the table is full: it holds 4095 flows (1 of 4096 changes "
+     "refused)\n"},
     {"flow_that_the_library_refuses",
      {{"a.flows", "priority=1,actions=drop\n\npriority=9,actions=normal\npriority=5,dl_vlan=7,actions=drop\n"}},
      "-c 'vlan 7 none; add-flows a.flows'",
      1,
      "VLAN 7 has bridge domain none\n",
-     "-c:1: error: a.flows:4: 3 flows not added: flow 3: -3 (a VLAN without bridge domain, an unknown ingress "
-     "interface "
-     "or application, or no memory): no bridge domain for VLAN 7\n"},
+     "-c:1: error: a.flows:4: flow not added: VLAN 7 has no bridge domain (1 of 3 changes refused)\n"},
+    {"flow_files",
+     {{"a.flows",
+       "idle_timeout=60,priority=9,tcp,actions=output:1\npriority=8,udp actions=pc1\n"
+       "add priority=9,tcp,actions=2\nmodify_strict priority=9,tcp,actions=output:3-4,7\ndelete udp\n"
+       "priority=7,cookie=0x1f,arp,actions=controller:64\n"},
+      {"b.flows", "priority=7,cookie=31,arp actions=CONTROLLER:64\npriority=9,tcp,actions=normal\nactions=drop\n"}},
+     "-c 'port-channel create 1; add-flows a.flows; dump-flows --sort priority; diff-flows b.flows' --keep-going",
+     1,
+     "pc1 created\n"
+     "4 flows added, 2 other changes made; the table holds 2 flows at indices 1999 to 2000\n"
+     "cookie=0x0, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=9,tcp actions=output:Eth1/3-4,7\n"
+     "cookie=0x1f, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=7,arp actions=controller:64\n"
+     "-priority=32768 actions=drop\n"
+     "-priority=9,tcp actions=normal\n"
+     "+priority=9,tcp actions=output:Eth1/3-4,7\n",
+     "-c:1: error: 3 lines differ\n"},
+    {"replaced_flows",
+     {{"a.flows", "priority=7,arp,actions=drop\npriority=6,ip,actions=normal\n"}},
+     "-c 'add-flow priority=6,ip,actions=drop; add-flow priority=6,ip,actions=1; add-flow ip,actions=1; "
+     "replace-flows a.flows; diff-flows a.flows; advance 5; mod-flow --strict priority=7,arp,actions=2; "
+     "add-flow hard_timeout=3,udp,actions=2; advance 3; dump-aggregate; del-flows out_port=2; flows action=normal'",
+     0,
+     "flow 1 added at index 2000\n"
+     "flow 2 added at index 1999, in place of flow 1\n"
+     "flow 1 added at index 1998\n"
+     "2 flows added or replaced, 1 deleted; the table holds 2 flows at indices 1996 to 1998\n"
+     "the clock stands at 5 s\n"
+     "1 flow modified\n"
+     "flow 2 added at index 1995\n"
+     "the clock stands at 8 s\n"
+     "packet_count=0 byte_count=0 flow_count=2\n"
+     "1 flow deleted\n"
+     "Index  Seq  Priority  Packets  Bytes  Actions  Match\n"
+     "----------------------------------------------------\n"
+     " 1997    1         6        0      0  normal   ip\n"
+     "1 flow\n"},
     {"load_that_fails",
      {{"bad", "add-flow actions=drop\nnonsense\n"}},
      "--keep-going -c 'add-flow seq=9,tcp,actions=drop; save good; load bad; reset; load good; flows'",
@@ -156,7 +190,7 @@ const Invocation kInvocations[] = {
      "--no-boot -c 'echo on; add-flow actions=drop'",
      1,
      "on\n",
-     "-c:1: error: the library is not initialised and did not answer; its handler returned 0: not initialised yet\n"},
+     "-c:1: error: the library is not initialised\n"},
     {"unknown_option",
      {},
      "--loud",
@@ -172,7 +206,8 @@ TEST(ShellTest, ABadFlowFileSendsNothing) {
   host::Switch device;
   device.boot();
   std::ostringstream out;
-  app::Session session{device, &out, app::Style(false), {}};
+  agent::Agent agent(device);
+  app::Session session{device, agent, &out, app::Style(false), {}};
   app::Shell shell(session);
   const std::string path = "program_test.one-bad.flows";
   std::ofstream(path) << many_flows(3) << "actions=resubmit:3\n";

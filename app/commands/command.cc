@@ -88,6 +88,8 @@ void Arguments::finish() const {
 std::span<const CommandGroup> command_groups() {
   static const std::array groups{
       CommandGroup{"Flows", flow_commands()},
+      CommandGroup{"Files of flows", flow_file_commands()},
+      CommandGroup{"Flows and their counts", flow_listing_commands()},
       CommandGroup{"Packets", packet_commands()},
       CommandGroup{"Answers", answer_commands()},
       CommandGroup{"Statistics", statistics_commands()},

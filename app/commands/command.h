@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "agent/agent.h"
 #include "agent/text.h"
 #include "app/views/format.h"
 #include "host/audit.h"
@@ -35,6 +36,7 @@ class Service;
 // What commands work on.
 struct Session {
   host::Switch &device;
+  agent::Agent &agent;  // of that switch
   std::ostream *out;
   Style style;
   host::AuditExceptions audit_exceptions;                            // differences that earlier commands explain
@@ -100,6 +102,8 @@ FoundCommand find_command(std::string_view line, size_t start = 0);
 
 // The groups, each in its own file.
 std::span<const Command> flow_commands();
+std::span<const Command> flow_file_commands();
+std::span<const Command> flow_listing_commands();
 std::span<const Command> packet_commands();
 std::span<const Command> answer_commands();
 std::span<const Command> statistics_commands();

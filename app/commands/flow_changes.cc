@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "agent/requests.h"
-#include "agent/status.h"
+#include "agent/agent.h"
 #include "app/commands/command_error.h"
 #include "app/terminal/progress.h"
 #include "app/terminal/signals.h"
@@ -16,6 +15,7 @@ using namespace agent;
 namespace {
 
 constexpr size_t kMostReported = 5;
+constexpr size_t kPart = 1024;  // changes between looks at the operator's wishes
 
 // "flow 3: -3 (...), flow 7: -9 (...)", the first few that failed; the whole request's status if none did.
 std::string failures_text(const Response &response, Operation operation) {
@@ -37,47 +37,58 @@ bool failed(const Response &response) {
   return response.status != OFTAB_OK || std::any_of(response.entries.begin(), response.entries.end(), bad);
 }
 
-// "campus.flows:17: " for the first flow that failed, or the first of all when only the request as a whole did.
-std::string origin_text(const std::string &file, std::span<const Flow> flows, const Response &response) {
-  if (file.empty()) {
-    return "";
+const char *undone(FlowMod::Command command) {
+  switch (command) {
+    case FlowMod::Command::Add:
+      return "not added";
+    case FlowMod::Command::Modify:
+    case FlowMod::Command::ModifyStrict:
+      return "not modified";
+    default:
+      return "not deleted";
   }
-  size_t position = 0;
-  while (position < response.entries.size() && response.entries[position].status == OFTAB_OK) {
-    ++position;
-  }
-  const Flow &flow = position < flows.size() ? flows[position] : flows.front();
-  return concat(file, ":", flow.line, ": ");
 }
 
-void replace(Session &session, const Flow &flow) {
-  const uint32_t seq_no = *flow.seq_no;
-  require_success(submit_entries(session.device, delete_request({&seq_no, 1})), Operation::Delete,
-                  concat("flow ", seq_no, " was not modified"));
-  require_success(submit_entries(session.device, flow_request(OFTAB_ENTRY_ADD, {&flow, 1})), Operation::Add,
-                  concat("flow ", seq_no, " was deleted and could not be added again"));
+// "campus.flows:17: flow not added: the table is full", "flow 3 not modified: ...".
+std::string refusal_text(const FlowMod &change, const AgentError &error, const std::string &file) {
+  const std::string place = file.empty() ? "" : concat(file, ":", change.flow.line, ": ");
+  const std::string number = change.flow.seq_no ? concat(" ", *change.flow.seq_no) : "";
+  return concat(place, "flow", number, " ", undone(change.command), ": ", error.reason);
 }
 
-void replace_all(Session &session, std::span<const Flow> flows) {
-  Progress progress("replacing flows", flows.size());
-  for (size_t done = 0; done < flows.size(); progress.update(++done)) {
-    if (interrupted()) {
-      throw Interrupted(concat(done, " of ", counted(flows.size(), "flow"), " were replaced, none else modified"));
+// What was refused of a run of changes.
+class Refusals {
+ public:
+  explicit Refusals(std::string file) : file_(std::move(file)) {}
+
+  void note(const FlowMod &change, const AgentError &error) {
+    if (count_++ == 0) {
+      first_ = refusal_text(change, error, file_);
     }
-    replace(session, flows[done]);
   }
-  if (!flows.empty()) {
-    *session.out << counted(flows.size(), "flow")
-                 << " had outputs: deleted and added again, with counters that start anew\n";
-  }
-}
 
-void modify_in_place(Session &session, std::span<const Flow> flows) {
-  if (flows.empty()) {
-    return;
+  // Throws when there are any.
+  void report(size_t changes) const {
+    if (count_ != 0) {
+      throw CommandError(count_ == 1 && changes == 1
+                             ? first_
+                             : concat(first_, " (", count_, " of ", counted(changes, "change"), " refused)"));
+    }
   }
-  const Response response = submit_entries(session.device, flow_request(OFTAB_ENTRY_MODIFY, flows));
-  require_success(response, Operation::Modify, "modification failed");
+
+ private:
+  std::string file_;
+  size_t count_ = 0;
+  std::string first_;
+};
+
+void apply_part(Session &session, std::span<const FlowMod> changes, Refusals &refusals) {
+  const auto errors = session.agent.apply(changes);
+  for (size_t i = 0; i < changes.size(); ++i) {
+    if (errors[i]) {
+      refusals.note(changes[i], *errors[i]);
+    }
+  }
 }
 
 }  // namespace
@@ -88,39 +99,22 @@ void require_success(const Response &response, Operation operation, const std::s
   }
 }
 
-size_t add_flows(Session &session, std::span<const Flow> flows, size_t batch, const std::string &file) {
-  Progress progress("adding flows", flows.size());
-  size_t requests = 0;
-  for (size_t done = 0; done < flows.size(); ++requests) {
-    const auto part = flows.subspan(done, std::min(batch, flows.size() - done));
-    const Response response = submit_entries(session.device, flow_request(OFTAB_ENTRY_ADD, part));
-    const std::string before = done == 0 ? "" : concat(" behind ", done, " that were");
-    if (failed(response)) {
-      require_success(response, Operation::Add,
-                      origin_text(file, part, response) + counted(part.size(), "flow") + " not added" + before);
-    }
+void apply_changes(Session &session, std::span<const FlowMod> changes, const std::string &file) {
+  if (oftab_hw_rsrc_g.initialized == 0) {
+    throw CommandError("the library is not initialised");
+  }
+  Progress progress("changing flows", changes.size());
+  Refusals refusals(file);
+  for (size_t done = 0; done < changes.size();) {
+    const auto part = changes.subspan(done, std::min(kPart, changes.size() - done));
+    apply_part(session, part, refusals);
     done += part.size();
     progress.update(done);
-    if (interrupted() && done < flows.size()) {
-      throw Interrupted(concat(done, " of ", counted(flows.size(), "flow"), " were added"));
+    if (interrupted() && done < changes.size()) {
+      throw Interrupted(concat(done, " of ", counted(changes.size(), "change"), " were made"));
     }
   }
-  return requests;
-}
-
-void modify_flows(Session &session, std::span<const InstalledFlow> flows, const std::vector<Action> &actions) {
-  const HardwareActions wanted = lowered(actions);
-  std::vector<Flow> to_replace;
-  std::vector<Flow> to_modify;
-  for (const InstalledFlow &installed : flows) {
-    const bool loses_outputs =
-        installed.hardware.kind == HardwareActions::Kind::Output && wanted.kind != HardwareActions::Kind::Output;
-    std::vector<Flow> &changed = loses_outputs ? to_replace : to_modify;
-    changed.push_back(installed.flow);
-    changed.back().actions = actions;
-  }
-  replace_all(session, to_replace);
-  modify_in_place(session, to_modify);
+  refusals.report(changes.size());
 }
 
 }  // namespace app

@@ -8,12 +8,11 @@
 
 #include "agent/hardware.h"
 #include "agent/interface_names.h"
-#include "agent/requests.h"
-#include "agent/responses.h"
 #include "agent/table_view.h"
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
 #include "app/commands/flow_changes.h"
+#include "app/commands/flow_listing.h"
 #include "app/terminal/script_reader.h"
 #include "app/terminal/signals.h"
 #include "oftab/oftab.h"
@@ -102,50 +101,31 @@ void write_ports(std::ostream &out, const Interfaces &interfaces) {
   }
 }
 
-std::string action_text(const HardwareActions &actions) {
-  std::string text;
-  switch (actions.kind) {
-    case HardwareActions::Kind::Drop:
-      text = "drop";
-      break;
-    case HardwareActions::Kind::Normal:
-      text = "normal";
-      break;
-    case HardwareActions::Kind::Controller:
-      text = concat("controller:", actions.app_id);
-      break;
-    case HardwareActions::Kind::Output:
-      for (const uint32_t output : actions.outputs) {
-        text += concat(text.empty() ? "output:" : ",output:", interface_name(output));
-      }
-      break;
+void write_flow(std::ostream &out, const Flow &flow) {
+  out << "add-flow seq=" << *flow.seq_no << ", ";
+  if (flow.cookie != 0) {
+    out << "cookie=" << hex(flow.cookie) << ", ";
   }
-  return concat(text, actions.copy_to_controller ? ",controller" : "");
-}
-
-void write_flow(std::ostream &out, const InstalledFlow &installed) {
-  const Flow &flow = installed.flow;
-  const std::string match = flow.match == Match{} ? "" : concat(to_text(flow.match), ",");
-  out << "add-flow seq=" << *flow.seq_no << ",priority=" << priority_of(flow) << ',' << match
-      << "actions=" << action_text(installed.hardware) << '\n';
+  out << flow_text(flow) << '\n';
 }
 
 // Among flows of the highest priority the last that is added comes first, further down the first.
-void write_flows(std::ostream &out, host::Switch &device) {
-  std::vector<InstalledFlow> flows = installed_flows(device);
+void write_flows(std::ostream &out, const Session &session) {
+  std::vector<InstalledFlow> flows = installed_flows(session.device);
   const auto behind_top = std::find_if(flows.begin(), flows.end(), [&flows](const InstalledFlow &each) {
     return priority_of(each.flow) != priority_of(flows.front().flow);
   });
   std::reverse(flows.begin(), behind_top);
-  for (const InstalledFlow &flow : flows) {
-    write_flow(out, flow);
+  for (const InstalledFlow &each : flows) {
+    const TableEntry *entry = session.agent.flows().find(*each.flow.seq_no);
+    write_flow(out, entry == nullptr ? each.flow : entry->flow);
   }
 }
 
-void write_setup(std::ostream &out, host::Switch &device) {
-  const Interfaces &interfaces = device.interfaces();
+void write_setup(std::ostream &out, const Session &session) {
+  const Interfaces &interfaces = session.device.interfaces();
   out << "# The set-up of a switch with 48 ports, for 'load'.\n";
-  write_vlans(out, device.asic().vlans(), first_vlans());
+  write_vlans(out, session.device.asic().vlans(), first_vlans());
   write_ports(out, interfaces);
   write_port_channels(out, interfaces);
   if (const auto occupants = openflow_interfaces(); !occupants.empty()) {
@@ -153,8 +133,8 @@ void write_setup(std::ostream &out, host::Switch &device) {
   }
   HardwareActions catch_all = actions_of(oftab_hw_rsrc_g.catch_all_entry, interfaces);
   catch_all.copy_to_controller = false;
-  out << "catch-all " << action_text(catch_all) << '\n';
-  write_flows(out, device);
+  out << "catch-all " << to_text(catch_all) << '\n';
+  write_flows(out, session);
 }
 
 // The commands that undo the set-up, flows excepted.
@@ -181,14 +161,9 @@ void write_undoing(std::ostream &out, host::Switch &device) {
 }
 
 void delete_all_flows(Session &session) {
-  for (auto flows = installed_flows(session.device); !flows.empty(); flows = installed_flows(session.device)) {
-    std::vector<uint32_t> seq_nos(flows.size());
-    std::transform(flows.begin(), flows.end(), seq_nos.begin(),
-                   [](const InstalledFlow &each) { return *each.flow.seq_no; });
-    std::sort(seq_nos.begin(), seq_nos.end());
-    seq_nos.erase(std::unique(seq_nos.begin(), seq_nos.end()), seq_nos.end());
-    require_success(submit_entries(session.device, delete_request(seq_nos)), Operation::Delete, "deleting the flows");
-  }
+  FlowMod all;
+  all.command = FlowMod::Command::Delete;
+  apply_changes(session, {&all, 1});
 }
 
 // Keeps what commands print from the operator while it lives.
@@ -229,7 +204,7 @@ void save(Session &session, Arguments &arguments) {
   const std::string path(arguments.next("the file").text);
   arguments.finish();
   std::ofstream file(path);
-  write_setup(file, session.device);
+  write_setup(file, session);
   file.close();
   if (!file) {
     throw CommandError(concat(path, ": ", std::strerror(errno)));
@@ -248,7 +223,7 @@ void load(Session &session, Arguments &arguments) {
   arguments.finish();
   const ScriptReader readable(path);
   std::ostringstream before;
-  write_setup(before, session.device);
+  write_setup(before, session);
   try {
     load_from(session, path);
   } catch (const std::exception &) {

@@ -112,7 +112,7 @@ void advance(Session &session, Arguments &arguments) {
       throw Interrupted(concat("the clock stands at ", session.device.clock().now(), " s"));
     }
     const uint32_t step = std::min(seconds - done, kStep);
-    session.device.advance(step);
+    session.agent.advance(std::chrono::seconds(step));
     done += step;
   }
   *session.out << "the clock stands at " << session.device.clock().now() << " s\n";

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 
 #include "app/syntax/diagnostics.h"
 #include "app/syntax/flow_syntax.h"
@@ -19,39 +20,70 @@ bool is_blank(std::string_view line) {
   return without_comment(line).find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
+// What has been read of a file, good lines and bad ones.
+class FlowFile {
+ public:
+  FlowFile(const std::string &path, const host::services::Interfaces &interfaces)
+      : path_(path), interfaces_(interfaces) {}
+
+  void read(std::istream &file);
+  std::vector<FlowMod> finish();
+
+ private:
+  void take(const SourceLine &line);
+
+  const std::string path_;
+  const host::services::Interfaces &interfaces_;
+  std::vector<FlowMod> changes_;
+  std::vector<Diagnostic> errors_;
+  size_t bad_lines_ = 0;
+};
+
+void FlowFile::read(std::istream &file) {
+  SourceLine line{path_, 0, ""};
+  while (std::getline(file, line.text)) {
+    ++line.number;
+    take(line);
+  }
+  if (file.bad()) {
+    throw CommandError(path_ + ": " + std::strerror(errno));
+  }
+}
+
+void FlowFile::take(const SourceLine &line) try {
+  if (!is_blank(line.text)) {
+    changes_.push_back(parse_flow_mod(line.text, interfaces_));
+    changes_.back().flow.line = line.number;
+  }
+} catch (const TextError &error) {
+  if (++bad_lines_ <= kMostReported) {
+    errors_.push_back(diagnostic(line, error));
+  }
+}
+
+std::vector<FlowMod> FlowFile::finish() {
+  if (bad_lines_ != 0) {
+    const char *more = bad_lines_ > kMostReported ? ", the first of them above" : "";
+    throw FileError(concat(path_, ": ", counted(bad_lines_, "bad line"), more, "; nothing was sent"),
+                    std::move(errors_));
+  }
+  return std::move(changes_);
+}
+
 }  // namespace
 
-std::vector<Flow> read_flow_file(const std::string &path, const host::services::Interfaces &interfaces) {
+std::vector<FlowMod> read_flow_file(const std::string &path, const host::services::Interfaces &interfaces) {
+  FlowFile flows(path == "-" ? "standard input" : path, interfaces);
+  if (path == "-") {
+    flows.read(std::cin);
+    return flows.finish();
+  }
   std::ifstream file(path);
   if (!file) {
     throw CommandError(path + ": " + std::strerror(errno));
   }
-  std::vector<Flow> flows;
-  std::vector<Diagnostic> errors;
-  size_t bad_lines = 0;
-  SourceLine line{path, 0, ""};
-  while (std::getline(file, line.text)) {
-    ++line.number;
-    try {
-      if (is_blank(line.text)) {
-        continue;
-      }
-      flows.push_back(parse_flow(line.text, 0, FlowRole::Complete, interfaces));
-      flows.back().line = line.number;
-    } catch (const TextError &error) {
-      if (++bad_lines <= kMostReported) {
-        errors.push_back(diagnostic(line, error));
-      }
-    }
-  }
-  if (file.bad()) {
-    throw CommandError(path + ": " + std::strerror(errno));
-  }
-  if (bad_lines != 0) {
-    const char *more = bad_lines > kMostReported ? ", the first of them above" : "";
-    throw FileError(concat(path, ": ", counted(bad_lines, "bad line"), more, "; nothing was sent"), std::move(errors));
-  }
-  return flows;
+  flows.read(file);
+  return flows.finish();
 }
 
 }  // namespace app

@@ -1,18 +1,18 @@
-// Files of flows, one a line.
+// Files of flows and of changes to flows, one a line.
 #ifndef APP_SYNTAX_FLOW_FILE_H
 #define APP_SYNTAX_FLOW_FILE_H
 
 #include <string>
 #include <vector>
 
-#include "agent/flow.h"
+#include "agent/flow_mod.h"
 #include "host/services/interfaces.h"
 
 namespace app {
 
-// The flows of a file, in its order. A FileError that names every bad line (up to a limit) if there is one, a
-// CommandError if the file cannot be read.
-std::vector<agent::Flow> read_flow_file(const std::string &path, const host::services::Interfaces &interfaces);
+// The lines of a file, or of standard input for "-", in their order. A FileError that names every bad line (up to a
+// limit) if there is one, a CommandError if the file cannot be read.
+std::vector<agent::FlowMod> read_flow_file(const std::string &path, const host::services::Interfaces &interfaces);
 
 }  // namespace app
 

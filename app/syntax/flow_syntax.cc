@@ -45,6 +45,18 @@ constexpr std::string_view kReadings[] = {"duration", "n_packets", "n_bytes", "i
 
 constexpr std::string_view kLater[] = {"importance", "out_group", "reset_counts", "no_packet_counts", "no_byte_counts"};
 
+struct KindName {
+  std::string_view name;
+  HardwareActions::Kind kind;
+};
+
+constexpr KindName kKinds[] = {
+    {"drop", HardwareActions::Kind::Drop},
+    {"normal", HardwareActions::Kind::Normal},
+    {"output", HardwareActions::Kind::Output},
+    {"controller", HardwareActions::Kind::Controller},
+};
+
 struct CommandName {
   std::string_view name;
   FlowMod::Command command;
@@ -107,8 +119,8 @@ class FlowReader {
   bool take_setting(const Item &item);
   bool take_flag(const Item &item);
   bool take_other(const Item &item);
+  bool take_filter(const Item &item);
   void note(const Word &name, uint64_t value);
-  void take_actions(const Word &text);
   void finish(const Word &text);
 
   const FlowRole role_;
@@ -121,10 +133,7 @@ class FlowReader {
 
 Selection FlowReader::read(const Word &text) {
   for (const Item &item : split_items(text)) {
-    if (is_actions(item)) {
-      if (role_ == FlowRole::Selection) {
-        throw TextError(item.name.column, "actions select no flows");
-      }
+    if (is_actions(item) && role_ == FlowRole::Complete) {
       const Word actions =
           actions_text({text.text.data() - (text.column - 1), text.column - 1 + text.text.size()}, item);
       selection_.flow.actions = parse_actions(actions, interfaces_);
@@ -138,7 +147,8 @@ Selection FlowReader::read(const Word &text) {
 }
 
 void FlowReader::take(const Item &item) {
-  if (!take_setting(item) && !take_flag(item) && !take_other(item)) {
+  const bool filters = role_ == FlowRole::Selection && take_filter(item);
+  if (!filters && !take_setting(item) && !take_flag(item) && !take_other(item)) {
     match_.take(item);
   }
 }
@@ -179,12 +189,29 @@ bool FlowReader::take_other(const Item &item) {
     if (const uint64_t table = number_in(argument_of(item), 0, 255, name); table != 0 && table != 255) {
       throw TextError(item.argument->column, concat("the switch has one table, 0, not ", table));
     }
-  } else if (name == "out_port" && role_ == FlowRole::Selection) {
-    selection_.out_port = port_or_reserved(argument_of(item), interfaces_);
   } else if (contains(kLater, name)) {
     throw TextError(item.name.column, concat("OpenFlow 1.0 has no ", quoted(item.name)));
   } else {
     return contains(kReadings, name);
+  }
+  return true;
+}
+
+// What selects flows beside their match.
+bool FlowReader::take_filter(const Item &item) {
+  const std::string_view name = item.name.text;
+  if (name == "out_port") {
+    selection_.out_port = port_or_reserved(argument_of(item), interfaces_);
+  } else if (name == "hits") {
+    selection_.hits = number_in(argument_of(item), 0, UINT64_MAX, name);
+  } else if (is_actions(item)) {
+    const KindName *kind = find_named(kKinds, argument_of(item).text);
+    if (kind == nullptr) {
+      throw TextError(item.argument->column, "an action that selects flows is drop, normal, output or controller");
+    }
+    selection_.kind = kind->kind;
+  } else {
+    return false;
   }
   return true;
 }

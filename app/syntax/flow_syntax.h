@@ -13,6 +13,7 @@
 
 #include "agent/flow.h"
 #include "agent/flow_mod.h"
+#include "agent/hardware.h"
 #include "agent/text.h"
 #include "host/services/interfaces.h"
 
@@ -30,7 +31,9 @@ agent::Flow parse_flow(std::string_view line, size_t start, FlowRole role,
 // The same with what selects flows beside their match.
 struct Selection {
   agent::Flow flow;
-  uint32_t out_port = agent::kPortNone;  // only flows with an output to this port
+  uint32_t out_port = agent::kPortNone;              // only flows with an output to this port
+  std::optional<agent::HardwareActions::Kind> kind;  // only flows that do this
+  std::optional<uint64_t> hits;                      // only flows with as many packets, or with none if it is 0
 };
 Selection parse_selection(std::string_view line, size_t start, const host::services::Interfaces &interfaces);
 

@@ -1,0 +1,180 @@
+// Commands that list flows and what they counted.
+#include "app/commands/flow_listing.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include "agent/actions.h"
+#include "agent/agent.h"
+#include "agent/interface_names.h"
+#include "agent/table_view.h"
+#include "app/commands/command.h"
+#include "app/commands/flow_selection.h"
+#include "oftab/oftab.h"
+
+namespace app {
+
+using namespace agent;
+
+namespace {
+
+// A flow where it stands, as table and hardware have it.
+struct Listed {
+  InstalledFlow installed;
+  const TableEntry *entry;
+};
+
+struct SortKey {
+  std::string_view name;
+  uint64_t (*of)(const Listed &each);
+  bool falling;
+};
+
+constexpr SortKey kSortKeys[] = {
+    {"index", [](const Listed &each) -> uint64_t { return each.installed.index; }, false},
+    {"seq", [](const Listed &each) -> uint64_t { return *each.installed.flow.seq_no; }, false},
+    {"priority", [](const Listed &each) -> uint64_t { return priority_of(each.installed.flow); }, true},
+    {"packets", [](const Listed &each) { return each.installed.packets; }, true},
+    {"bytes", [](const Listed &each) { return each.installed.bytes; }, true},
+};
+
+void sort(std::vector<Listed> &flows, const Word &wanted) {
+  const auto *const key = std::ranges::find(kSortKeys, wanted.text, &SortKey::name);
+  if (key == std::end(kSortKeys)) {
+    throw TextError(wanted.column, "flows are sorted by index, seq, priority, packets or bytes");
+  }
+  std::ranges::stable_sort(flows, [&](const Listed &a, const Listed &b) {
+    return key->falling ? key->of(a) > key->of(b) : key->of(a) < key->of(b);
+  });
+}
+
+// The flows that the arguments select, in the order in which the hardware compares them unless they ask for another.
+std::vector<Listed> listed_flows(Session &session, Arguments &words) {
+  const FlowArguments arguments(words);
+  const Selection selection = parse_selection(arguments.line, arguments.start, session.device.interfaces());
+  std::vector<Listed> flows;
+  const auto entries = selected(session.agent.flows(), selection, arguments.strict);
+  for (InstalledFlow &installed : installed_flows(session.device)) {
+    const TableEntry *entry = session.agent.flows().find(*installed.flow.seq_no);
+    if (std::ranges::find(entries, entry) != entries.end()) {
+      flows.push_back({std::move(installed), entry});
+    }
+  }
+  if (arguments.sort) {
+    sort(flows, *arguments.sort);
+  }
+  return flows;
+}
+
+void list_flows(Session &session, Arguments &arguments) {
+  const std::vector<Listed> flows = listed_flows(session, arguments);
+  Table table({{"Index", Column::Right},
+               {"Seq", Column::Right},
+               {"Priority", Column::Right},
+               {"Packets", Column::Right},
+               {"Bytes", Column::Right},
+               {"Actions"},
+               {"Match"}});
+  for (const auto &[each, entry] : flows) {
+    table.add({std::to_string(each.index), std::to_string(*each.flow.seq_no), std::to_string(priority_of(each.flow)),
+               std::to_string(each.packets), std::to_string(each.bytes), to_text(entry->flow.actions),
+               to_text(each.flow.match)});
+  }
+  table.print(*session.out, session.style);
+  *session.out << counted(flows.size(), "flow") << '\n';
+}
+
+std::string duration_text(Time duration) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.3fs", std::chrono::duration<double>(duration).count());
+  return text;
+}
+
+void dump_flows(Session &session, Arguments &arguments) {
+  session.agent.refresh_counts();
+  for (const auto &[each, entry] : listed_flows(session, arguments)) {
+    const Counts counts = entry->counts();
+    *session.out << "cookie=" << hex(entry->flow.cookie)
+                 << ", duration=" << duration_text(session.agent.now() - entry->added)
+                 << ", table=0, n_packets=" << counts.packets << ", n_bytes=" << counts.bytes << ", "
+                 << flow_text(entry->flow) << '\n';
+  }
+}
+
+void dump_aggregate(Session &session, Arguments &words) {
+  session.agent.refresh_counts();
+  const FlowArguments arguments(words);
+  const auto entries =
+      selected(session.agent.flows(), parse_selection(arguments.line, arguments.start, session.device.interfaces()));
+  Counts sum;
+  for (const TableEntry *entry : entries) {
+    sum += entry->counts();
+  }
+  *session.out << "packet_count=" << sum.packets << " byte_count=" << sum.bytes << " flow_count=" << entries.size()
+               << '\n';
+}
+
+void dump_ports(Session &session, Arguments &arguments) {
+  const auto wanted = arguments.next_if_any();
+  arguments.finish();
+  const uint32_t one = wanted ? interface_named(*wanted, session.device.interfaces()) : 0;
+  for (const auto &[ifindex, port] : session.agent.ports().all()) {
+    if (!wanted || ifindex == one) {
+      const PortCounts &counts = port.counts;
+      *session.out << "port " << interface_name(ifindex) << ": rx pkts=" << counts.rx_packets
+                   << ", bytes=" << counts.rx_bytes << ", drop=" << counts.rx_dropped
+                   << "; tx pkts=" << counts.tx_packets << ", bytes=" << counts.tx_bytes
+                   << ", drop=" << counts.tx_dropped << '\n';
+    }
+  }
+}
+
+constexpr Command kCommands[] = {
+    {"flows", "[SELECTION] [--sort KEY]",
+     "list flows, all or those named as in 'del-flow'\n"
+     "In the order in which the hardware compares them, or by KEY: seq, priority, packets or bytes. Counts are those "
+     "of\n"
+     "the latest collection.",
+     list_flows, true},
+    {"dump-flows", "[SELECTION] [--strict] [--sort KEY]",
+     "print flows as lines that 'add-flow' takes\n"
+     "The flows of 'flows', with cookies, timeouts and the counts of this moment.",
+     dump_flows, true},
+    {"dump-aggregate", "[SELECTION]", "add up what flows have counted", dump_aggregate},
+    {"dump-ports", "[PORT]", "print what the ports have counted", dump_ports, true},
+};
+
+}  // namespace
+
+std::string flow_text(const Flow &flow) {
+  std::string text;
+  const auto add = [&](const char *name, const std::string &value) { text += concat(name, "=", value, ", "); };
+  if (flow.idle_timeout != 0) {
+    add("idle_timeout", std::to_string(flow.idle_timeout));
+  }
+  if (flow.hard_timeout != 0) {
+    add("hard_timeout", std::to_string(flow.hard_timeout));
+  }
+  text += (flow.flags & kSendFlowRemoved) != 0 ? "send_flow_rem " : "";
+  text += concat("priority=", priority_of(flow));
+  text += flow.match == Match{} ? "" : concat(",", to_text(flow.match));
+  return concat(text, " actions=", to_text(flow.actions));
+}
+
+std::string range_text() {
+  const auto records = table_records();
+  const auto live = static_cast<size_t>(std::count_if(records.begin(), records.end(), is_live));
+  std::string text = concat("the table holds ", counted(live, "flow"));
+  if (!records.empty()) {
+    text += concat(" at indices ", oftab_hw_rsrc_g.current_table->tcam_st_idx, " to ",
+                   oftab_hw_rsrc_g.current_table->tcam_end_idx);
+  }
+  return text;
+}
+
+std::span<const Command> flow_listing_commands() {
+  return kCommands;
+}
+
+}  // namespace app
