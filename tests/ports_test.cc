@@ -148,9 +148,24 @@ class InterfacesTest : public PortsTest {
         !run("link add oftabB type veth peer name oftabBx")) {
       GTEST_SKIP() << "making network interfaces is not permitted here";
     }
-    for (const char *name : {"oftabA", "oftabAx", "oftabB", "oftabBx"}) {
-      ASSERT_TRUE(run(std::string("link set up ") + name));
+    for (const std::string name : {"oftabA", "oftabAx", "oftabB", "oftabBx"}) {
+      ASSERT_TRUE(run("link set up " + name));
     }
+    for (const char *name : {"oftabA", "oftabB"}) {
+      ASSERT_TRUE(becomes_true([&] { return host::ports::make_end(name)->state().up; })) << name;
+    }
+  }
+
+  // The kernel takes its time.
+  template <typename Condition>
+  static bool becomes_true(Condition condition) {
+    for (int tries = 0; tries < 500; ++tries) {
+      if (condition()) {
+        return true;
+      }
+      usleep(10'000);
+    }
+    return false;
   }
 
   static bool run(const std::string &command) {
@@ -160,11 +175,14 @@ class InterfacesTest : public PortsTest {
   // Of the test's own frames among all that came in (the machine sends some by itself): those that came out at a peer.
   void pass(host::ports::PortEnd &from, host::ports::PortEnd &to, const Frame &bytes) {
     ASSERT_TRUE(from.send(bytes, {}));
-    panel().receive([&](uint32_t in, host::ports::Frame received) { panel().forward_normally(in, received); });
     size_t copies = 0;
-    while (const auto out = to.receive()) {
-      copies += std::ranges::equal(out->frame, bytes) ? 1 : 0;
-    }
+    EXPECT_TRUE(becomes_true([&] {
+      panel().receive([&](uint32_t in, host::ports::Frame received) { panel().forward_normally(in, received); });
+      while (const auto out = to.receive()) {
+        copies += std::ranges::equal(out->frame, bytes) ? 1 : 0;
+      }
+      return copies > 0;
+    }));
     EXPECT_EQ(copies, 1U);
   }
 };
@@ -183,18 +201,16 @@ TEST_F(InterfacesTest, CarryFramesAsTheyAreAndSurviveTheirInterface) {
   EXPECT_TRUE(state(2).up);
   EXPECT_EQ(state(2).mac[0] & 1, 0);
   ASSERT_TRUE(run("link set down oftabBx"));
-  EXPECT_EQ(panel().follow_links(), (std::vector{port(2)}));
-  EXPECT_FALSE(state(2).up);
+  EXPECT_TRUE(becomes_true([&] { return panel().follow_links() == std::vector{port(2)} && !state(2).up; }));
   ASSERT_TRUE(run("link del oftabB"));
   panel().follow_links();
   EXPECT_FALSE(state(2).up);
   ASSERT_TRUE(run("link add oftabB type veth peer name oftabBx") && run("link set up oftabB") &&
               run("link set up oftabBx"));
-  for (int tries = 0; tries < 500 && !state(2).up; ++tries) {  // the kernel takes its time
-    usleep(10'000);
+  EXPECT_TRUE(becomes_true([&] {
     panel().follow_links();
-  }
-  EXPECT_TRUE(state(2).up);
+    return state(2).up;
+  }));
   b = host::ports::make_end("oftabBx");
   pass(*a, *b, frame(kBroadcast, 7));
 }
