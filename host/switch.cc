@@ -127,6 +127,17 @@ void Switch::change_interface_id(uint32_t ifindex, uint16_t intf_id) {
   oftab_update_l2lif_for_ifindex(ifindex, intf_id);
 }
 
+void Switch::rewrite(uint16_t tcam_index) {
+  const oftab_tcam_tbl_t &table = *oftab_hw_rsrc_g.current_table;
+  oftab_program_entry(&table.tcam_entry[tcam_index - table.tcam_st_idx]);
+}
+
+void Switch::erase(uint16_t tcam_index) {
+  oftab_sw_entry_t erased{};
+  erased.tcam_index = tcam_index;
+  oftab_clear_and_program_entry(&erased);
+}
+
 void Switch::advance(uint32_t seconds) {
   clock().advance(seconds);
 }

@@ -74,6 +74,10 @@ class Switch {
   // An interface gets another hardware interface id: the interface manager is told, then the library.
   void change_interface_id(uint32_t ifindex, uint16_t intf_id);
 
+  // Has the library write what is due at the TCAM index of a flow, or erase an index where there is none.
+  void rewrite(uint16_t tcam_index);
+  void erase(uint16_t tcam_index);
+
   // Lets time pass; timers expire on the way and the library collects its statistics.
   void advance(uint32_t seconds);
 

@@ -8,6 +8,7 @@
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
 #include "app/views/tcam_map.h"
+#include "host/repair.h"
 #include "oftab/oftab.h"
 
 namespace app {
@@ -126,6 +127,25 @@ void audit(Session &session, Arguments &arguments) {
                << '\n';
 }
 
+void repair(Session &session, Arguments &arguments) {
+  arguments.finish();
+  if (oftab_hw_rsrc_g.initialized == 0) {
+    throw CommandError("the library is not initialised");
+  }
+  const std::vector<host::Repair> repairs = host::repair(session.device, session.audit_exceptions);
+  for (const host::Repair &each : repairs) {
+    *session.out << (each.done ? each.text() : session.style.bad(each.text())) << '\n';
+  }
+  const auto left = static_cast<size_t>(
+      std::ranges::count_if(repairs, [](const host::Repair &each) { return !each.done && !each.finding.known(); }));
+  if (left != 0) {
+    throw CommandError(concat("repair: ", counted(left, "finding"), " left"));
+  }
+  if (repairs.empty()) {
+    *session.out << session.style.good("repair: tables and hardware agree, nothing was written") << '\n';
+  }
+}
+
 constexpr Command kCommands[] = {
     {"tables", "", "show how full the table and the hardware are", show_tables},
     {"map", "", "show a map of the TCAM: live flows, holes, stranded records", show_map, true},
@@ -134,6 +154,12 @@ constexpr Command kCommands[] = {
     {"show policy", "", "the library's view of its flows, one line each", show_policy, true},
     {"show tcam", "FIRST [LAST]", "the hardware's records, field by field", show_tcam, true},
     {"audit", "", "check that the library's table and the hardware agree", audit},
+    {"repair", "",
+     "put right what the audit finds\n"
+     "Writes and erases records, programs trees and releases what nobody uses, as the software table says. A flow "
+     "whose\n"
+     "modification failed keeps the action that it had.",
+     repair},
 };
 
 }  // namespace

@@ -1,0 +1,92 @@
+// What repair puts right from the software table, and what it leaves.
+#include "host/repair.h"
+
+#include <functional>
+
+#include "tests/support/packets.h"
+#include "tests/support/rig.h"
+
+namespace test {
+namespace {
+
+constexpr char kWrite[] = "qtr_custom_cache_unified_entry_set";
+constexpr uint32_t kPc = port_channel(5);
+
+struct RepairCase {
+  const char *name;
+  std::function<void(Rig &)> damage;
+  std::vector<std::string> lines;
+  std::set<Rig::Excuse> left{};
+};
+
+void refuse(Rig &rig, const char *call, uint64_t nth) {
+  rig.sw.faults().fail(call, nth, 77);
+}
+
+const RepairCase kRepairs[] = {
+    {"Healthy", [](Rig &) {}, {}},
+    {"Stranded",
+     [](Rig &rig) {
+       refuse(rig, kWrite, 2);
+       EXPECT_EQ(rig.submit(add({numbered_flow(8, 9), numbered_flow(9, 8)})).status, -8);
+     },
+     {"index 2002: erased"}},
+    {"InterfaceId",
+     [](Rig &rig) {
+       refuse(rig, kWrite, 1);
+       rig.sw.change_interface_id(port(4), 0x900);
+     },
+     {"index 2000 (flow 1): written"}},
+    {"Tree",
+     [](Rig &rig) {
+       refuse(rig, "libsdk_mcst_tree_group_add", 1);
+       rig.sw.join(port(7), kPc);
+     },
+     {"index 2001 (flow 2): its tree has its ports"}},
+    {"Releases",
+     [](Rig &rig) {
+       rig.set_up({add({numbered_flow(8, 9, output({port(1)}))})});
+       refuse(rig, "libsdk_mcst_tree_destroy", 1);
+       refuse(rig, "libsdk_l3_route_stats_destroy", 1);
+       rig.set_up({erase({8})});
+     },
+     {"counter 4: released", "tree 8193: released"}},
+    {"DirectWrites",
+     [](Rig &) {
+       oftab_install_global_entry(2001, 2001);
+       oftab_install_global_entry(3000, 3000);
+     },
+     {"index 2001 (flow 2): written", "index 3000: erased"}},
+    {"FailedAction",
+     [](Rig &rig) { rig.submit(modify({{.seq_no = 2, .action = controller(9)}})); },
+     {"index 2001 (flow 2): its modification failed, it has no tree (modify the flow until that succeeds, or delete "
+      "and "
+      "add it)"},
+     {{host::State::FailedAction, 2}}},
+};
+
+class RepairTest : public SwitchTest, public testing::WithParamInterface<RepairCase> {};
+
+TEST_P(RepairTest, DoesWhatItSays) {
+  Flow denied = numbered_flow(1, 50, deny());
+  denied.value.ifindex = port(4);
+  denied.mask.ifindex = 0xffffffff;
+  sw.interfaces().create_pc(kPc);
+  set_up({add({denied, numbered_flow(2, 40, output({kPc}))})});
+  exceptions.written = {2001, 3000};
+  GetParam().damage(*this);
+  sw.faults().reset();
+  std::vector<std::string> lines;
+  for (const host::Repair &each : host::repair(sw, exceptions)) {
+    lines.push_back(each.text());
+  }
+  EXPECT_EQ(lines, GetParam().lines);
+  EXPECT_EQ(sw.faults().sdk_calls() > 0, !lines.empty());
+  EXPECT_EQ(sw.inject(port(4), packet_of(1)).verdict, host::asic::Verdict::Drop);
+  excused = GetParam().left;
+}
+
+INSTANTIATE_TEST_SUITE_P(Damages, RepairTest, testing::ValuesIn(kRepairs), case_name);
+
+}  // namespace
+}  // namespace test
