@@ -114,6 +114,9 @@ void FlowChanges::modify(size_t mod, const TableEntry &entry) {
 
 void FlowChanges::erase(size_t mod) {
   const FlowMod &change = mods_[mod];
+  if (auto error = refused_flags(change.flow.flags)) {
+    return fail(mod, *std::move(error));
+  }
   if (pending_.additions_wait()) {
     pending_.send();
   }

@@ -103,12 +103,14 @@ std::optional<AgentError> refused(host::Switch &device, const Flow &flow) {
   return error ? error : refused(flow.match, device);
 }
 
+std::optional<AgentError> refused_flags(uint16_t flags) {
+  return (flags & kEmergency) == 0 ? std::nullopt
+                                   : std::optional(AgentError{Kind::Emergency, "there are no emergency flows"});
+}
+
 std::optional<AgentError> refused_change(host::Switch &device, const Flow &flow) {
   auto error = refused(flow.actions, device.interfaces());
-  if (!error && (flow.flags & kEmergency) != 0) {
-    error = AgentError{Kind::Emergency, "there are no emergency flows"};
-  }
-  return error;
+  return error ? error : refused_flags(flow.flags);
 }
 
 AgentError failed(int32_t status) {

@@ -15,6 +15,9 @@ std::optional<AgentError> refused(host::Switch &device, const Flow &flow);
 // The same for a flow that changes others, whose match only selects.
 std::optional<AgentError> refused_change(host::Switch &device, const Flow &flow);
 
+// The same for the flags alone.
+std::optional<AgentError> refused_flags(uint16_t flags);
+
 // What a failing request of the library means for its flow.
 AgentError failed(int32_t status);
 

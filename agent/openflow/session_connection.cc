@@ -1,4 +1,7 @@
 // Greetings, echoes, what the switch is, and how it is set.
+#include <algorithm>
+#include <ranges>
+
 #include "agent/openflow/port_codec.h"
 #include "agent/openflow/session.h"
 #include "agent/text.h"
@@ -59,7 +62,11 @@ void Session::features_request(const Message &message) {
                                 .n_tables = 1,
                                 .capabilities = OFPC_FLOW_STATS | OFPC_TABLE_STATS | OFPC_PORT_STATS,
                                 .actions = kActions};
-  for (const auto &[ifindex, port] : agent_.ports().all()) {
+  // As many as a message can hold; the front-panel ports, whose ifindexes are the highest, in any case.
+  constexpr size_t kMost = (kLongestMessage - wire::Header::kSize - wire::SwitchFeatures::kSize) / wire::Port::kSize;
+  const auto &ports = agent_.ports().all();
+  for (const auto &[ifindex, port] :
+       std::views::drop(ports, static_cast<std::ptrdiff_t>(ports.size() - std::min(ports.size(), kMost)))) {
     reply << encode_port(port);
   }
 }

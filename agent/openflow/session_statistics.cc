@@ -79,12 +79,14 @@ void Session::desc_stats(const Message &message, ByteView) {
 
 void Session::flow_stats(const Message &message, ByteView request) {
   const auto wanted = take<wire::FlowStatsRequest>(request);
-  MultipartReply reply(out_, OFPST_FLOW, message.header.xid);
-  if (!names_table(wanted.table_id)) {
-    return;
+  // First, as it may find flows gone and tell the peer so.
+  std::vector<const TableEntry *> entries;
+  if (names_table(wanted.table_id)) {
+    entries = agent_.flow_statistics(decode_match(wanted.match), port_numbered(wanted.out_port));
   }
+  MultipartReply reply(out_, OFPST_FLOW, message.header.xid);
   Bytes record;
-  for (const TableEntry *entry : agent_.flow_statistics(decode_match(wanted.match), port_numbered(wanted.out_port))) {
+  for (const TableEntry *entry : entries) {
     record.clear();
     append_flow(record, *entry, agent_.now());
     reply.add(ByteView(record));

@@ -44,6 +44,7 @@ struct Session {
   bool finished = false;                                             // the operator wants to leave
   CommandRunner *runner = nullptr;                                   // while commands run
   Service *service = nullptr;                                        // the switch's OpenFlow connections
+  bool remote = false;  // the command is an operator's who is elsewhere: the switch must not wait for it
 };
 
 // The words behind a command's name, taken one after the other. What does not fit throws a TextError.

@@ -1,7 +1,10 @@
 // Commands about the shell itself.
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "app/commands/command.h"
+#include "app/commands/command_error.h"
 #include "app/terminal/signals.h"
 #include "app/views/format.h"
 
@@ -72,6 +75,9 @@ void echo(Session &session, Arguments &arguments) {
 void source(Session &session, Arguments &arguments) {
   const std::string path(arguments.next("the script").text);
   arguments.finish();
+  if (session.remote && !std::filesystem::is_regular_file(path)) {
+    throw CommandError("'" + path + "' is no file that the serving switch could read without waiting");
+  }
   session.runner->source(path);
 }
 
@@ -79,6 +85,9 @@ void watch(Session &session, Arguments &arguments) {
   const auto seconds = static_cast<uint32_t>(arguments.next_number(1, kLongestWatch, "a time in seconds"));
   if (arguments.empty()) {
     arguments.next("the command");
+  }
+  if (session.remote) {
+    throw CommandError("'watch' would keep the serving switch waiting: repeat 'oftab-switch attach -c ...' instead");
   }
   const std::string_view line = arguments.line();
   const size_t start = arguments.first().column - 1;

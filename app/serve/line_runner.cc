@@ -66,7 +66,9 @@ std::string LineRunner::take(const ConsoleFrame &frame) {
 
 std::string LineRunner::run(const std::string &line) {
   Elsewhere elsewhere(session_, directory_, Style(colour_));
+  session_.remote = true;
   const bool good = Shell(session_).run_line({"", 1, line});
+  session_.remote = false;
   session_.service->follow_commands();
   const bool finished = std::exchange(session_.finished, false);
   const auto in_frames = [](Kind kind, std::string_view text) {

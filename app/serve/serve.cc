@@ -1,6 +1,7 @@
 #include "app/serve/serve.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <map>
 #include <stdexcept>
 
@@ -21,10 +22,11 @@ const std::map<std::string, Kind> kMisses{
 constexpr char kDefaultListen[] = "ptcp:6653:127.0.0.1";
 
 uint64_t datapath_id(const std::string &text) {
-  size_t read = 0;
-  const uint64_t number = std::stoull(text, &read, 16);
-  if (read != text.size()) {
-    throw CLI::ValidationError("--datapath-id", text + " is no hexadecimal number");
+  uint64_t number = 0;
+  const char *const end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, number, 16);
+  if (read.ec != std::errc() || read.ptr != end) {
+    throw CLI::ValidationError("--datapath-id", text + " is no hexadecimal number of 64 bits");
   }
   return number;
 }
