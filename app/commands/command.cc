@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
+#include <utility>
 
 namespace app {
 
@@ -28,9 +30,43 @@ bool is_first_word_of_some(std::string_view word) {
   return false;
 }
 
+// How many letters must be changed, put in or left out to make one word of another.
+size_t distance(std::string_view from, std::string_view to) {
+  std::vector<size_t> row(to.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < from.size(); ++i) {
+    size_t diagonal = std::exchange(row[0], i + 1);
+    for (size_t j = 0; j < to.size(); ++j) {
+      const size_t changed = diagonal + (from[i] == to[j] ? 0 : 1);
+      diagonal = row[j + 1];
+      row[j + 1] = std::min({changed, diagonal + 1, row[j] + 1});
+    }
+  }
+  return row.back();
+}
+
+// The first word of a command that was probably meant; empty when none is near.
+std::string_view meant_by(std::string_view word) {
+  constexpr size_t far = 3;
+  std::string_view nearest;
+  size_t least = std::min(far, word.size());
+  for (const CommandGroup &group : command_groups()) {
+    for (const Command &command : group.commands) {
+      const std::string_view name = command.name.substr(0, command.name.find(' '));
+      if (const size_t letters = distance(word, name); letters < least) {
+        least = letters;
+        nearest = name;
+      }
+    }
+  }
+  return nearest;
+}
+
 [[noreturn]] void refuse(std::span<const Word> words) {
   if (!is_first_word_of_some(words[0].text)) {
-    throw TextError(words[0].column, concat("unknown command ", quoted(words[0]), "; try 'help'"));
+    const std::string_view meant = meant_by(words[0].text);
+    throw TextError(words[0].column, concat("unknown command ", quoted(words[0]),
+                                            meant.empty() ? "; try 'help'" : concat("; did you mean '", meant, "'?")));
   }
   const Word &second = words.size() > 1 ? words[1] : words[0];
   throw TextError(second.column, "'" + std::string(words[0].text) +

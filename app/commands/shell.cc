@@ -117,6 +117,8 @@ constexpr Command kCommands[] = {
      "run a command again and again, until Ctrl-C\n"
      "While it waits, the switch's clock goes on as well: counters are collected.",
      watch},
+    {"?", "[COMMAND]", "the same as 'help'", help, true},
+    {"exit", "", "the same as 'quit'", quit},
     {"quit", "", "leave; so does the end of the input", quit},
 };
 
