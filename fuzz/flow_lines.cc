@@ -57,7 +57,7 @@ void try_packet(std::string_view line, host::Switch &device) {
   const auto parse = [&] { return app::parse_packet(line, 0, device.interfaces()); };
   if (const auto packet = parsed(line, parse)) {
     require(device.inject(packet->ifindex, packet->header).tcam_index.has_value(), "not even the catch-all matches");
-    require(!agent::to_text(packet->header).empty(), "a packet without text");
+    require(!app::to_text(packet->header).empty(), "a packet without text");
   }
 }
 
