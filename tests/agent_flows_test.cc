@@ -2,10 +2,9 @@
 // which each must meet what the rules say, and counts, which must be those of the packets. Calls of the host and the
 // SDK fail on the way in half of the histories.
 //
-// OFTAB_SEED=n replays history n.
+// OFTAB_SEED=n plays history n instead of the first sixty.
 #include <algorithm>
 #include <cstdlib>
-#include <random>
 
 #include "agent/agent.h"
 #include "agent/batch.h"
@@ -86,15 +85,16 @@ class Model {
     const auto selected = [&](const ModelFlow &flow) {
       return strict ? flow.match == match && flow.priority == mod.flow.priority : covers(match, flow.match);
     };
-    if (mod.command == Command::Delete || mod.command == Command::DeleteStrict) {
-      erase(mod, selected);
-      return std::nullopt;
-    }
-    if (mod.flow.actions == rewriting()) {
+    const bool erases = mod.command == Command::Delete || mod.command == Command::DeleteStrict;
+    if (!erases && mod.flow.actions == rewriting()) {
       return ErrorKind::Rewrite;
     }
     if ((mod.flow.flags & kEmergency) != 0) {
       return ErrorKind::Emergency;
+    }
+    if (erases) {
+      erase(mod, selected);
+      return std::nullopt;
     }
     if (mod.command != Command::Add && std::ranges::any_of(flows, selected)) {
       for (ModelFlow &flow : flows) {
@@ -386,7 +386,7 @@ class History : public Listener {
 
 TEST(AgentFlows, FollowTheRulesThroughRandomHistories) {
   const char *replayed = getenv("OFTAB_SEED");
-  const uint64_t first = replayed == nullptr ? std::random_device()() : strtoull(replayed, nullptr, 10);
+  const uint64_t first = replayed == nullptr ? 1 : strtoull(replayed, nullptr, 10);
   for (uint64_t seed = first; seed < first + (replayed == nullptr ? 60 : 1); ++seed) {
     const auto history = [=] {
       History(seed, seed % 2 == 1).run();

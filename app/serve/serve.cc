@@ -24,7 +24,7 @@ constexpr char kDefaultListen[] = "ptcp:6653:127.0.0.1";
 uint64_t datapath_id(const std::string &text) {
   uint64_t number = 0;
   const char *const end = text.data() + text.size();
-  const auto read = std::from_chars(text.data(), end, number, 16);
+  const auto read = std::from_chars(text.data() + (text.starts_with("0x") ? 2 : 0), end, number, 16);
   if (read.ec != std::errc() || read.ptr != end) {
     throw CLI::ValidationError("--datapath-id", text + " is no hexadecimal number of 64 bits");
   }
