@@ -163,7 +163,7 @@ const CounterCase kCounterCases[] = {
        rig.set_up({set_catch_all({})});
      },
      2},
-    {"RefusedRebuild", rebuild_with_refusals, 2},
+    {"RefusedRebuild", rebuild_with_refusals, 1},
     {"WriterWithoutCounter", [](Rig &) { oftab_install_global_entry(4095, 4095); }, 1, {4095}},
     {"ClearedAndInstalledAgain",
      [](Rig &rig) {

@@ -58,15 +58,23 @@ int32_t install(oftab_sw_entry_t &entry) {
     TRACE_DETAIL_IN(op, "Unified catch all valid at %d\n", OFTAB_CATCH_ALL_INDEX);
     return OFTAB_OK;
   }
+  const oftab_sw_entry_t before = entry;
   memset(&entry, 0, sizeof entry);
   release_unnamed(op);  // the counter that only this record named
+  const bool unreadable = is_own_counter(before.stats_id);
   entry.tcam_index = OFTAB_CATCH_ALL_INDEX;
   if (create_entry_counter(op, &entry.stats_id) != 0) {
     return OFTAB_ERR_FAIL;
   }
   own_counter(entry.stats_id);
   fill_dropping(entry);
-  return write_entry(entry);
+  const int32_t status = write_entry(entry);
+  if (status != OFTAB_OK && unreadable) {
+    // The record that could not be read stands, and goes on with the counter that it names.
+    release_counter(op, entry.stats_id);
+    entry = before;
+  }
+  return status;
 }
 
 // Puts the flow's action into the record. -3 for a controller action without a valid app_id.
