@@ -26,7 +26,9 @@ class Terminal:
         self.process, self.master = pty.fork()
         if self.process == 0:
             os.chdir(directory)
-            variables = {"HOME": directory, "PATH": os.environ["PATH"], "TERM": "dumb", **environment}
+            # The line editor keeps what it allocated when the program ends.
+            variables = {"HOME": directory, "PATH": os.environ["PATH"], "TERM": "dumb",
+                         "ASAN_OPTIONS": "detect_leaks=0", **environment}
             os.execve(PROGRAM, [PROGRAM, *arguments], variables)
 
     def expect(self, text=PROMPT):

@@ -1,6 +1,6 @@
 // Greetings, echoes, what the switch is, and how it is set.
 #include <algorithm>
-#include <ranges>
+#include <iterator>
 
 #include "agent/openflow/port_codec.h"
 #include "agent/openflow/session.h"
@@ -65,9 +65,9 @@ void Session::features_request(const Message &message) {
   // As many as a message can hold; the front-panel ports, whose ifindexes are the highest, in any case.
   constexpr size_t kMost = (kLongestMessage - wire::Header::kSize - wire::SwitchFeatures::kSize) / wire::Port::kSize;
   const auto &ports = agent_.ports().all();
-  for (const auto &[ifindex, port] :
-       std::views::drop(ports, static_cast<std::ptrdiff_t>(ports.size() - std::min(ports.size(), kMost)))) {
-    reply << encode_port(port);
+  for (auto port = std::prev(ports.end(), static_cast<std::ptrdiff_t>(std::min(ports.size(), kMost)));
+       port != ports.end(); ++port) {
+    reply << encode_port(port->second);
   }
 }
 
