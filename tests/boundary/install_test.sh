@@ -1,6 +1,7 @@
 #!/bin/sh
 # The Debian packages, unpacked into an empty root, are all that a stranger needs: the example host builds against them
-# with pkg-config and with CMake, and runs; so does the program. Usage: install_test.sh SOURCE_DIR BUILD_DIR
+# with pkg-config and with CMake, and runs; so does the program, whose service systemd takes. Usage: install_test.sh
+# SOURCE_DIR BUILD_DIR
 set -eu
 source=$1
 build=$2
@@ -29,3 +30,16 @@ LD_LIBRARY_PATH=$library "$work/cmake/host" | diff "$work/first" -
 echo "the program"
 LD_LIBRARY_PATH=$library "$root/usr/bin/oftab-switch" -c 'add-flow tcp,tp_dst=80,actions=drop' |
   grep '^flow 1 added at index 2000$'
+
+echo "the service"
+unit=$root/usr/lib/systemd/system/oftab-switch.service
+for line in NoNewPrivileges=yes 'CapabilityBoundingSet=CAP_NET_RAW CAP_NET_ADMIN' DynamicUser=yes; do
+  grep -x "$line" "$unit"
+done
+if command -v systemd-analyze >/dev/null; then
+  sed "s|^ExecStart=|&$root/usr/bin/|" "$unit" >"$work/oftab-switch.service"
+  systemd-analyze --man=no verify "$work/oftab-switch.service" 2>"$work/complaints" && [ ! -s "$work/complaints" ] ||
+    { cat "$work/complaints"; exit 1; }
+  systemd-analyze --no-pager security --offline=true --threshold=25 "$unit" >"$work/exposure" ||
+    { cat "$work/exposure"; exit 1; }
+fi
