@@ -12,6 +12,9 @@ constexpr uint16_t kIpv4 = 0x0800;
 constexpr uint16_t kArp = 0x0806;
 constexpr uint16_t kSmallestEthertype = 0x0600;  // below: an 802.3 length field
 constexpr uint16_t kLengthField = 0x05ff;
+constexpr uint16_t kSnapPoints = 0xaaaa;  // the service access points of SNAP, and behind them
+constexpr uint32_t kEthernetSnap =
+    0x03000000;  // unnumbered information, and the organisation whose types are ethertypes
 
 enum Protocol : uint8_t { kIcmp = 1, kTcp = 6, kUdp = 17, kSctp = 132 };
 
@@ -88,6 +91,22 @@ void read_arp(PacketHeader &packet, const Reader &body) {
   packet.arp_tpa = body.u32(24);
 }
 
+struct Payload {
+  uint16_t ethertype;
+  size_t at;
+};
+
+// Reads the ethertype, which SNAP has behind a length field. Other frames with a length field have none.
+Payload read_type(const Reader &whole, size_t at) {
+  const uint16_t type = whole.u16(at);
+  if (type >= kSmallestEthertype) {
+    return {type, at + 2};
+  }
+  const Reader header = whole.from(at + 2);
+  const bool snap = header.u16(0) == kSnapPoints && header.u32(2) == kEthernetSnap;
+  return snap ? Payload{header.u16(6), at + 10} : Payload{kLengthField, at + 2};
+}
+
 bool is_vlan_tag(uint16_t ethertype) {
   return ethertype == kVlanTag || ethertype == kServiceTag;
 }
@@ -107,15 +126,15 @@ PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length) {
     packet.vlan_pcp = static_cast<uint8_t>(whole.u8(type_at + 2) >> 5);
     type_at += 4;
   }
-  const bool cut = frame.size() < type_at + 2;
-  const uint16_t type = whole.u16(type_at);
-  packet.ethertype = !cut && type < kSmallestEthertype ? kLengthField : type;
+  const bool has_type = type_at + 2 <= frame.size();
+  const auto [ethertype, payload_at] = has_type ? read_type(whole, type_at) : Payload{whole.u16(type_at), type_at + 2};
+  packet.ethertype = ethertype;
   if (packet.ethertype == kIpv4) {
-    read_ipv4(packet, whole.from(type_at + 2));
+    read_ipv4(packet, whole.from(payload_at));
   }
   packet.cut = short_of && frame.size() < wire_length;  // nothing else of ARP is compared
   if (packet.ethertype == kArp) {
-    read_arp(packet, whole.from(type_at + 2));
+    read_arp(packet, whole.from(payload_at));
   }
   return packet;
 }

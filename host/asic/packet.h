@@ -17,7 +17,7 @@ using Mac = std::array<uint8_t, 6>;
 struct PacketHeader {
   Mac mac_sa{};
   Mac mac_da{};
-  uint16_t ethertype = 0;        // of the payload behind one VLAN tag; 0x05ff for an 802.3 length field
+  uint16_t ethertype = 0;        // of the payload behind one VLAN tag, or of SNAP; 0x05ff for 802.3 without one
   std::optional<uint16_t> vlan;  // VLAN id of the outer tag; none when untagged
   uint32_t ip_sa = 0;
   uint32_t ip_da = 0;
