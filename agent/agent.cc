@@ -29,10 +29,10 @@ bool takes_packet(const FlowMod &mod) {
 
 }  // namespace
 
-Agent::Agent(host::Switch &device)
+Agent::Agent(host::Switch &device, uint64_t datapath_id)
     : device_(device),
       changes_(device, flows_),
-      ports_(device.interfaces()),
+      ports_(device.interfaces(), datapath_id),
       packets_(device, flows_, ports_, [this](const PacketIn &packet) { tell(&Listener::packet_in, packet); }) {
   reread();
 }
@@ -54,6 +54,7 @@ void Agent::tell_removed(const FlowModResults &results) {
 }
 
 std::vector<std::optional<AgentError>> Agent::apply(std::span<const FlowMod> mods) {
+  catch_up();
   FlowModResults results = changes_.apply(mods, now_);
   tell_removed(results);
   for (size_t i = 0; i < mods.size(); ++i) {
@@ -71,7 +72,7 @@ bool Agent::purge() {
 }
 
 void Agent::reread() {
-  for (TableEntry &gone : agent::reread(device_, flows_, now_)) {
+  for (TableEntry &gone : changes_.reread(now_)) {
     tell(&Listener::flow_removed, RemovedFlow{std::move(gone), RemovedFlow::Reason::Delete, now_});
   }
 }
@@ -83,7 +84,9 @@ bool Agent::set_miss(HardwareActions::Kind kind) {
 }
 
 void Agent::advance(Time by) {
+  catch_up();
   const Time until = now_ + by;
+  changes_.finish_failed(now_);
   if (first_deadline(flows_, Time::min()) != Time::max()) {
     refresh_counts(Time::zero());
   }
@@ -93,6 +96,12 @@ void Agent::advance(Time by) {
   }
   move_to(until);
   notice_interfaces();
+}
+
+void Agent::catch_up() {
+  if (passed_) {
+    move_to(now_ + passed_());
+  }
 }
 
 // The host's clock counts whole seconds.
@@ -124,6 +133,7 @@ void Agent::refresh_counts(Time age) {
 }
 
 std::vector<const TableEntry *> Agent::flow_statistics(const Match &match, uint32_t out_port, Time age) {
+  catch_up();
   refresh_counts(age);
   std::vector<const TableEntry *> entries;
   for (const TableEntry *entry : flows_.covered_by(normalised(match))) {
@@ -143,11 +153,9 @@ Aggregate Agent::aggregate_statistics(const Match &match, uint32_t out_port, Tim
   return sum;
 }
 
-TableStatistics Agent::table_statistics(Time age) {
-  refresh_counts(age);
+TableStatistics Agent::table_statistics() const {
   const auto &lookups = device_.asic().lookups();
-  const uint64_t missed = lookups.unmatched + oftab_hw_rsrc_g.catch_all_entry.pkt_cnt;
-  return {flows_.size(), lookups.packets, lookups.packets - std::min(missed, lookups.packets)};
+  return {flows_.size(), lookups.packets, lookups.packets - lookups.missed};
 }
 
 std::optional<Agent::PortModError> Agent::modify_port(uint32_t ifindex, const std::array<uint8_t, 6> &hw_addr,

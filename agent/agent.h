@@ -6,6 +6,7 @@
 #define AGENT_AGENT_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -40,9 +41,10 @@ struct Aggregate {
   size_t flows = 0;
 };
 
+// Packets that were looked up in the table, and those among them that met a flow.
 struct TableStatistics {
   size_t active = 0;
-  uint64_t lookups = 0;  // packets that were looked up in the table, and those that met a flow
+  uint64_t lookups = 0;
   uint64_t matched = 0;
 };
 
@@ -50,7 +52,7 @@ class Agent {
  public:
   static constexpr Time kFresh = std::chrono::milliseconds(500);  // how old counts may be that controllers read
 
-  explicit Agent(host::Switch &device);
+  explicit Agent(host::Switch &device, uint64_t datapath_id = 1);
   Agent(const Agent &) = delete;
   Agent &operator=(const Agent &) = delete;
 
@@ -71,17 +73,21 @@ class Agent {
   // when the hardware refused.
   bool set_miss(HardwareActions::Kind kind);
 
-  // Time passes only here, for the library as well. Flows are removed when their time has come, each at its time;
-  // packets that were counted since the last call count as of its beginning. What happened to the interfaces is
-  // noticed. To be called some ten times a second.
+  // Time passes, for the library as well. Flows are removed when their time has come, each at its time; packets that
+  // were counted since the last call count as of its beginning. What happened to the interfaces is noticed. To be
+  // called some ten times a second.
   Time now() const { return now_; }
   void advance(Time by);
+
+  // From now on time passes by itself: `passed` says how much has since it was asked last. What is asked of the agent
+  // then happens at the moment in which it is asked for.
+  void follow(std::function<Time()> passed) { passed_ = std::move(passed); }
 
   // Statistics, of counts that are read anew unless the latest reading is younger than `age`.
   void refresh_counts(Time age = kFresh);
   std::vector<const TableEntry *> flow_statistics(const Match &match, uint32_t out_port, Time age = kFresh);
   Aggregate aggregate_statistics(const Match &match, uint32_t out_port, Time age = kFresh);
-  TableStatistics table_statistics(Time age = kFresh);
+  TableStatistics table_statistics() const;
 
   // Ports. The reason why a change was refused; none when it was made.
   enum class PortModError : uint8_t { BadPort, BadHwAddr };
@@ -97,6 +103,7 @@ class Agent {
   void tell(void (Listener::*told)(const Event &), const Event &event);
   void tell_removed(const FlowModResults &results);
   void move_to(Time time);
+  void catch_up();
   void notice_interfaces();
 
   host::Switch &device_;
@@ -106,7 +113,8 @@ class Agent {
   Ports ports_;
   PacketPath packets_;
   Time now_{};
-  std::optional<Time> counted_;  // when the counts were read last
+  std::function<Time()> passed_;  // none when time passes by advance() alone
+  std::optional<Time> counted_;   // when the counts were read last
 };
 
 }  // namespace agent

@@ -16,8 +16,14 @@ namespace agent {
 
 using Statuses = std::vector<int32_t>;  // OFTAB_OK or the library's code, one for each flow
 
-// The flows come in any order; all are such as the hardware serves, with sequence numbers of their own.
-Statuses add_batch(host::Switch &device, std::span<const Flow> flows);
+struct Added {
+  Statuses statuses;
+  std::vector<uint32_t> strays;  // sequence numbers of records that helped to place the flows and are still there
+};
+
+// The flows come in any order; all are such as the hardware serves, with sequence numbers of their own. Strays are left
+// only where the library refuses to delete them; they match no frame.
+Added add_batch(host::Switch &device, std::span<const Flow> flows);
 
 // Gives flows that stand in the library's table the actions that they have here. A flow that is refused has lost its
 // output ports, if it had any.

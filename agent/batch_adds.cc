@@ -25,9 +25,17 @@ class Fillers {
     }
   }
 
-  void come_and_go(host::Switch &device) const {
+  // Returns the numbers of those that did not go.
+  std::vector<uint32_t> come_and_go(host::Switch &device) const {
     ask(device, flow_request(OFTAB_ENTRY_ADD, flows_));
-    delete_batch(device, seq_nos_);
+    const Statuses statuses = delete_batch(device, seq_nos_);
+    std::vector<uint32_t> left;
+    for (size_t i = 0; i < statuses.size(); ++i) {
+      if (statuses[i] != OFTAB_OK) {
+        left.push_back(seq_nos_[i]);
+      }
+    }
+    return left;
   }
 
  private:
@@ -44,12 +52,12 @@ class Adding {
     std::ranges::transform(flows, std::back_inserter(priorities_), library_priority);
   }
 
-  Statuses add_all() {
+  Added add_all() {
     std::vector<size_t> order(flows_.size());
     std::iota(order.begin(), order.end(), size_t{0});
     std::ranges::stable_sort(order, std::ranges::greater(), [this](size_t i) { return priorities_[i]; });
     add(order);
-    return std::move(statuses_);
+    return std::move(added_);
   }
 
  private:
@@ -71,7 +79,7 @@ class Adding {
   }
 
   // How many of the flows can go in one request.
-  size_t next_request(std::span<const size_t> order) const {
+  size_t next_request(std::span<const size_t> order) {
     if (order.size() == 1) {
       return 1;
     }
@@ -89,12 +97,12 @@ class Adding {
 
   // Whether there is now so much room that one request will do. Not when all flows of the table are of priority 0:
   // fillers would go above them.
-  bool make_room_below(const TableShape &shape, std::span<const uint32_t> all) const {
+  bool make_room_below(const TableShape &shape, std::span<const uint32_t> all) {
     const size_t count = std::min(all.size(), OFTAB_FLOW_CAPACITY - 1 - shape.end);
-    if (first_index(shape, count, 0) != shape.start) {
+    if (!added_.strays.empty() || first_index(shape, count, 0) != shape.start) {
       return false;
     }
-    Fillers(count).come_and_go(device_);
+    added_.strays = Fillers(count).come_and_go(device_);
     return keeps_order(table_shape(), all);
   }
 
@@ -111,7 +119,7 @@ class Adding {
     if (others.size() < order.size()) {
       add(others);
     } else if (order.size() == 1) {
-      statuses_[order[0]] = failure(response, 0);
+      added_.statuses[order[0]] = failure(response, 0);
     } else {
       add(order.first(order.size() / 2));
       add(order.subspan(order.size() / 2));
@@ -132,7 +140,7 @@ class Adding {
     for (size_t k = 0; k < order.size(); ++k) {
       const bool named = response && k < response->entries.size() && response->entries[k].status != OFTAB_OK;
       if (named) {
-        statuses_[order[k]] = response->entries[k].status;
+        added_.statuses[order[k]] = response->entries[k].status;
       } else if (!live.contains(*flows_[order[k]].seq_no)) {
         others.push_back(order[k]);
       }
@@ -143,12 +151,12 @@ class Adding {
   host::Switch &device_;
   std::span<const Flow> flows_;
   std::vector<uint32_t> priorities_;
-  Statuses statuses_ = Statuses(flows_.size(), OFTAB_OK);
+  Added added_{Statuses(flows_.size(), OFTAB_OK), {}};
 };
 
 }  // namespace
 
-Statuses add_batch(host::Switch &device, std::span<const Flow> flows) {
+Added add_batch(host::Switch &device, std::span<const Flow> flows) {
   return Adding(device, flows).add_all();
 }
 

@@ -81,7 +81,7 @@ Masked read_ethertype(const Word &value, const Interfaces &) {
 
 Masked read_vlan(const Word &value, const Interfaces &) {
   const bool untagged = read_number(value.text) == kUntagged;
-  return {untagged ? kUntagged : number_in(value, 1, 4094, "dl_vlan"), kExactVlan};
+  return {untagged ? kUntagged : number_in(value, 0, 4094, "dl_vlan"), kExactVlan};
 }
 
 Masked read_vlan_vid(const Word &value, const Interfaces &) {

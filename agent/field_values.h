@@ -29,8 +29,8 @@ Masked read_ip(const Word &value, const host::services::Interfaces &);
 
 Masked read_ethertype(const Word &value, const host::services::Interfaces &);
 
-// A VLAN id, or 0xffff for untagged frames. Elsewhere it is written as the id above the bit 0x1000 (0 for untagged
-// frames), or as the whole tag, of which the id must be what the mask selects.
+// A VLAN id, 0 for tags that carry a priority alone, or 0xffff for untagged frames. Elsewhere it is written as the id
+// above the bit 0x1000 (0 for untagged frames), or as the whole tag, of which the id must be what the mask selects.
 Masked read_vlan(const Word &value, const host::services::Interfaces &);
 Masked read_vlan_vid(const Word &value, const host::services::Interfaces &);
 Masked read_vlan_tci(const Word &value, const host::services::Interfaces &);

@@ -35,7 +35,7 @@ Masked vlan_of(const oftab_sw_entry_t &record, hw::field where, const Vlans &vla
   const uint16_t remembered = oftab_hw_rsrc_g.bd_vlan[bd.value % OFTAB_BD_COUNT];
   for (uint32_t vlan = remembered, tried = 0; tried < OFTAB_BD_COUNT; ++tried, vlan = (vlan + 1) % OFTAB_BD_COUNT) {
     if (vlans.bridge_domain(vlan) == bd.value) {
-      return {vlan, mask};
+      return {vlan == Vlans::kPriorityTagged ? 0 : vlan, mask};
     }
   }
   return {remembered, mask};
@@ -432,6 +432,10 @@ const Shorthand *shorthand_of(const Match &match) {
 std::string_view protocol_name(uint64_t protocol) {
   const Shorthand *found = find_shorthand([&](const Shorthand &each) { return each.protocol == protocol; });
   return found == nullptr ? "" : found->name;
+}
+
+uint32_t vlan_for_host(uint64_t vlan) {
+  return vlan == 0 ? Vlans::kPriorityTagged : static_cast<uint32_t>(vlan);
 }
 
 bool matches(const Match &match, const Packet &packet) {

@@ -109,6 +109,10 @@ std::string_view protocol_name(uint64_t protocol);
 
 bool matches(const Match &match, const Packet &packet);
 
+// The number by which the host knows a VLAN: frames of VLAN 0, whose tag carries a priority alone, have one that no tag
+// can have.
+uint32_t vlan_for_host(uint64_t vlan);
+
 }  // namespace agent
 
 #endif

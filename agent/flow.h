@@ -30,7 +30,8 @@ enum class Field : uint8_t {
 };
 
 // A 1 bit of `mask` is compared. MAC addresses are numbers, first octet most significant; InPort is an ifindex or a
-// reserved port; DlVlan is a VLAN id or kUntagged.
+// reserved port; DlVlan is a VLAN id, 0 where the tag carries a priority
+// alone, or kUntagged.
 struct Masked {
   uint64_t value = 0;
   uint64_t mask = 0;

@@ -53,6 +53,12 @@ FlowModResults FlowChanges::expire(Time now) {
   return finish();
 }
 
+void FlowChanges::finish_failed(Time now) {
+  if (pending_.unfinished()) {
+    begin(0, now);
+  }
+}
+
 void FlowChanges::begin(size_t changes, Time now) {
   results_ = {};
   results_.errors.resize(changes);

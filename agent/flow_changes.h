@@ -26,6 +26,12 @@ class FlowChanges {
   // Removes the flows whose time has come, by the latest reading of the counts.
   FlowModResults expire(Time now);
 
+  // Tries again what failed before.
+  void finish_failed(Time now);
+
+  // Makes the table hold the library's flows. Returns those that are gone.
+  std::vector<TableEntry> reread(Time now) { return pending_.reread(now); }
+
  private:
   void begin(size_t changes, Time now);
   FlowModResults finish();

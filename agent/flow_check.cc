@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "agent/fields.h"
 #include "agent/hardware.h"
 #include "agent/interface_names.h"
 #include "agent/status.h"
@@ -70,7 +71,7 @@ std::optional<AgentError> refused(const Match &match, host::Switch &device) {
     return error_of(*refusal);
   }
   const Masked vlan = match[Field::DlVlan];
-  if (vlan.mask != 0 && !device.asic().vlans().bridge_domain(static_cast<uint32_t>(vlan.value))) {
+  if (vlan.mask != 0 && !device.asic().vlans().bridge_domain(vlan_for_host(vlan.value))) {
     return AgentError{Kind::Field, concat("VLAN ", vlan.value, " has no bridge domain")};
   }
   const Masked port = match[Field::InPort];

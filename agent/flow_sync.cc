@@ -1,6 +1,6 @@
 #include "agent/flow_sync.h"
 
-#include <set>
+#include <algorithm>
 #include <utility>
 
 #include "agent/hardware.h"
@@ -64,12 +64,14 @@ std::vector<std::string> differences(host::Switch &device, const FlowTable &tabl
   return lines;
 }
 
-std::vector<TableEntry> reread(host::Switch &device, FlowTable &table, Time now) {
+std::vector<TableEntry> reread(host::Switch &device, FlowTable &table, Time now, const std::set<uint32_t> &no_flows) {
   FlowTable before = std::exchange(table, FlowTable());
+  std::ranges::for_each(no_flows, [&](uint32_t seq_no) { table.take(seq_no); });
   for (const InstalledFlow &installed : installed_flows(device)) {
     const uint32_t seq_no = *installed.flow.seq_no;
-    if (table.find(seq_no) != nullptr) {
-      continue;  // a second record of one number: the library's requests reach the first alone
+    const bool again = table.find(seq_no) != nullptr;  // the library's requests reach the first of a number alone
+    if (again || no_flows.contains(seq_no)) {
+      continue;
     }
     TableEntry entry{.flow = installed.flow, .added = now, .used = now};
     if (same_identity(installed, before.find(seq_no))) {

@@ -70,7 +70,7 @@ void PacketPath::receive(uint32_t ifindex, Frame frame) {
   }
   ++port->counts.rx_packets;
   port->counts.rx_bytes += frame.size();
-  if (ports_.receives(ifindex)) {
+  if (ports_.receives(ifindex, frame)) {
     look_up(ifindex, frame);
   } else {
     ++port->counts.rx_dropped;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "agent/flow_check.h"
+#include "agent/flow_sync.h"
 #include "agent/hardware.h"
 #include "oftab/oftab.h"
 
@@ -33,6 +34,11 @@ void PendingChanges::begin(FlowModResults &results, Time now) {
     }
   }
   discard_records();
+}
+
+std::vector<TableEntry> PendingChanges::reread(Time now) {
+  discard_records();
+  return agent::reread(device_, table_, now, leftovers_);
 }
 
 void PendingChanges::add(size_t mod, TableEntry entry) {
@@ -73,10 +79,15 @@ void PendingChanges::fail(size_t mod, int32_t status) {
   }
 }
 
+int32_t PendingChanges::add_one(const Flow &flow) {
+  return add_batch(device_, {&flow, 1}).statuses.front();
+}
+
 void PendingChanges::send_additions() {
   std::vector<Flow> flows(additions_.size());
   std::ranges::transform(additions_, flows.begin(), [](const Addition &each) { return each.entry.flow; });
-  const Statuses statuses = add_batch(device_, flows);
+  const auto [statuses, strays] = add_batch(device_, flows);
+  leftovers_.insert(strays.begin(), strays.end());
   for (size_t i = 0; i < additions_.size(); ++i) {
     additions_[i].installed = statuses[i] == OFTAB_OK;
     if (statuses[i] != OFTAB_OK) {
@@ -172,7 +183,7 @@ void PendingChanges::mend(const TableEntry &broken) {
   }
   const uint32_t seq_no = table_.take_seq_no();
   TableEntry whole = renewed(broken, seq_no);
-  if (add_batch(device_, {&whole.flow, 1}).front() == OFTAB_OK) {
+  if (add_one(whole.flow) == OFTAB_OK) {
     take_over(std::move(whole), old);
   } else {
     broken_.insert(old);
@@ -202,13 +213,13 @@ void PendingChanges::replace_in_place(size_t mod, const TableEntry &old, TableEn
     return fail(mod, status);
   }
   TableEntry before = renewed(table_.erase(seq_no), seq_no);
-  const int32_t status = add_batch(device_, {&by.flow, 1}).front();
+  const int32_t status = add_one(by.flow);
   if (status == OFTAB_OK) {
     table_.insert(std::move(by));
     return;
   }
   fail(mod, status);
-  if (add_batch(device_, {&before.flow, 1}).front() == OFTAB_OK) {
+  if (add_one(before.flow) == OFTAB_OK) {
     table_.insert(std::move(before));
   } else {
     results_->removed.push_back({std::move(before), RemovedFlow::Reason::Delete, now_});

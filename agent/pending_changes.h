@@ -23,9 +23,15 @@ class PendingChanges {
  public:
   PendingChanges(host::Switch &device, FlowTable &table) : device_(device), table_(table) {}
 
-  // Changes of a run of flow-mods are known by
-  // their position in it; `results` has a place for each. Nothing waits when a run begins.
+  // Changes of a run of flow-mods are known by their position in it; `results` has a place for each. Nothing waits when
+  // a run begins.
   void begin(FlowModResults &results, Time now);
+
+  // Something that failed is to be tried again, which each run does as it begins.
+  bool unfinished() const { return !leftovers_.empty() || !broken_.empty(); }
+
+  // Makes the table hold the library's flows. Returns those that are gone.
+  std::vector<TableEntry> reread(Time now);
 
   // Whether a change of this flow waits.
   bool touch(uint32_t seq_no) const { return touched_.contains(seq_no); }
@@ -70,6 +76,7 @@ class PendingChanges {
     RemovedFlow flow;
   };
 
+  int32_t add_one(const Flow &flow);
   void send_additions();
   void send_changes();
   void restore(std::span<const Change> changes);

@@ -1,7 +1,9 @@
 #include "agent/ports.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "agent/field_values.h"
 #include "agent/interface_names.h"
 
 namespace agent {
@@ -17,12 +19,20 @@ std::vector<uint32_t> interfaces_of(const Interfaces &interfaces) {
   return ifindexes;
 }
 
-// Locally administered, and other for each interface.
-std::array<uint8_t, 6> default_address(uint32_t ifindex) {
+// Locally administered, of a block that the switch's number picks; port channels are behind the front-panel ports.
+std::array<uint8_t, 6> default_address(uint64_t datapath_id, uint32_t ifindex) {
+  constexpr uint64_t kLocal = 0x02;
+  constexpr uint64_t kPortChannels = 0x1000;
+  const uint64_t block = (datapath_id ^ datapath_id >> 24 ^ datapath_id >> 48) & 0xFFFFFF;
   const auto pc = Interfaces::pc_number(ifindex);
-  const uint32_t number = pc ? *pc : Interfaces::port_slot(ifindex).value_or(0) + 1;
-  return {
-      0x02, 0, 0, static_cast<uint8_t>(pc ? 1 : 0), static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number)};
+  const uint64_t number = pc ? kPortChannels + *pc : Interfaces::port_slot(ifindex).value_or(0) + 1;
+  return mac_octets(kLocal << 40 | block << 16 | number);
+}
+
+// To the group address of the spanning tree's bridges.
+bool is_spanning_tree(std::span<const uint8_t> frame) {
+  constexpr std::array<uint8_t, 6> kBridgeGroup = {0x01, 0x80, 0xc2, 0, 0, 0};
+  return frame.size() >= kBridgeGroup.size() && std::ranges::equal(frame.first(kBridgeGroup.size()), kBridgeGroup);
 }
 
 }  // namespace
@@ -47,7 +57,7 @@ std::vector<PortChange> Ports::refresh() {
       Port &port = ports_[ifindex];
       port.ifindex = ifindex;
       port.name = interface_name(ifindex);
-      port.hw_addr = default_address(ifindex);
+      port.hw_addr = default_address(datapath_id_, ifindex);
       changes.push_back({PortChange::Reason::Add, port});
     }
   }
@@ -66,6 +76,10 @@ std::optional<PortChange> Ports::follow(uint32_t ifindex, const host::ports::Lin
   port->state = state;
   port->hw_addr = link.mac;
   return PortChange{PortChange::Reason::Modify, *port};
+}
+
+bool Ports::receives(uint32_t ifindex, std::span<const uint8_t> frame) const {
+  return has_none(ifindex, kPortDown | (is_spanning_tree(frame) ? kNoReceiveStp : kNoReceive));
 }
 
 bool Ports::has_none(uint32_t ifindex, uint32_t config) const {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -55,7 +56,11 @@ struct PortChange {
 
 class Ports {
  public:
-  explicit Ports(const host::services::Interfaces &interfaces) : interfaces_(interfaces) { refresh(); }
+  // The MAC addresses of the ports come from the switch's number.
+  Ports(const host::services::Interfaces &interfaces, uint64_t datapath_id)
+      : interfaces_(interfaces), datapath_id_(datapath_id) {
+    refresh();
+  }
 
   // By ifindex, rising: port channels, then front-panel ports.
   const std::map<uint32_t, Port> &all() const { return ports_; }
@@ -68,9 +73,9 @@ class Ports {
   // Takes over what a port's link is like: the change, if it is one.
   std::optional<PortChange> follow(uint32_t ifindex, const host::ports::LinkState &link);
 
-  // Whether frames that come in by the port are taken, and whether frames leave by it, whose link must be up. Members
+  // Whether a frame that comes in by the port is taken, and whether frames leave by it, whose link must be up. Members
   // of a port channel are told for themselves.
-  bool receives(uint32_t ifindex) const { return has_none(ifindex, kPortDown | kNoReceive); }
+  bool receives(uint32_t ifindex, std::span<const uint8_t> frame) const;
   bool sends(uint32_t ifindex) const { return has_none(ifindex, kPortDown | kNoForward) && has_link(ifindex); }
   bool floods(uint32_t ifindex) const { return has_none(ifindex, kNoFlood); }
   bool reports(uint32_t ifindex) const { return has_none(ifindex, kNoPacketIn); }
@@ -80,6 +85,7 @@ class Ports {
   bool has_link(uint32_t ifindex) const;
 
   const host::services::Interfaces &interfaces_;
+  const uint64_t datapath_id_;
   std::map<uint32_t, Port> ports_;
 };
 

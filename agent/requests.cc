@@ -29,6 +29,12 @@ void put(oftab_match_t &block, Place place, uint64_t number) {
   }
 }
 
+Match for_host(Match match) {
+  Masked &vlan = match[Field::DlVlan];
+  vlan.value = vlan.mask == 0 ? 0 : vlan_for_host(vlan.value);
+  return match;
+}
+
 // Values or masks of a match, as `part` picks them.
 oftab_match_t match_block(const Match &match, uint64_t Masked::*part) {
   oftab_match_t block{};
@@ -57,8 +63,9 @@ void append_flow(Bytes &message, const Flow &flow, const HardwareActions &action
   record.priority = priority;
   record.seq_no = flow.seq_no.value_or(0);
   record.context = record.seq_no;
-  record.value = match_block(flow.match, &Masked::value);
-  record.mask = match_block(flow.match, &Masked::mask);
+  const Match match = for_host(flow.match);
+  record.value = match_block(match, &Masked::value);
+  record.mask = match_block(match, &Masked::mask);
   record.result_type = result_type(actions.kind);
   record.action_flags = actions.copy_to_controller ? OFTAB_ACTION_FLAG_CONTROLLER : 0;
   record.app_id = actions.app_id;

@@ -107,7 +107,7 @@ int start(const Options &options) {
   if (!options.no_boot) {
     device.boot();
   }
-  agent::Agent agent(device);
+  agent::Agent agent(device, options.serve.identity.datapath_id);
   app::Output output(STDOUT_FILENO);
   app::Session session{device, agent, &output, app::Style(app::takes_colour(STDOUT_FILENO)), {}};
   device.system_log().echo_to([&session](std::string_view text) { *session.out << "syslog: " << text; });

@@ -258,9 +258,81 @@ TEST_F(AgentTest, ReportsPacketsAndKeepsEachForOneUse) {
   agent_.packets().receive(port(0), frame);
   EXPECT_EQ(packet_ins_.size(), 3 + PacketBuffers::kCount);
   EXPECT_EQ(agent_.ports().find(port(0))->counts.rx_dropped, 1U);
-  const TableStatistics statistics = agent_.table_statistics(Time::zero());
+  const TableStatistics statistics = agent_.table_statistics();
   EXPECT_EQ(statistics.lookups, 4 + PacketBuffers::kCount);
   EXPECT_EQ(statistics.matched, 3 + PacketBuffers::kCount);
+}
+
+TEST_F(AgentTest, TellsFramesOfTheSpanningTreeFromOthers) {
+  Bytes spanning_tree = arp_frame();
+  std::ranges::copy(Bytes{0x01, 0x80, 0xc2, 0, 0, 0}, spanning_tree.begin());
+  const auto taken = [&](uint32_t config) {
+    const auto &address = agent_.ports().find(port(0))->hw_addr;
+    EXPECT_EQ(agent_.modify_port(port(0), address, config, kAllPortConfig), std::nullopt);
+    std::vector<uint64_t> lookups{agent_.table_statistics().lookups};
+    for (const Bytes &frame : {arp_frame(), spanning_tree}) {
+      agent_.packets().receive(port(0), frame);
+      lookups.push_back(agent_.table_statistics().lookups);
+    }
+    return std::pair(lookups[1] > lookups[0], lookups[2] > lookups[1]);
+  };
+  EXPECT_EQ(taken(0), std::pair(true, true));
+  EXPECT_EQ(taken(kNoReceive), std::pair(false, true));
+  EXPECT_EQ(taken(kNoReceiveStp), std::pair(true, false));
+  EXPECT_EQ(taken(kPortDown), std::pair(false, false));
+}
+
+TEST_F(AgentTest, EndsNoFlowBeforeItsTime) {
+  using std::chrono::milliseconds;
+  Time passed{};
+  agent_.follow([&] { return std::exchange(passed, Time{}); });
+  const auto pass = [&](int time) {
+    passed += milliseconds(time);
+    agent_.advance({});
+  };
+  FlowMod hard = numbered(1, 1);
+  hard.flow.hard_timeout = 1;
+  FlowMod idle = numbered(2, 2);
+  idle.flow.match[Field::DlSrc] = {0x020000000001, kExactMac};
+  idle.flow.idle_timeout = 1;
+  pass(100);
+  passed += milliseconds(50);
+  ASSERT_EQ(apply(hard), std::nullopt);
+  ASSERT_EQ(apply(idle), std::nullopt);
+  pass(900);
+  passed += milliseconds(50);
+  agent_.packets().receive(port(0), arp_frame());
+  pass(49);
+  EXPECT_EQ(removed_, std::vector<uint32_t>{});
+  pass(1);
+  EXPECT_EQ(removed_, std::vector<uint32_t>{1});
+  pass(949);
+  EXPECT_EQ(removed_.size(), 1U);
+  pass(100);
+  EXPECT_EQ(removed_, (std::vector<uint32_t>{1, 2}));
+}
+
+// Records that come and go to order a batch must not stay when the library fails in between.
+TEST_F(AgentTest, LeavesNoRecordsOfABatchThatFailed) {
+  std::vector<FlowMod> high;
+  std::vector<FlowMod> mixed;
+  for (uint32_t i = 1; i <= 8; ++i) {
+    high.push_back(numbered(i, 100 * i));
+    mixed.push_back(numbered(100 + i, 100 * i - 50));
+  }
+  agent_.apply(high);
+  const size_t before = agent_.flows().size();
+  for (uint64_t nth = 1; nth <= 2; ++nth) {  // they do not come, or do not go
+    rig_.sw.faults().reset();
+    rig_.sw.faults().fail("hdm_ipq_handler_init", nth, 77, host::services::Repeat::FromThenOn);
+    EXPECT_TRUE(std::ranges::all_of(agent_.apply(mixed), [](const auto &error) { return error.has_value(); })) << nth;
+    EXPECT_EQ(agent_.flows().size(), before) << nth;
+    rig_.sw.faults().disarm();
+    agent_.reread();
+    EXPECT_EQ(agent_.flows().size(), before) << nth;
+    agent_.advance({});
+    EXPECT_THAT(agent_.audit(), testing::IsEmpty()) << nth;
+  }
 }
 
 TEST_F(AgentTest, TellsOfPortsThatComeGoAndChange) {

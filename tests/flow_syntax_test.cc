@@ -137,7 +137,7 @@ TEST(FlowSyntaxTest, BadFlowLinesAreRefusedAtTheirColumn) {
       {"in_port,actions=drop", 1, "'in_port' needs a value"},
       {"tcp,udp,actions=drop", 5, "'udp' contradicts 'tcp' at column 1"},
       {"dl_src=00:11:22:33:44,actions=drop", 8, "a MAC address has the form 00:11:22:33:44:55, not '00:11:22:33:44'"},
-      {"dl_vlan=4095,actions=drop", 9, "dl_vlan is a number from 1 to 4094, not '4095'"},
+      {"dl_vlan=4095,actions=drop", 9, "dl_vlan is a number from 0 to 4094, not '4095'"},
       {"ip,nw_src=10.0.0.256,actions=drop", 11, "an IPv4 address has the form 10.0.0.1, not '10.0.0.256'"},
       {"ip,nw_dst=10.0.0.0/33,actions=drop", 20, "a prefix length is a number from 0 to 32, not '33'"},
       {"nw_proto=6,actions=drop", 1, "'nw_proto' needs IPv4 or ARP: ip, tcp, udp, icmp, arp or dl_type=0x0800"},

@@ -12,6 +12,14 @@ constexpr size_t kWildcards = 0;  // where they stand
 constexpr size_t kWildcardsSize = 4;
 constexpr uint32_t kNothing = 32;  // low bits not compared: nothing is, as with any more
 
+// What OpenFlow 1.0 knows of a match: SCTP has no ports there.
+Match known(Match match) {
+  if (met(Needs::Sctp, match)) {
+    match[Field::TpSrc] = match[Field::TpDst] = {};
+  }
+  return match;
+}
+
 uint64_t number_at(const MatchOctets &octets, size_t offset, size_t count) {
   uint64_t number = 0;
   for (size_t i = 0; i < count; ++i) {
@@ -53,14 +61,15 @@ Match decode_match(const MatchOctets &octets) {
     const uint64_t mask = mask_of(row, wildcards);
     match[row.field] = {value & mask, mask};
   }
-  return normalised(match);
+  return known(normalised(match));
 }
 
 MatchOctets encode_match(const Match &match) {
   MatchOctets octets{};
   uint32_t wildcards = 0;
+  const Match shown = known(match);
   for (const FieldRow &row : field_rows()) {
-    const Masked &field = match[row.field];
+    const Masked &field = shown[row.field];
     const uint32_t bits = wildcards_of(row, field.mask);
     wildcards |= bits;
     if (bits == 0 || row.wire.wildcard_bits > 1) {

@@ -26,14 +26,16 @@ Service::Service(Session &session, agent::Agent &agent, const agent::openflow::I
     : session_(session),
       agent_(agent),
       server_(context_, agent, identity, log_line),
-      clock_(context_, [this](agent::Time passed) { agent_.advance(passed); }),
+      clock_(context_, [this] { agent_.advance({}); }),
       ports_(context_, session.device.ports(), agent_.packets()),
       input_(context_) {
   session.service = this;
+  agent_.follow([this] { return clock_.passed(); });
 }
 
 Service::~Service() {
   session_.service = nullptr;
+  agent_.follow({});
 }
 
 agent::openflow::Endpoint Service::add(const agent::openflow::Endpoint &endpoint) {

@@ -10,7 +10,7 @@ constexpr auto kTick = std::chrono::milliseconds(100);
 
 }  // namespace
 
-WallClock::WallClock(asio::io_context &context, Advance advance) : timer_(context), advance_(std::move(advance)) {}
+WallClock::WallClock(asio::io_context &context, std::function<void()> tick) : timer_(context), tick_(std::move(tick)) {}
 
 void WallClock::start() {
   if (!std::exchange(runs_, true)) {
@@ -19,15 +19,21 @@ void WallClock::start() {
   }
 }
 
+std::chrono::nanoseconds WallClock::passed() {
+  if (!runs_) {
+    return {};
+  }
+  const auto now = std::chrono::steady_clock::now();
+  return now - std::exchange(told_, now);
+}
+
 void WallClock::wait() {
   timer_.expires_after(kTick);
   timer_.async_wait([this](std::error_code problem) {
-    if (problem) {
-      return;
+    if (!problem) {
+      tick_();
+      wait();
     }
-    const auto now = std::chrono::steady_clock::now();
-    advance_(now - std::exchange(told_, now));
-    wait();
   });
 }
 

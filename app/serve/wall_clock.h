@@ -1,4 +1,4 @@
-// Lets the switch's time pass as the wall's does.
+// The wall's time, for a switch that serves.
 #ifndef APP_SERVE_WALL_CLOCK_H
 #define APP_SERVE_WALL_CLOCK_H
 
@@ -10,20 +10,20 @@ namespace app {
 
 class WallClock {
  public:
-  using Advance = std::function<void(std::chrono::nanoseconds passed)>;
+  // `tick` is called ten times a second from start() on, until the clock is destroyed.
+  WallClock(asio::io_context &context, std::function<void()> tick);
 
-  // `advance` lets time pass. None does before start().
-  WallClock(asio::io_context &context, Advance advance);
-
-  // From now on, until the clock is destroyed.
   void start();
   bool runs() const { return runs_; }
+
+  // How much time has passed since this was asked last; none before start().
+  std::chrono::nanoseconds passed();
 
  private:
   void wait();
 
   asio::steady_timer timer_;
-  Advance advance_;
+  std::function<void()> tick_;
   asio::steady_timer::time_point told_;  // up to where time has passed
   bool runs_ = false;
 };

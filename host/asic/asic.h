@@ -35,10 +35,11 @@ class Asic {
   const Vlans &vlans() const { return vlans_; }
   const StaticMatches &static_matches() const { return static_matches_; }
 
-  // Packets that were looked up so far, and those among them that no record matched.
+  // Packets that were looked up so far, and those among them that no record matched but the last, which is for what
+  // all others leave.
   struct Lookups {
     uint64_t packets = 0;
-    uint64_t unmatched = 0;
+    uint64_t missed = 0;
   };
   const Lookups &lookups() const { return lookups_; }
 

@@ -8,6 +8,8 @@ namespace {
 namespace hw = oftab::hw;
 using fields = hw::forward_result;
 
+constexpr uint16_t kLastIndex = TCAM_INDICES - 1;
+
 // `entry_type` of the result layout that has a multicast index.
 constexpr uint64_t kForwardLayout = 1;
 
@@ -53,8 +55,8 @@ Fate Asic::fate_of(uint16_t index) const {
 Fate Asic::forward(uint16_t l2lif, const PacketHeader &packet) {
   const std::optional<uint16_t> index = tcam_.lookup(key_of(l2lif, packet));
   ++lookups_.packets;
+  lookups_.missed += index.value_or(kLastIndex) == kLastIndex ? 1 : 0;
   if (!index) {
-    ++lookups_.unmatched;
     return {};
   }
   counters_.count(hw::get32(tcam_.at(*index).result.data(), fields::adj_stats_ptr), packet.length);
