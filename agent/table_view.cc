@@ -76,14 +76,13 @@ std::span<const oftab_sw_entry_t> table_records() {
 
 // A copy beside the action carries another CPU code than the controller alone.
 HardwareActions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces) {
-  constexpr uint64_t copy_code = 4;
   const auto bit = [&](hw::field where) { return hw::get(record.hw.result, where); };
   const bool to_cpu = bit(hw::forward_result::cp_to_cpu) != 0;
   const bool has_fanout = record.result_kind == OFTAB_RESULT_OUTPORT ||
                           (record.result_kind == OFTAB_RESULT_CONTROLLER && hw::ltl_idx(record.hw.result) != 0);
   HardwareActions actions;
   actions.kind = HardwareActions::Kind::Normal;
-  actions.copy_to_controller = to_cpu && (has_fanout || bit(hw::forward_result::cpu_code) == copy_code);
+  actions.copy_to_controller = to_cpu && (has_fanout || bit(hw::forward_result::cpu_code) == hw::CPU_CODE_COPY);
   if (has_fanout) {
     actions.kind = HardwareActions::Kind::Output;
     actions.outputs = outputs_of(record, interfaces);

@@ -6,6 +6,7 @@
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
 #include "agent/text.h"
+#include "oftab/hw_entry.h"
 #include "oftab/oftab.h"
 
 namespace app {
@@ -16,8 +17,6 @@ namespace {
 
 using host::asic::Fate;
 using host::asic::Verdict;
-
-constexpr uint8_t kControllerAlone = 5;  // the CPU code of a flow whose one action is the controller
 
 std::string code_text(const Fate &fate) {
   return concat("(code ", *fate.cpu_code, ")");
@@ -48,7 +47,7 @@ std::string forwarding_text(const Fate &fate) {
 }
 
 bool is_controller_alone(const Fate &fate) {
-  return fate.verdict == Verdict::Forward && fate.cpu_code == kControllerAlone;
+  return fate.verdict == Verdict::Forward && fate.cpu_code == oftab::hw::CPU_CODE_PUNT;
 }
 
 }  // namespace

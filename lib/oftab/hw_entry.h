@@ -20,6 +20,13 @@ struct field {
 // Values of the key's `class`: which format the rest of the key has.
 enum key_class : uint8_t { CLASS_IP = 0, CLASS_ARP = 1, CLASS_ETHERNET = 3 };
 
+// Interface ids with this bit clear are the ones that a flow without an interface of its own matches.
+constexpr uint32_t GLOBAL_LIF_BIT = 0x1000;
+
+// Codes under which packets reach the CPU: a copy beside another action, or of what no flow matched; the controller
+// alone.
+enum cpu_code : uint8_t { CPU_CODE_COPY = 4, CPU_CODE_PUNT = 5 };
+
 // What the three key formats share.
 #define OFTAB_COMMON_KEY_FIELDS(FIELD) \
   FIELD(class_, 0, 2)                  \

@@ -42,6 +42,11 @@ inline uint16_t entry_count(const oftab_entry_update_resp_t *response) {
 // The buffer descriptor of a received message.
 void *message_buffer(void *message);
 
+// The first steps of every handler, traced in its name. Whether the library has been initialised:
+bool is_ready(const char *handler);
+// The message service's status of preparing the reply; 0 when it is prepared.
+int32_t prepare_reply(const char *handler, void *message, void *dispatch_context, uint32_t code);
+
 // Scope-owned memory of the system allocator; null when there was none.
 class owned_memory {
  public:

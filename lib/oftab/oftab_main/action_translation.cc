@@ -1,7 +1,6 @@
 // Action translation: a flow's action becomes the drop, CPU and multicast bits of the hardware result.
 #include "oftab/oftab_main/action_translation.h"
 
-#include "oftab/hw_entry.h"
 #include "oftab/port_bitmap.h"
 #include "oftab/trace.h"
 
@@ -9,21 +8,6 @@ using namespace oftab;
 using result_field = hw::forward_result;
 
 namespace {
-
-// Codes under which packets reach the CPU.
-enum cpu_code : uint8_t { CPU_CODE_COPY = 4, CPU_CODE_PUNT = 5 };
-
-void copy_to_cpu(oftab_sw_entry_t &entry, cpu_code code) {
-  entry.result_kind = OFTAB_RESULT_CONTROLLER;
-  hw::set(entry.hw.result, result_field::drop, 0);
-  hw::set(entry.hw.result, result_field::cp_to_cpu, 1);
-  hw::set(entry.hw.result, result_field::cpu_code, code);
-}
-
-void set_drop(oftab_sw_entry_t &entry, uint32_t result_kind, bool drop) {
-  entry.result_kind = result_kind;
-  hw::set(entry.hw.result, result_field::drop, drop ? 1 : 0);
-}
 
 int32_t add_controller_flag(oftab_sw_entry_t &entry, const oftab_flow_t &flow) {
   if ((flow.action_flags & OFTAB_ACTION_FLAG_CONTROLLER) == 0) {
@@ -34,7 +18,7 @@ int32_t add_controller_flag(oftab_sw_entry_t &entry, const oftab_flow_t &flow) {
   if (!is_valid_app_id(flow.app_id)) {
     return OFTAB_ERR_INVALID;
   }
-  copy_to_cpu(entry, flow.result_type == OFTAB_ACTION_DENY ? CPU_CODE_PUNT : CPU_CODE_COPY);
+  copy_to_cpu(entry, flow.result_type == OFTAB_ACTION_DENY ? hw::CPU_CODE_PUNT : hw::CPU_CODE_COPY);
   return OFTAB_OK;
 }
 
@@ -50,6 +34,18 @@ int32_t replace_action(oftab_sw_entry_t *entry, const oftab_flow_t *flow) {
 
 }  // namespace
 
+void oftab::set_drop(oftab_sw_entry_t &entry, uint32_t result_kind, bool drop) {
+  entry.result_kind = result_kind;
+  hw::set(entry.hw.result, result_field::drop, drop ? 1 : 0);
+}
+
+void oftab::copy_to_cpu(oftab_sw_entry_t &entry, hw::cpu_code code) {
+  entry.result_kind = OFTAB_RESULT_CONTROLLER;
+  hw::set(entry.hw.result, result_field::drop, 0);
+  hw::set(entry.hw.result, result_field::cp_to_cpu, 1);
+  hw::set(entry.hw.result, result_field::cpu_code, code);
+}
+
 int32_t oftab::apply_action(oftab_sw_entry_t &entry, const oftab_flow_t &flow, const action_caller &caller) {
   switch (flow.result_type) {
     case OFTAB_ACTION_PERMIT:
@@ -64,7 +60,7 @@ int32_t oftab::apply_action(oftab_sw_entry_t &entry, const oftab_flow_t &flow, c
       if (!is_valid_app_id(flow.app_id)) {
         return OFTAB_ERR_INVALID;
       }
-      copy_to_cpu(entry, CPU_CODE_PUNT);
+      copy_to_cpu(entry, hw::CPU_CODE_PUNT);
       return OFTAB_OK;
     default:
       TRACE_ERROR_IN(caller.function, "%s: invalid result type:%d \n", caller.function, flow.result_type);

@@ -17,9 +17,6 @@ namespace {
 
 const char op[] = "oftab_install_catch_all_entry";
 
-constexpr uint32_t GLOBAL_LIF_BIT = 0x1000;
-constexpr uint8_t CPU_CODE = 4;
-
 bool is_in_tcam(oftab_sw_entry_t &entry) {
   entry.tcam_index = OFTAB_CATCH_ALL_INDEX;
   const int32_t rc =
@@ -45,12 +42,11 @@ int32_t write_entry(const oftab_sw_entry_t &entry) {
 
 void fill_dropping(oftab_sw_entry_t &entry) {
   hw::set(entry.hw.result, result_field::entry_type, 1);
-  hw::set(entry.hw.result, result_field::drop, 1);
+  set_drop(entry, OFTAB_RESULT_DENY, true);
   hw::set(entry.hw.result, result_field::adj_stats_ptr, entry.stats_id);
   hw::set(entry.hw.key, hw::ip_key::vld, 1);
-  hw::set(entry.hw.mask, hw::ip_key::l2lif, GLOBAL_LIF_BIT);
+  hw::set(entry.hw.mask, hw::ip_key::l2lif, hw::GLOBAL_LIF_BIT);
   hw::set(entry.hw.mask, hw::ip_key::vld, 1);
-  entry.result_kind = OFTAB_RESULT_DENY;
 }
 
 int32_t install(oftab_sw_entry_t &entry) {
@@ -81,21 +77,16 @@ int32_t install(oftab_sw_entry_t &entry) {
 int32_t update_action(oftab_sw_entry_t &entry, const oftab_flow_t &flow) {
   switch (flow.result_type) {
     case OFTAB_ACTION_PERMIT:
-      hw::set(entry.hw.result, result_field::drop, 0);
-      entry.result_kind = OFTAB_RESULT_PERMIT;
+      set_drop(entry, OFTAB_RESULT_PERMIT, false);
       return OFTAB_OK;
     case OFTAB_ACTION_DENY:
-      hw::set(entry.hw.result, result_field::drop, 1);
-      entry.result_kind = OFTAB_RESULT_DENY;
+      set_drop(entry, OFTAB_RESULT_DENY, true);
       return OFTAB_OK;
     case OFTAB_ACTION_CONTROLLER:
       if (!is_valid_app_id(flow.app_id)) {
         return OFTAB_ERR_INVALID;
       }
-      hw::set(entry.hw.result, result_field::drop, 0);
-      hw::set(entry.hw.result, result_field::cp_to_cpu, 1);
-      hw::set(entry.hw.result, result_field::cpu_code, CPU_CODE);
-      entry.result_kind = OFTAB_RESULT_CONTROLLER;
+      copy_to_cpu(entry, hw::CPU_CODE_COPY);
       return OFTAB_OK;
     default:
       return OFTAB_OK;

@@ -149,16 +149,10 @@ int32_t oftab_validate_entries(void) {
 
 int32_t oftab_process_entry_update(void *reply, void *message, void *dispatch_context) {
   TRACE_ENTER();
-  if (oftab_hw_rsrc_g.initialized == 0) {
-    TRACE_ERROR("%s() Exit. Not Initialized yet \n", __func__);
+  if (!is_ready(__func__)) {
     return 0;
   }
   oftab_install_catch_all_entry(0, nullptr, nullptr);
-  int32_t status = 0;
-  hdm_ipq_handler_init(message, dispatch_context, &status, OFTAB_MSG_ENTRY_UPDATE);
-  if (status != 0) {
-    TRACE_ERROR("handle openflow interface update: - ipq handler init: %s ", hdm_errcat2str(status));
-    return status;
-  }
-  return answer(reply, message_buffer(message));
+  const int32_t status = prepare_reply(__func__, message, dispatch_context, OFTAB_MSG_ENTRY_UPDATE);
+  return status != 0 ? status : answer(reply, message_buffer(message));
 }

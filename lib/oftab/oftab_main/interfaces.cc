@@ -100,14 +100,10 @@ int32_t answer(void *reply, void *buffer) {
 
 int32_t oftab_process_intf_update(void *reply, void *message, void *dispatch_context) {
   TRACE_ENTER();
-  if (oftab_hw_rsrc_g.initialized == 0) {
-    TRACE_ERROR("%s() Exit. Not Initialized yet \n", __func__);
+  if (!is_ready(__func__)) {
     return OFTAB_ERR_NOT_READY;
   }
-  int32_t status = 0;
-  hdm_ipq_handler_init(message, dispatch_context, &status, OFTAB_MSG_INTF_UPDATE);
-  if (status != 0) {
-    TRACE_ERROR("handle openflow interface update: - ipq handler init: %s ", hdm_errcat2str(status));
+  if (prepare_reply(__func__, message, dispatch_context, OFTAB_MSG_INTF_UPDATE) != 0) {
     return OFTAB_ERR_MESSAGE;
   }
   return answer(reply, message_buffer(message));

@@ -20,9 +20,6 @@ namespace {
 constexpr uint32_t ETHERTYPE_IPV4 = 0x0800;
 constexpr uint32_t ETHERTYPE_ARP = 0x0806;
 
-// Interface ids with this bit clear are the ones that a flow without an interface of its own matches.
-constexpr uint32_t GLOBAL_LIF_BIT = 0x1000;
-
 struct key_format {
   const char *function;  // the converter, for the traces
   uint8_t class_value;
@@ -82,9 +79,9 @@ int32_t convert_vlan(cache_unified_entry &to, const oftab_flow_t &flow, const ch
 int32_t convert_interface(cache_unified_entry &to, const oftab_flow_t &flow, const char *function) {
   const uint32_t ifindex = flow.value.ifindex;
   if (ifindex == 0 || (ifindex & flow.mask.ifindex) != ifindex) {
-    set_match(to, common_key::l2lif, ifindex, GLOBAL_LIF_BIT);
+    set_match(to, common_key::l2lif, ifindex, hw::GLOBAL_LIF_BIT);
     TRACE_DETAIL_IN(function, "\nSetting global lif for  seq:%d ifindex:0x0%x mask intf_id:0x%x\n", flow.seq_no,
-                    ifindex, GLOBAL_LIF_BIT);
+                    ifindex, hw::GLOBAL_LIF_BIT);
     return OFTAB_OK;
   }
   const uint16_t intf_id = hdmpd_qtr_get_intf_id_for_ifindex(ifindex);

@@ -167,14 +167,10 @@ int32_t hdm_oftab_stats_timer_handler(void) {
 
 int32_t oftab_process_get_stats(void *reply, void *message, void *dispatch_context) {
   TRACE_ENTER();
-  if (oftab_hw_rsrc_g.initialized == 0) {
-    TRACE_ERROR("%s() Exit. Not Initialized yet \n", __func__);
+  if (!is_ready(__func__)) {
     return OFTAB_ERR_NOT_READY;
   }
-  int32_t status = 0;
-  hdm_ipq_handler_init(message, dispatch_context, &status, OFTAB_MSG_GET_STATS);
-  if (status != 0) {
-    TRACE_ERROR("handle openflow stats query - ipq handler init: %s ", hdm_errcat2str(status));
+  if (prepare_reply(__func__, message, dispatch_context, OFTAB_MSG_GET_STATS) != 0) {
     return OFTAB_ERR_MESSAGE;
   }
   return answer(reply, message_buffer(message));
