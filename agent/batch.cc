@@ -45,7 +45,7 @@ void clean_up(host::Switch &device) {
   ask(device, delete_request({}));
 }
 
-Statuses modify_batch(host::Switch &device, std::span<const Flow> flows) {
+Statuses modify_batch(host::Switch &device, std::span<const Flow *const> flows) {
   Statuses statuses(flows.size(), OFTAB_OK);
   if (flows.empty()) {
     return statuses;

@@ -5,6 +5,7 @@
 #ifndef AGENT_BATCH_H
 #define AGENT_BATCH_H
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -16,6 +17,12 @@ namespace agent {
 
 using Statuses = std::vector<int32_t>;  // OFTAB_OK or the library's code, one for each flow
 
+inline std::vector<const Flow *> pointers_to(std::span<const Flow> flows) {
+  std::vector<const Flow *> pointers(flows.size());
+  std::ranges::transform(flows, pointers.begin(), [](const Flow &flow) { return &flow; });
+  return pointers;
+}
+
 struct Added {
   Statuses statuses;
   std::vector<uint32_t> strays;  // sequence numbers of records that helped to place the flows and are still there
@@ -23,11 +30,11 @@ struct Added {
 
 // The flows come in any order; all are such as the hardware serves, with sequence numbers of their own. Strays are left
 // only where the library refuses to delete them; they match no frame.
-Added add_batch(host::Switch &device, std::span<const Flow> flows);
+Added add_batch(host::Switch &device, std::span<const Flow *const> flows);
 
 // Gives flows that stand in the library's table the actions that they have here. A flow that is refused has lost its
 // output ports, if it had any.
-Statuses modify_batch(host::Switch &device, std::span<const Flow> flows);
+Statuses modify_batch(host::Switch &device, std::span<const Flow *const> flows);
 
 Statuses delete_batch(host::Switch &device, std::span<const uint32_t> seq_nos);
 

@@ -27,7 +27,7 @@ class Fillers {
 
   // Returns the numbers of those that did not go.
   std::vector<uint32_t> come_and_go(host::Switch &device) const {
-    ask(device, flow_request(OFTAB_ENTRY_ADD, flows_));
+    ask(device, flow_request(OFTAB_ENTRY_ADD, pointers_to(flows_)));
     const Statuses statuses = delete_batch(device, seq_nos_);
     std::vector<uint32_t> left;
     for (size_t i = 0; i < statuses.size(); ++i) {
@@ -48,8 +48,10 @@ class Fillers {
 // Adding flows that are in order by falling priority.
 class Adding {
  public:
-  Adding(host::Switch &device, std::span<const Flow> flows) : device_(device), flows_(flows) {
-    std::ranges::transform(flows, std::back_inserter(priorities_), library_priority);
+  Adding(host::Switch &device, std::span<const Flow *const> flows) : device_(device), flows_(flows) {
+    priorities_.reserve(flows.size());
+    std::ranges::transform(flows, std::back_inserter(priorities_),
+                           [](const Flow *flow) { return library_priority(*flow); });
   }
 
   Added add_all() {
@@ -127,7 +129,7 @@ class Adding {
   }
 
   Bytes request(std::span<const size_t> order) const {
-    std::vector<Flow> flows(order.size());
+    std::vector<const Flow *> flows(order.size());
     std::ranges::transform(order, flows.begin(), [this](size_t i) { return flows_[i]; });
     return flow_request(OFTAB_ENTRY_ADD, flows);
   }
@@ -141,7 +143,7 @@ class Adding {
       const bool named = response && k < response->entries.size() && response->entries[k].status != OFTAB_OK;
       if (named) {
         added_.statuses[order[k]] = response->entries[k].status;
-      } else if (!live.contains(*flows_[order[k]].seq_no)) {
+      } else if (!live.contains(*flows_[order[k]]->seq_no)) {
         others.push_back(order[k]);
       }
     }
@@ -149,14 +151,14 @@ class Adding {
   }
 
   host::Switch &device_;
-  std::span<const Flow> flows_;
+  std::span<const Flow *const> flows_;
   std::vector<uint32_t> priorities_;
   Added added_{Statuses(flows_.size(), OFTAB_OK), {}};
 };
 
 }  // namespace
 
-Added add_batch(host::Switch &device, std::span<const Flow> flows) {
+Added add_batch(host::Switch &device, std::span<const Flow *const> flows) {
   return Adding(device, flows).add_all();
 }
 

@@ -1,5 +1,7 @@
 #include "agent/batch_placement.h"
 
+#include <algorithm>
+
 #include "agent/fields.h"
 #include "agent/table_view.h"
 #include "oftab/oftab.h"
@@ -12,11 +14,9 @@ constexpr uint32_t kExactRank = 0x10000;  // above every priority of OpenFlow
 
 // Whether nothing more could be compared of the packets that match.
 bool is_exact(const Match &match) {
-  Match exact = match;
-  for (const FieldRow &row : field_rows()) {
-    exact[row.field].mask = row.exact;
-  }
-  return normalised(exact) == match;
+  return std::ranges::all_of(field_rows(), [&](const FieldRow &row) {
+    return match[row.field].mask == (met(row.needs, match) ? row.exact : 0);
+  });
 }
 
 }  // namespace

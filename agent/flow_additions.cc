@@ -6,7 +6,7 @@
 namespace agent {
 
 void FlowChanges::add(size_t mod) {
-  const Flow &flow = mods_[mod].flow;
+  const Flow &flow = change_.flow;
   if (auto error = refused(device_, flow)) {
     return fail(mod, *std::move(error));
   }
@@ -52,7 +52,7 @@ void FlowChanges::add_new(size_t mod) {
   if (!pending_.has_room()) {
     return fail(mod, {AgentError::Kind::TableFull, concat("the table is full: it holds ", table_.size(), " flows")});
   }
-  Flow flow = mods_[mod].flow;
+  Flow flow = change_.flow;
   flow.seq_no = number(flow.seq_no);
   flow.priority = priority_of(flow);
   pending_.add(mod, {.flow = std::move(flow), .added = now_, .used = now_});

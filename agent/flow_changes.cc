@@ -30,10 +30,10 @@ bool sends_to(const Flow &flow, uint32_t port) {
 }
 
 FlowModResults FlowChanges::apply(std::span<const FlowMod> mods, Time now) {
-  mods_.assign(mods.begin(), mods.end());
   begin(mods.size(), now);
   for (size_t mod = 0; mod < mods.size(); ++mod) {
-    mods_[mod].flow.match = normalised(mods_[mod].flow.match);
+    change_ = mods[mod];
+    change_.flow.match = normalised(change_.flow.match);
     apply(mod);
   }
   return finish();
@@ -73,7 +73,7 @@ FlowModResults FlowChanges::finish() {
 }
 
 void FlowChanges::apply(size_t mod) {
-  switch (mods_[mod].command) {
+  switch (change_.command) {
     case Command::Add:
       return add(mod);
     case Command::Modify:
@@ -86,16 +86,15 @@ void FlowChanges::apply(size_t mod) {
 }
 
 void FlowChanges::modify(size_t mod) {
-  const FlowMod &change = mods_[mod];
-  if (auto error = refused_change(device_, change.flow)) {
+  if (auto error = refused_change(device_, change_.flow)) {
     return fail(mod, *std::move(error));
   }
   if (pending_.removals_wait()) {
     pending_.send();
   }
-  const std::vector<TableEntry *> entries = selected(change.flow, change.command == Command::ModifyStrict);
-  if (entries.empty() && change.flow.seq_no) {
-    return fail(mod, {AgentError::Kind::Number, concat("no flow has the sequence number ", *change.flow.seq_no)});
+  const std::vector<TableEntry *> entries = selected(change_.flow, change_.command == Command::ModifyStrict);
+  if (entries.empty() && change_.flow.seq_no) {
+    return fail(mod, {AgentError::Kind::Number, concat("no flow has the sequence number ", *change_.flow.seq_no)});
   }
   if (entries.empty()) {
     return add(mod);
@@ -106,7 +105,7 @@ void FlowChanges::modify(size_t mod) {
 }
 
 void FlowChanges::modify(size_t mod, const TableEntry &entry) {
-  const std::vector<Action> &actions = mods_[mod].flow.actions;
+  const std::vector<Action> &actions = change_.flow.actions;
   if (!loses_outputs(entry.flow, actions)) {
     return pending_.change(mod, entry, actions);
   }
@@ -119,16 +118,15 @@ void FlowChanges::modify(size_t mod, const TableEntry &entry) {
 }
 
 void FlowChanges::erase(size_t mod) {
-  const FlowMod &change = mods_[mod];
-  if (auto error = refused_flags(change.flow.flags)) {
+  if (auto error = refused_flags(change_.flow.flags)) {
     return fail(mod, *std::move(error));
   }
   if (pending_.additions_wait()) {
     pending_.send();
   }
-  std::vector<TableEntry *> entries = selected(change.flow, change.command == Command::DeleteStrict);
-  if (change.out_port != kPortNone) {
-    std::erase_if(entries, [&](const TableEntry *entry) { return !sends_to(entry->flow, change.out_port); });
+  std::vector<TableEntry *> entries = selected(change_.flow, change_.command == Command::DeleteStrict);
+  if (change_.out_port != kPortNone) {
+    std::erase_if(entries, [&](const TableEntry *entry) { return !sends_to(entry->flow, change_.out_port); });
   }
   if (std::ranges::any_of(entries, [](const auto *entry) { return (entry->flow.flags & kSendFlowRemoved) != 0; })) {
     need_counts();

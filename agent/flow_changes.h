@@ -56,7 +56,7 @@ class FlowChanges {
   PendingChanges pending_;
 
   // Of the run that is being applied.
-  std::vector<FlowMod> mods_;
+  FlowMod change_;  // the one that is being applied, its match normalised
   FlowModResults results_;
   Time now_{};
   bool counted_ = false;

@@ -4,18 +4,14 @@
 
 namespace agent {
 
-FlowTable::FlowTable() {
-  clear();
-}
-
 TableEntry *FlowTable::find(const Match &match, uint32_t priority) {
-  const auto found = seq_nos_.find({match, priority});
-  return found == seq_nos_.end() ? nullptr : &entries_.at(found->second);
+  const auto found = by_identity_.find(Identity{match, priority});
+  return found == by_identity_.end() ? nullptr : *found;
 }
 
 const TableEntry *FlowTable::find(const Match &match, uint32_t priority) const {
-  const auto found = seq_nos_.find({match, priority});
-  return found == seq_nos_.end() ? nullptr : &entries_.at(found->second);
+  const auto found = by_identity_.find(Identity{match, priority});
+  return found == by_identity_.end() ? nullptr : *found;
 }
 
 TableEntry *FlowTable::find(uint32_t seq_no) {
@@ -46,53 +42,60 @@ bool FlowTable::overlaps(const Match &match, uint32_t priority) const {
 }
 
 uint32_t FlowTable::take_seq_no() {
-  return free_.extract(free_.begin()).value();
+  while (taken_.test(lowest_free_)) {
+    ++lowest_free_;
+  }
+  taken_.set(lowest_free_);
+  return lowest_free_;
 }
 
 void FlowTable::take(uint32_t seq_no) {
-  free_.erase(seq_no);
+  if (seq_no <= kCapacity) {
+    taken_.set(seq_no);
+  }
 }
 
 void FlowTable::give_back(uint32_t seq_no) {
   if (seq_no != 0 && seq_no <= kCapacity) {
-    free_.insert(seq_no);
+    taken_.reset(seq_no);
+    lowest_free_ = std::min(lowest_free_, seq_no);
   }
 }
 
 TableEntry &FlowTable::insert(TableEntry entry) {
   const uint32_t seq_no = *entry.flow.seq_no;
   take(seq_no);
-  seq_nos_.insert_or_assign({entry.flow.match, priority_of(entry.flow)}, seq_no);
-  return entries_.insert_or_assign(seq_no, std::move(entry)).first->second;
+  TableEntry &place = entries_.insert_or_assign(seq_no, std::move(entry)).first->second;
+  if (const auto [there, is_new] = by_identity_.insert(&place); !is_new) {
+    auto node = by_identity_.extract(there);
+    node.value() = &place;
+    by_identity_.insert(std::move(node));
+  }
+  return place;
 }
 
 TableEntry FlowTable::erase(uint32_t seq_no) {
-  TableEntry entry = std::move(entries_.extract(seq_no).mapped());
-  const auto named = seq_nos_.find({entry.flow.match, priority_of(entry.flow)});
-  if (named != seq_nos_.end() && named->second == seq_no) {  // not when another number stands for the flow by now
-    seq_nos_.erase(named);
+  const auto place = entries_.find(seq_no);
+  const auto named = by_identity_.find(&place->second);
+  if (named != by_identity_.end() && *named == &place->second) {  // not when another entry stands for the flow by now
+    by_identity_.erase(named);
   }
+  TableEntry entry = std::move(place->second);
+  entries_.erase(place);
   give_back(seq_no);
   return entry;
 }
 
-void FlowTable::clear() {
-  entries_.clear();
-  seq_nos_.clear();
-  for (uint32_t seq_no = 1; seq_no <= kCapacity; ++seq_no) {
-    free_.insert(free_.end(), seq_no);
-  }
-}
-
-// Mixes word by word, multiplying by an odd constant with bits all over.
-size_t FlowTable::IdentityHash::operator()(const Identity &identity) const {
+// The fields' parts of the sum do not wait for each other. The constant is odd, with bits all over.
+size_t FlowTable::hash(const Identity &identity) {
   constexpr uint64_t factor = 0x9E3779B97F4A7C15;
-  uint64_t hash = identity.priority;
+  uint64_t multiplier = factor;
+  uint64_t hash = identity.priority * multiplier;
   for (const Masked &field : identity.match.fields) {
-    hash = ((hash ^ field.value) * factor) ^ (hash >> 32);
-    hash = ((hash ^ field.mask) * factor) ^ (hash >> 32);
+    multiplier += 2 * factor;
+    hash += (field.value ^ field.mask << 16 ^ field.mask >> 48) * multiplier;
   }
-  return hash;
+  return hash ^ hash >> 32;
 }
 
 bool overlap(const Match &one, const Match &other) {

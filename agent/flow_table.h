@@ -5,12 +5,12 @@
 #ifndef AGENT_FLOW_TABLE_H
 #define AGENT_FLOW_TABLE_H
 
+#include <bitset>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <set>
-#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "agent/flow.h"
@@ -46,7 +46,7 @@ class FlowTable {
  public:
   static constexpr size_t kCapacity = OFTAB_FLOW_CAPACITY;
 
-  FlowTable();
+  FlowTable() { by_identity_.reserve(kCapacity); }
 
   // By sequence number, rising.
   const std::map<uint32_t, TableEntry> &entries() const { return entries_; }
@@ -84,21 +84,31 @@ class FlowTable {
   // Its sequence number is free again.
   TableEntry erase(uint32_t seq_no);
 
-  void clear();
-
  private:
+  // By match and priority.
   struct Identity {
-    Match match;
+    const Match &match;
     uint32_t priority;
-    bool operator==(const Identity &) const = default;
   };
+  static Identity identity(const Identity &identity) { return identity; }
+  static Identity identity(const TableEntry *entry) { return {entry->flow.match, priority_of(entry->flow)}; }
+
   struct IdentityHash {
-    size_t operator()(const Identity &identity) const;
+    using is_transparent = void;
+    size_t operator()(const auto &flow) const { return hash(identity(flow)); }
   };
+  struct SameIdentity {
+    using is_transparent = void;
+    bool operator()(const auto &one, const auto &other) const {
+      return identity(one).priority == identity(other).priority && identity(one).match == identity(other).match;
+    }
+  };
+  static size_t hash(const Identity &identity);
 
   std::map<uint32_t, TableEntry> entries_;
-  std::unordered_map<Identity, uint32_t, IdentityHash> seq_nos_;
-  std::set<uint32_t> free_;  // sequence numbers
+  std::unordered_set<TableEntry *, IdentityHash, SameIdentity> by_identity_;
+  std::bitset<kCapacity + 1> taken_;  // sequence numbers
+  uint32_t lowest_free_ = 1;
 };
 
 // Whether some packet could meet both.

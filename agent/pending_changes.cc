@@ -43,14 +43,13 @@ std::vector<TableEntry> PendingChanges::reread(Time now) {
 
 void PendingChanges::add(size_t mod, TableEntry entry) {
   touched_.insert(*entry.flow.seq_no);
-  table_.insert(entry);
-  additions_.push_back({mod, std::move(entry), std::nullopt});
+  additions_.push_back({mod, &table_.insert(std::move(entry)), std::nullopt});
 }
 
 void PendingChanges::replace(size_t mod, const TableEntry &old, TableEntry by) {
   touched_.insert(*old.flow.seq_no);
   ++replaced_;
-  additions_.push_back({mod, std::move(by), old.flow.seq_no});
+  additions_.push_back({mod, &replacements_.emplace_back(std::move(by)), old.flow.seq_no});
 }
 
 void PendingChanges::change(size_t mod, const TableEntry &entry, std::vector<Action> actions) {
@@ -67,6 +66,7 @@ void PendingChanges::send() {
   send_changes();
   std::ranges::for_each(additions_, [this](Addition &addition) { settle(addition); });
   additions_.clear();
+  replacements_.clear();
   touched_.clear();
   replaced_ = 0;
   discard_records();
@@ -80,12 +80,13 @@ void PendingChanges::fail(size_t mod, int32_t status) {
 }
 
 int32_t PendingChanges::add_one(const Flow &flow) {
-  return add_batch(device_, {&flow, 1}).statuses.front();
+  const Flow *const one = &flow;
+  return add_batch(device_, {&one, 1}).statuses.front();
 }
 
 void PendingChanges::send_additions() {
-  std::vector<Flow> flows(additions_.size());
-  std::ranges::transform(additions_, flows.begin(), [](const Addition &each) { return each.entry.flow; });
+  std::vector<const Flow *> flows(additions_.size());
+  std::ranges::transform(additions_, flows.begin(), [](const Addition &each) { return &each.entry->flow; });
   const auto [statuses, strays] = add_batch(device_, flows);
   leftovers_.insert(strays.begin(), strays.end());
   for (size_t i = 0; i < additions_.size(); ++i) {
@@ -98,10 +99,10 @@ void PendingChanges::send_additions() {
 
 // What the library has done for a flow-mod that fails is undone.
 void PendingChanges::settle(Addition &addition) {
-  const uint32_t seq_no = *addition.entry.flow.seq_no;
+  const uint32_t seq_no = *addition.entry->flow.seq_no;
   const bool stays = addition.installed && !has_failed(addition.mod);
   if (stays && addition.replaces) {
-    take_over(std::move(addition.entry), *addition.replaces);
+    take_over(std::move(*addition.entry), *addition.replaces);
   } else if (!stays && addition.replaces && addition.installed) {
     leftovers_.insert(seq_no);
   } else if (!stays && addition.replaces) {
@@ -132,12 +133,13 @@ void PendingChanges::discard_records() {
 
 void PendingChanges::send_changes() {
   std::erase_if(changes_, [this](const Change &change) { return has_failed(change.mod); });
-  std::vector<Flow> flows;
+  std::vector<Flow> changed;
+  changed.reserve(changes_.size());
   for (const Change &change : changes_) {
-    flows.push_back(table_.find(change.seq_no)->flow);
-    flows.back().actions = change.actions;
+    changed.push_back(table_.find(change.seq_no)->flow);
+    changed.back().actions = change.actions;
   }
-  const Statuses statuses = modify_batch(device_, flows);
+  const Statuses statuses = modify_batch(device_, pointers_to(changed));
   for (size_t i = 0; i < changes_.size(); ++i) {
     if (statuses[i] != OFTAB_OK) {
       fail(changes_[i].mod, statuses[i]);
@@ -156,11 +158,11 @@ void PendingChanges::send_changes() {
 // The flows get the actions back that they had before. One that has no outputs and was to get some may name their index
 // now, which only another record gets rid of.
 void PendingChanges::restore(std::span<const Change> changes) {
-  std::vector<Flow> flows;
+  std::vector<const Flow *> flows;
   for (const Change &change : changes) {
     const TableEntry &entry = *table_.find(change.seq_no);
     if (has_outputs(entry.flow.actions) || !has_outputs(change.actions)) {
-      flows.push_back(entry.flow);
+      flows.push_back(&entry.flow);
     } else {
       mend(entry);
     }
@@ -168,7 +170,7 @@ void PendingChanges::restore(std::span<const Change> changes) {
   const Statuses statuses = modify_batch(device_, flows);
   for (size_t i = 0; i < flows.size(); ++i) {
     if (statuses[i] != OFTAB_OK) {
-      mend(*table_.find(*flows[i].seq_no));
+      mend(*table_.find(*flows[i]->seq_no));
     }
   }
 }

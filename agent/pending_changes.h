@@ -7,6 +7,7 @@
 #define AGENT_PENDING_CHANGES_H
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <set>
 #include <unordered_set>
@@ -62,7 +63,7 @@ class PendingChanges {
  private:
   struct Addition {
     size_t mod;
-    TableEntry entry;
+    TableEntry *entry;  // in the table, or among the replacements
     std::optional<uint32_t> replaces;
     bool installed = false;
   };
@@ -93,6 +94,7 @@ class PendingChanges {
   FlowModResults *results_ = nullptr;
   Time now_{};
   std::vector<Addition> additions_;
+  std::deque<TableEntry> replacements_;
   std::vector<Change> changes_;
   std::vector<Removal> removals_;
   std::unordered_set<uint32_t> touched_;

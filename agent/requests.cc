@@ -21,8 +21,8 @@ void append(Bytes &message, const Record &record) {
 // Puts a number where a field of the match block stands.
 void put(oftab_match_t &block, Place place, uint64_t number) {
   auto *const to = reinterpret_cast<uint8_t *>(&block) + place.offset;
-  if (const auto octets = mac_octets(number); place.size == octets.size()) {
-    std::copy(octets.begin(), octets.end(), to);
+  if (place.size == sizeof block.mac_sa) {
+    std::ranges::copy(mac_octets(number), to);
   } else {
     static_assert(std::endian::native == std::endian::little, "the number's low bytes come first");
     std::memcpy(to, &number, place.size);
@@ -85,12 +85,18 @@ Bytes begin(uint32_t operation, size_t count) {
 
 }  // namespace
 
-Bytes flow_request(uint32_t entry_op, std::span<const Flow> flows) {
+Bytes flow_request(uint32_t entry_op, std::span<const Flow *const> flows) {
   Bytes message = begin<oftab_entry_update_req_t>(entry_op, flows.size());
-  for (const Flow &flow : flows) {
-    append_flow(message, flow, lowered(flow.actions), library_priority(flow));
+  message.reserve(message.size() + flows.size() * sizeof(oftab_flow_t));
+  for (const Flow *flow : flows) {
+    append_flow(message, *flow, lowered(flow->actions), library_priority(*flow));
   }
   return message;
+}
+
+Bytes flow_request(uint32_t entry_op, const Flow &flow) {
+  const Flow *const one = &flow;
+  return flow_request(entry_op, {&one, 1});
 }
 
 Bytes catch_all_request(const HardwareActions &actions) {

@@ -17,7 +17,8 @@ constexpr size_t kMostRecords = 65535;  // that one request can carry
 
 // Add or modify (`entry_op`). Every flow is one that the hardware serves, and has its sequence number, which is its
 // context too.
-Bytes flow_request(uint32_t entry_op, std::span<const Flow> flows);
+Bytes flow_request(uint32_t entry_op, std::span<const Flow *const> flows);
+Bytes flow_request(uint32_t entry_op, const Flow &flow);
 
 // Adds the catch-all entry, which changes its action.
 Bytes catch_all_request(const HardwareActions &actions);

@@ -92,7 +92,7 @@ TEST(FlowSyntaxTest, FlowLinesBecomeMessages) {
   for (const FlowLine &row : kFlowLines) {
     SCOPED_TRACE(row.line);
     const agent::Flow flow = app::parse_flow(row.line, 0, FlowRole::Complete, interfaces());
-    EXPECT_EQ(test::hex(agent::flow_request(OFTAB_ENTRY_ADD, {&flow, 1})), test::hex(message_of(row.flow)));
+    EXPECT_EQ(test::hex(agent::flow_request(OFTAB_ENTRY_ADD, flow)), test::hex(message_of(row.flow)));
   }
 }
 
