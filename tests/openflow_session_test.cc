@@ -91,7 +91,8 @@ class OpenFlowSession : public test::SwitchTest {
 
   Agent agent_{sw};
   const Identity identity_{.datapath_id = 0xda7a, .software = "1.2"};
-  Session session_{agent_, identity_, [](std::string_view) {}};
+  std::vector<std::string> logged_;
+  Session session_{agent_, identity_, [this](std::string_view line) { logged_.emplace_back(line); }};
   Ears ears_{session_};
 };
 
@@ -274,6 +275,21 @@ const Greeting kGreetings[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, OpenFlowGreeting, testing::ValuesIn(kGreetings), test::case_name);
+
+TEST_F(OpenFlowSession, LeavesTheLogReadable) {
+  const auto refuse = [this](size_t times) {
+    for (size_t i = 0; i < times; ++i) {
+      session_.receive(octets("01160008 00000007"));
+    }
+  };
+  session_.receive(octets(kHello));
+  refuse(50);
+  EXPECT_EQ(logged_, std::vector<std::string>(10, "refused: a message of type 22"));
+  EXPECT_EQ(session_.unlogged(), 40);
+  agent_.advance(std::chrono::milliseconds(2500));
+  refuse(5);
+  EXPECT_EQ(logged_.size(), 12);
+}
 
 // A peer that does not read: its requests wait, packet-ins are dropped and counted, what waits stays bounded; once it
 // reads, nothing that was asked for is missing.

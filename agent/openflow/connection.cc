@@ -1,7 +1,10 @@
 #include "agent/openflow/connection.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
+
+#include "agent/text.h"
 
 namespace agent::openflow {
 namespace {
@@ -67,21 +70,31 @@ void Connection::flush() {
     return;
   }
   sending_ = session_.take_output();
+  sent_ = 0;
   if (!sending_.empty()) {
-    stream_->write(asio::buffer(sending_),
-                   [self = shared_from_this()](std::error_code problem, size_t) { self->written(problem); });
+    write();
   } else if (session_.ended()) {
     close(session_.end_reason());
   }
 }
 
-void Connection::written(std::error_code problem) {
-  sending_.clear();
+void Connection::write() {
+  stream_->write(asio::buffer(sending_) + sent_,
+                 [self = shared_from_this()](std::error_code problem, size_t count) { self->written(problem, count); });
+}
+
+void Connection::written(std::error_code problem, size_t count) {
   if (problem) {
     close(problem.message());
     return;
   }
-  heard_ = true;
+  sent_ += count;
+  all_sent_ += count;
+  if (sent_ < sending_.size()) {
+    write();
+    return;
+  }
+  sending_.clear();
   session_.output_left();
   flush();
   read();
@@ -96,7 +109,16 @@ void Connection::watch() {
   });
 }
 
+// A peer that reads what waits for it lives, however slowly it does. One for which nothing waits can answer an echo.
+bool Connection::takes() {
+  const uint64_t underway = stream_->underway();
+  const uint64_t taken = all_sent_ - std::min(underway, all_sent_);
+  const bool waits = underway != 0 || !sending_.empty();
+  return taken > std::exchange(all_taken_, taken) && waits;
+}
+
 void Connection::check_life() {
+  heard_ = takes() || heard_;
   if (!heard_ && (probed_ || !session_.established())) {
     close("silent for too long");
     return;
@@ -114,7 +136,8 @@ void Connection::close(std::string_view reason) {
   if (std::exchange(closed_, true)) {
     return;
   }
-  log_(reason);
+  const uint64_t unlogged = session_.unlogged();
+  log_(unlogged == 0 ? std::string(reason) : concat(reason, "; ", unlogged, " of its refusals are not logged"));
   timer_.cancel();
   stream_->close();
   asio::post(timer_.get_executor(), [self = shared_from_this(), ended = std::move(ended_)] { ended(); });

@@ -36,9 +36,11 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void began(std::error_code problem);
   void read();
   void received(std::error_code problem, size_t count);
-  void written(std::error_code problem);
+  void write();
+  void written(std::error_code problem, size_t count);
   void watch();
   void check_life();
+  bool takes();
 
   std::unique_ptr<Stream> stream_;
   const Endpoint peer_;
@@ -48,6 +50,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Session session_;
   std::vector<uint8_t> space_;  // that the next bytes are read into
   Bytes sending_;
+  size_t sent_ = 0;         // of `sending_`
+  uint64_t all_sent_ = 0;   // since the beginning
+  uint64_t all_taken_ = 0;  // of that, what the peer had taken at the last look
   bool reading_ = false;
   bool closed_ = false;
   bool heard_ = true;    // since the last look

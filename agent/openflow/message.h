@@ -14,14 +14,15 @@ struct Message {
   ByteView body() const { return whole.subspan(wire::Header::kSize); }
 };
 
-// Appends a message; its header is written when the composer goes.
+// Appends a message; its header is written when the composer goes. What is longer than a message can be is cut.
 class Composer {
  public:
   Composer(Bytes &out, MessageType type, uint32_t xid) : out_(out), start_(out.size()), type_(type), xid_(xid) {
     out_.resize(start_ + wire::Header::kSize);
   }
   ~Composer() {
-    const auto length = static_cast<uint16_t>(out_.size() - start_);
+    const auto length = static_cast<uint16_t>(std::min(out_.size() - start_, kLongestMessage));
+    out_.resize(start_ + length);
     write(out_.data() + start_, wire::Header{kVersion, type_, length, xid_});
   }
   Composer(const Composer &) = delete;

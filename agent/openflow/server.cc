@@ -83,7 +83,17 @@ void Server::seek(const Endpoint &endpoint) {
 }
 
 bool Server::remove(const Endpoint &endpoint) {
-  return stop(acceptors_, endpoint) || stop(controllers_, endpoint);
+  return stop(acceptors_, endpoint) || stop(controllers_, endpoint) || drop(endpoint);
+}
+
+bool Server::drop(const Endpoint &peer) {
+  const auto all = connections();
+  const auto found = std::ranges::find_if(all, [&](const auto &each) { return each->peer() == peer; });
+  if (found == all.end()) {
+    return false;
+  }
+  (*found)->close("disconnected");
+  return true;
 }
 
 Log Server::log_of(const Endpoint &peer) const {

@@ -29,7 +29,7 @@ class Server : private Listener {
   // the system chose if it asks for port 0.
   Endpoint add(const Endpoint &endpoint);
 
-  // Gives up what was added, and its connections. False when there is no such thing.
+  // Gives up what was added, and its connections; or a peer that came in. False when there is no such thing.
   bool remove(const Endpoint &endpoint);
 
   struct Peer {
@@ -42,6 +42,7 @@ class Server : private Listener {
  private:
   Endpoint listen(const Endpoint &endpoint);
   void seek(const Endpoint &endpoint);
+  bool drop(const Endpoint &peer);
   std::shared_ptr<Connection> open(asio::ip::tcp::socket socket, const Endpoint &peer, StreamMaker::Side side,
                                    std::function<void()> ended);
   Open opener(StreamMaker::Side side);

@@ -60,7 +60,8 @@ void Session::receive(ByteView bytes) {
   work();
 }
 
-void Session::work() {
+// What the agent itself cannot bear ends the session, and no more than that.
+void Session::work() try {
   size_t done = 0;
   while (!ended() && !holds_back()) {
     const auto message = next_message(ByteView(in_).subspan(done));
@@ -72,17 +73,17 @@ void Session::work() {
   }
   finish_run();
   in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(done));
+} catch (const std::exception &error) {
+  run_.clear();
+  end(error.what());
 }
 
-// What the agent itself cannot bear ends the session, and no more than that.
 void Session::answer(const Message &message) try {
   check(message);
   handle(message);
 } catch (const ProtocolError &error) {
   finish_run();
   refuse(message, error);
-} catch (const std::exception &error) {
-  end(error.what());
 }
 
 void Session::check(const Message &message) const {
@@ -118,7 +119,7 @@ void Session::handle(const Message &message) {
 }
 
 void Session::refuse(const Message &message, const ProtocolError &error) {
-  log_(concat("refused: ", error.reason));
+  log_.write(concat("refused: ", error.reason), agent_.now());
   if (!established_) {
     end(error.reason);
     return;

@@ -6,18 +6,16 @@
 #ifndef AGENT_OPENFLOW_SESSION_H
 #define AGENT_OPENFLOW_SESSION_H
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "agent/agent.h"
 #include "agent/openflow/identity.h"
+#include "agent/openflow/limited_log.h"
 #include "agent/openflow/message.h"
 
 namespace agent::openflow {
-
-using Log = std::function<void(std::string_view line)>;
 
 class Session {
  public:
@@ -39,6 +37,9 @@ class Session {
 
   // Both sides have said hello.
   bool established() const { return established_; }
+
+  // Refusals that did not go to the log, as there were too many.
+  uint64_t unlogged() const { return log_.left_out(); }
 
   // The session is over once the output has left.
   bool ended() const { return !end_reason_.empty(); }
@@ -107,9 +108,9 @@ class Session {
 
   Agent &agent_;
   const Identity &identity_;
-  Log log_;
-  Bytes in_;   // received, from the first message that is not handled yet
-  Bytes out_;  // to be sent
+  LimitedLog log_;  // of refusals
+  Bytes in_;        // received, from the first message that is not handled yet
+  Bytes out_;       // to be sent
   size_t leaving_ = 0;
   bool established_ = false;
   std::string end_reason_;

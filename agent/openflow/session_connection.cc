@@ -37,7 +37,7 @@ void Session::hello(const Message &message) {
 void Session::error(const Message &message) {
   ByteView rest = message.body();
   const auto error = take<wire::Error>(rest);
-  log_(concat("reports error ", error.type, ", code ", error.code));
+  log_.write(concat("reports error ", error.type, ", code ", error.code), agent_.now());
   if (error.type == OFPET_HELLO_FAILED) {
     end("does not speak OpenFlow 1.0");
   }

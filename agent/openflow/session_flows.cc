@@ -9,9 +9,16 @@
 namespace agent::openflow {
 namespace {
 
+// The actions of a flow must fit into a message that tells of it.
+constexpr size_t kMostActions =
+    kLongestMessage - wire::Header::kSize - wire::Statistics::kSize - wire::FlowStats::kSize;
+
 FlowMod decode_flow_mod(const Message &message) {
   ByteView actions = message.body();
   const auto wire = take<wire::FlowMod>(actions);
+  if (actions.size() > kMostActions) {
+    throw ProtocolError{OFPET_BAD_ACTION, OFPBAC_TOO_MANY, concat(actions.size(), " octets of actions")};
+  }
   FlowMod change;
   change.flow.actions = decode_actions(actions);
   if (wire.command > static_cast<uint16_t>(FlowMod::Command::DeleteStrict)) {

@@ -1,7 +1,9 @@
 #include "agent/openflow/stream.h"
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+
 #include <asio/ssl.hpp>
-#include <asio/write.hpp>
 #include <stdexcept>
 #include <utility>
 
@@ -32,10 +34,15 @@ class StreamOver : public Stream {
   }
 
   void read(asio::mutable_buffer space, Done done) override { stream_.async_read_some(space, std::move(done)); }
-  void write(asio::const_buffer bytes, Done done) override { asio::async_write(stream_, bytes, std::move(done)); }
+  void write(asio::const_buffer bytes, Done done) override { stream_.async_write_some(bytes, std::move(done)); }
   void close() override {
     std::error_code ignored;
     stream_.lowest_layer().close(ignored);
+  }
+  size_t underway() override {
+    int octets = 0;
+    const bool told = ioctl(stream_.lowest_layer().native_handle(), SIOCOUTQ, &octets) == 0;
+    return told ? static_cast<size_t>(octets) : 0;
   }
 
  protected:

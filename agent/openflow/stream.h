@@ -20,8 +20,11 @@ class Stream {
   virtual ~Stream() = default;
   virtual void handshake(Done done) = 0;
   virtual void read(asio::mutable_buffer space, Done done) = 0;  // what is there, at least one byte
-  virtual void write(asio::const_buffer bytes, Done done) = 0;   // all of it
+  virtual void write(asio::const_buffer bytes, Done done) = 0;   // what there is room for, at least one byte
   virtual void close() = 0;                                      // operations under way end with an error
+
+  // How many octets of what was written have not reached the peer's side yet.
+  virtual size_t underway() = 0;
 };
 
 // Files of this side's key, its certificate, and the certificate of who must have signed the peer's.

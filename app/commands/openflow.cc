@@ -64,7 +64,8 @@ constexpr Command kCommands[] = {
      "seek an OpenFlow 1.0 controller, again and again when it is lost\n"
      "From then on the switch's time passes as the wall clock's does.",
      connect},
-    {"disconnect", "ENDPOINT", "no longer listen there, or seek that controller", disconnect},
+    {"disconnect", "ENDPOINT", "no longer listen there, or seek that controller; or let go of a peer that came in",
+     disconnect},
     {"controllers", "", "list where the switch listens, and its peers", list_controllers},
 };
 

@@ -27,8 +27,8 @@ class Switch:
     def __enter__(self):
         self.process = subprocess.Popen(self.arguments, stderr=subprocess.PIPE, text=True)
         first_line = self.process.stderr.readline()
-        listening = re.search(r" ptcp:(\d+):127\.0\.0\.1: listening", first_line)
-        self.endpoint = f"tcp:127.0.0.1:{listening[1]}" if listening else None
+        listening = re.search(r" p(tcp|ssl):(\d+):127\.0\.0\.1: listening", first_line)
+        self.endpoint = f"{listening[1]}:127.0.0.1:{listening[2]}" if listening else None
         return self
 
     def __exit__(self, *_):

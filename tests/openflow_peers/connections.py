@@ -1,0 +1,181 @@
+"""How oftab-switch keeps its connections: TLS, many controllers, lost ones, peers that are silent or slow.
+connections.py OFTAB_SWITCH"""
+import concurrent.futures
+import contextlib
+import re
+import socket
+import ssl
+import subprocess
+import sys
+import tempfile
+import time
+
+from peer import (BARRIER_REPLY, BARRIER_REQUEST, DESCRIPTION, ECHO_REQUEST, HELLO, PACKET_IN, PACKET_OUT, STATS_REPLY,
+                  STATS_REQUEST, TO_CONTROLLERS, Peer)
+from switch import Switch, require
+
+LISTEN = ("--listen", "ptcp:0:127.0.0.1")
+
+
+@contextlib.contextmanager
+def controller(patience=60):
+    """Where a switch can seek a controller, and how that is written."""
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        server.settimeout(patience)
+        yield server, f"tcp:127.0.0.1:{server.getsockname()[1]}"
+
+
+def at_prompt(switch, command):
+    done = subprocess.run([sys.argv[1], "attach", switch.socket, "-c", command], capture_output=True, text=True)
+    return done.stdout + done.stderr
+
+
+# --- TLS: both sides prove themselves ---
+
+def make_certificates(directory):
+    def openssl(*words):
+        subprocess.run(["openssl", *words], cwd=directory, check=True, capture_output=True)
+
+    key = ("-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes")
+    for ca in ("ca", "stranger"):
+        openssl("req", "-x509", *key, "-keyout", f"{ca}.key", "-out", f"{ca}.crt", "-subj", f"/CN={ca}")
+    for name, ca in (("switch", "ca"), ("peer", "ca"), ("intruder", "stranger")):
+        openssl("req", *key, "-keyout", f"{name}.key", "-out", f"{name}.csr", "-subj", f"/CN={name}")
+        openssl("x509", "-req", "-in", f"{name}.csr", "-CA", f"{ca}.crt", "-CAkey", f"{ca}.key", "-CAcreateserial",
+                "-out", f"{name}.crt")
+
+
+def context(directory, name, side):
+    made = ssl.SSLContext(side)
+    made.check_hostname = False
+    made.verify_mode = ssl.CERT_REQUIRED
+    made.load_verify_locations(f"{directory}/ca.crt")
+    if name:
+        made.load_cert_chain(f"{directory}/{name}.crt", f"{directory}/{name}.key")
+    return made
+
+
+def greeted(plain, tls, **side):
+    """Whether the switch says hello over TLS."""
+    try:
+        received = Peer(tls.wrap_socket(plain, **side)).read()
+        return received is not None and received[0] == HELLO
+    except (ssl.SSLError, ConnectionError):
+        return False
+
+
+def tls_takes_only_who_proves_himself():
+    with tempfile.TemporaryDirectory() as directory, controller() as (server, endpoint):
+        make_certificates(directory)
+        proof = ("--private-key", f"{directory}/switch.key", "--certificate", f"{directory}/switch.crt", "--ca-cert",
+                 f"{directory}/ca.crt")
+        with Switch("--listen", "pssl:0:127.0.0.1", "--controller", endpoint.replace("tcp", "ssl"), *proof) as switch:
+            there = ("127.0.0.1", int(switch.endpoint.split(":")[2]))
+            for name, wanted in (("peer", True), (None, False), ("intruder", False)):
+                plain = socket.create_connection(there)
+                assert greeted(plain, context(directory, name, ssl.PROTOCOL_TLS_CLIENT)) == wanted, name
+            for name, wanted in (("intruder", False), ("peer", True)):
+                plain, _ = server.accept()
+                side = context(directory, name, ssl.PROTOCOL_TLS_SERVER)
+                assert greeted(plain, side, server_side=True) == wanted, name
+
+
+# --- Controllers: sixteen, all equal, sought again when they are lost ---
+
+def sixteen_controllers_get_every_packet_in():
+    with contextlib.ExitStack() as stack:
+        servers = [stack.enter_context(controller()) for _ in range(16)]
+        options = [word for _, endpoint in servers for word in ("--controller", endpoint)]
+        with Switch(*options) as switch:
+            peers = [Peer(server.accept()[0]) for server, _ in servers]
+            for peer in peers:
+                peer.send(BARRIER_REQUEST)
+                peer.wait_for(BARRIER_REPLY)
+            peers[3].send(PACKET_OUT, TO_CONTROLLERS)
+            for peer in peers:
+                assert peer.wait_for(PACKET_IN)[-2:] == b"\x88\xb5"
+            refusal = at_prompt(switch, "connect tcp:127.0.0.1:1")
+            assert "there are 16 controllers already" in refusal, refusal
+
+
+def lost_controllers_are_sought_ever_more_rarely():
+    with controller() as (server, endpoint), Switch("--controller", endpoint):
+        server.accept()[0].close()
+        lost = time.monotonic()
+        for pause in (0.5, 1, 2, 4, 8):
+            connection, _ = server.accept()
+            passed = time.monotonic() - lost
+            assert pause - 0.05 <= passed < 2 * pause + 2, f"{passed} s instead of {pause}"
+            if pause < 8:
+                connection.close()
+            lost = time.monotonic()
+        peer = Peer(connection)
+        peer.send(BARRIER_REQUEST)
+        peer.wait_for(BARRIER_REPLY)
+        peer.connection.close()
+        lost = time.monotonic()
+        server.accept()
+        assert time.monotonic() - lost < 4, "a session did not bring the shortest pause back"
+
+
+# --- Peers that are silent, or do not read ---
+
+def silent_peers_are_given_up():
+    with Switch(*LISTEN) as switch:
+        alive, silent = Peer.of(switch.endpoint), Peer.of(switch.endpoint)
+        begun = time.monotonic()
+        assert [silent.read()[0], silent.read()[0]] == [HELLO, ECHO_REQUEST]
+        alive.send(BARRIER_REQUEST)
+        assert silent.read() is None
+        assert time.monotonic() - begun > 9
+        alive.send(BARRIER_REQUEST)
+        for _ in range(2):
+            alive.wait_for(BARRIER_REPLY)
+    assert "silent for too long" in switch.log, switch.log
+
+
+def slow_readers_stay_and_delay_nobody():
+    with Switch(*LISTEN) as switch:
+        slow, deaf = (Peer.of(switch.endpoint, receive_buffer=4096) for _ in range(2))
+        other = Peer.of(switch.endpoint)
+        for peer in (slow, deaf):
+            for _ in range(6000):  # answers of 1068 octets each
+                peer.send(STATS_REQUEST, DESCRIPTION)
+        while at_prompt(switch, "controllers").count("connected") < 3:
+            time.sleep(0.05)
+        begun, longest, listed = time.monotonic(), 0, ""
+        while listed.count("connected") != 2:  # as long as the deaf one is there
+            asked = time.monotonic()
+            assert asked - begun < 30, listed
+            slow.wait_for(STATS_REPLY)
+            other.send(PACKET_OUT, TO_CONTROLLERS)
+            other.send(BARRIER_REQUEST)
+            other.wait_for(BARRIER_REPLY)
+            longest = max(longest, time.monotonic() - asked)
+            listed = at_prompt(switch, "controllers")
+            time.sleep(0.05)
+        assert longest < 2, f"another peer waited for {longest} s"
+        assert re.search(r" connected +[1-9]", listed), f"no packet-ins were dropped:\n{listed}"
+        slow.wait_for(STATS_REPLY)
+        at_prompt(switch, f"disconnect tcp:127.0.0.1:{other.connection.getsockname()[1]}")
+        while other.read():
+            pass
+    assert "silent for too long" in switch.log, switch.log
+
+
+def main():
+    require("openssl")
+    scenarios = (tls_takes_only_who_proves_himself, sixteen_controllers_get_every_packet_in,
+                 lost_controllers_are_sought_ever_more_rarely, silent_peers_are_given_up,
+                 slow_readers_stay_and_delay_nobody)
+    with concurrent.futures.ThreadPoolExecutor(len(scenarios)) as pool:
+        for scenario, done in [(each.__name__, pool.submit(each)) for each in scenarios]:
+            try:
+                done.result()
+            except BaseException:
+                print(f"{scenario} failed", flush=True)
+                raise
+
+
+if __name__ == "__main__":
+    main()
