@@ -36,8 +36,8 @@ void send(const PacketHeader &packet) {
 
 void send_capture(const std::string &path) {
   try {
-    for (const PacketHeader &packet : app::read_capture(path)) {
-      send(packet);
+    for (const app::CapturedPacket &packet : app::read_capture(path)) {
+      send(packet.header);
     }
   } catch (const app::CommandError &error) {
     require(std::string(error.what()).starts_with(path + ": "), error.what());

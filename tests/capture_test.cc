@@ -48,7 +48,13 @@ const Frame kFrames[] = {
 
 TEST(CaptureTest, FramesAreReadAsFarAsTheyGo) {
   for (const Frame &row : kFrames) {
-    EXPECT_EQ(app::to_text(host::asic::parse_frame(unhex(row.digits), 99)), row.packet) << row.name;
+    const PacketHeader packet = host::asic::parse_frame(unhex(row.digits), 99);
+    EXPECT_EQ(app::to_text(packet), row.packet) << row.name;
+    const test::Bytes frame = host::asic::compose_frame(packet);
+    EXPECT_EQ(frame.size(), 99U) << row.name;
+    if (packet.ethertype != 0) {
+      EXPECT_EQ(app::to_text(host::asic::parse_frame(frame, 99)), row.packet) << row.name;
+    }
   }
   EXPECT_EQ(host::asic::parse_frame(unhex(kMacs + kIpv4), 99).tos, 0xb8);
   const PacketHeader echo =
@@ -87,12 +93,12 @@ class CaptureFileTest : public testing::Test {
 
 TEST_F(CaptureFileTest, PacketsComeInOrderWithTheirLengthOnTheWire) {
   write(kFileHeader + kEthernet + kRecord + "00000001 00000003 00000000 00000040");
-  const std::vector<PacketHeader> packets = app::read_capture(path_);
+  const std::vector<app::CapturedPacket> packets = app::read_capture(path_);
   ASSERT_EQ(packets.size(), 2U);
-  EXPECT_EQ(app::to_text(packets[0]), "02:00:00:00:00:02 > 02:00:00:00:00:01 arp length 60");
-  EXPECT_FALSE(packets[0].cut);
-  EXPECT_EQ(packets[1].length, 64U);
-  EXPECT_TRUE(packets[1].cut);
+  EXPECT_EQ(app::to_text(packets[0].header), "02:00:00:00:00:02 > 02:00:00:00:00:01 arp length 60");
+  EXPECT_FALSE(packets[0].header.cut);
+  EXPECT_EQ(packets[1].header.length, 64U);
+  EXPECT_TRUE(packets[1].header.cut);
 }
 
 TEST_F(CaptureFileTest, UnusableFilesAreNamedWithTheReason) {

@@ -22,13 +22,13 @@ namespace {
 Explanation explanation_of_captured(Session &session, Arguments &arguments) {
   const std::string path(arguments.next("the capture").text);
   const Word port = arguments.take_option("in_port").value_or(Word{"1", 1});
-  const std::vector<host::asic::PacketHeader> packets = read_capture(path);
+  const std::vector<CapturedPacket> packets = read_capture(path);
   if (packets.empty()) {
     throw CommandError(path + " has no packets");
   }
   const size_t number = arguments.next_number(1, packets.size(), "a packet of the capture");
   arguments.finish();
-  return {session.device, interface_named(port, session.device.interfaces()), packets[number - 1]};
+  return {session.device, interface_named(port, session.device.interfaces()), packets[number - 1].header};
 }
 
 Explanation read_explanation(Session &session, Arguments &arguments) {

@@ -22,9 +22,20 @@ void print_fate(Session &session, const host::asic::PacketHeader &packet, const 
   *session.out << to_text(packet) << ": matched " << match_text(fate) << ": " << destination_text(fate) << '\n';
 }
 
+// Into an interface; what the hardware copies to the CPU is reported to the controllers.
+host::asic::Fate enter(Session &session, uint32_t ifindex, const CapturedPacket &packet) {
+  const host::asic::Fate fate = session.device.inject(ifindex, packet.header);
+  if (fate.cpu_code) {
+    session.agent.packets().punt(ifindex, packet.frame, fate);
+  }
+  return fate;
+}
+
 void send_described(Session &session, const Arguments &arguments) {
   const Packet packet = parse_packet(arguments.line(), arguments.start(), session.device.interfaces());
-  print_fate(session, packet.header, session.device.inject(packet.ifindex, packet.header));
+  const host::asic::Fate fate =
+      enter(session, packet.ifindex, {packet.header, host::asic::compose_frame(packet.header)});
+  print_fate(session, packet.header, fate);
 }
 
 void send_capture(Session &session, Arguments &arguments) {
@@ -34,24 +45,24 @@ void send_capture(Session &session, Arguments &arguments) {
   arguments.finish();
   const uint32_t ifindex = interface_named(port, session.device.interfaces());
   TrafficSummary summary;
-  const std::vector<host::asic::PacketHeader> packets = read_capture(path);
+  const std::vector<CapturedPacket> packets = read_capture(path);
   size_t number = 0;
-  for (const host::asic::PacketHeader &packet : packets) {
+  for (const CapturedPacket &packet : packets) {
     if (interrupted()) {
       break;
     }
-    const host::asic::Fate fate = session.device.inject(ifindex, packet);
-    summary.add(packet, fate);
+    const host::asic::Fate fate = enter(session, ifindex, packet);
+    summary.add(packet.header, fate);
     ++number;
     if (verbose) {
       *session.out << std::setw(6) << number << "  ";
-      print_fate(session, packet, fate);
+      print_fate(session, packet.header, fate);
     }
   }
   *session.out << '\n'
                << session.style.heading(counted(number, "packet") + " of " + path + " into " + interface_name(ifindex))
                << '\n';
-  const auto cut = std::count_if(packets.begin(), packets.end(), [](const auto &each) { return each.cut; });
+  const auto cut = std::count_if(packets.begin(), packets.end(), [](const auto &each) { return each.header.cut; });
   if (cut != 0) {
     *session.out << session.style.bad(concat(cut, " of ", counted(packets.size(), "packet"),
                                              " are cut short in the capture and lack fields that flows compare: "
@@ -76,6 +87,7 @@ constexpr Command kCommands[] = {
     {"packet", "CAPTURE [in_port=PORT] [-v] | DESCRIPTION",
      "send the packets of a pcap file, or one described packet\n"
      "A capture enters on port 1 unless in_port says otherwise; -v shows every packet.\n"
+     "Controllers get what the hardware copies to the CPU.\n"
      "DESCRIPTION has the fields of a flow and len=N: in_port=3,dl_vlan=110,tcp,nw_dst=10.0.0.1,tp_dst=80,len=1500",
      send, true},
 };

@@ -32,14 +32,15 @@ Capture open_capture(const std::string &path) {
 
 }  // namespace
 
-std::vector<host::asic::PacketHeader> read_capture(const std::string &path) {
+std::vector<CapturedPacket> read_capture(const std::string &path) {
   const Capture capture = open_capture(path);
-  std::vector<host::asic::PacketHeader> packets;
+  std::vector<CapturedPacket> packets;
   pcap_pkthdr *header = nullptr;
   const u_char *bytes = nullptr;
   int status = 0;
   while ((status = pcap_next_ex(capture.get(), &header, &bytes)) == 1) {
-    packets.push_back(host::asic::parse_frame({bytes, header->caplen}, header->len));
+    const std::span frame(bytes, header->caplen);
+    packets.push_back({host::asic::parse_frame(frame, header->len), {frame.begin(), frame.end()}});
   }
   if (status != PCAP_ERROR_BREAK) {
     throw CommandError(concat(path, ": packet ", packets.size() + 1, ": ", pcap_geterr(capture.get())));

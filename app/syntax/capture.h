@@ -9,9 +9,14 @@
 
 namespace app {
 
+struct CapturedPacket {
+  host::asic::PacketHeader header;
+  std::vector<uint8_t> frame;  // as far as it was captured
+};
+
 // The packets of an Ethernet capture, in order. A CommandError that names the file, and the packet if one is to blame,
 // for a file that cannot be used to its end.
-std::vector<host::asic::PacketHeader> read_capture(const std::string &path);
+std::vector<CapturedPacket> read_capture(const std::string &path);
 
 }  // namespace app
 

@@ -38,6 +38,9 @@ struct PacketHeader {
 // Reads an Ethernet frame, however short; fields beyond its end stay 0. `wire_length` counts (a capture may be cut).
 PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length);
 
+// A frame of the packet's length that reads as the packet. What else it has is zero, but for an IPv4 header in order.
+std::vector<uint8_t> compose_frame(const PacketHeader &packet);
+
 enum class Verdict { NoMatch, Forward, Drop, Replicate };
 
 struct Fate {

@@ -34,6 +34,7 @@ PACKET = "0200000000aa0200000000bb08004500002800000000400665160a0908070a00000104
 
 class Client:
     def __init__(self, switch):
+        self.switch = switch
         self.endpoint = switch.endpoint
         self.environment = {**os.environ, "OVS_RUNDIR": switch.directory.name}
 
@@ -117,6 +118,9 @@ def monitors_see_packets(client):
     client.run("packet-out", "in_port=6,packet=ffffffffffff0000000000aa88b5,actions=TABLE")
     seen = read_until(monitor, "dl_type=0x88b5")
     assert "total_len=14 in_port=6 (via no_match)" in seen, seen
+    client.switch.prompt("packet in_port=7,dl_type=0x88b6,len=64")
+    seen = read_until(monitor, "dl_type=0x88b6")
+    assert "total_len=64 in_port=7 (via no_match)" in seen, seen
     client.run("mod-port", "5", "no-flood")
     read_until(monitor, "OFPT_PORT_STATUS")
     monitor.terminate()

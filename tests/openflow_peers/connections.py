@@ -6,7 +6,6 @@ import re
 import socket
 import ssl
 import subprocess
-import sys
 import tempfile
 import time
 
@@ -23,11 +22,6 @@ def controller(patience=60):
     with socket.create_server(("127.0.0.1", 0)) as server:
         server.settimeout(patience)
         yield server, f"tcp:127.0.0.1:{server.getsockname()[1]}"
-
-
-def at_prompt(switch, command):
-    done = subprocess.run([sys.argv[1], "attach", switch.socket, "-c", command], capture_output=True, text=True)
-    return done.stdout + done.stderr
 
 
 # --- TLS: both sides prove themselves ---
@@ -94,7 +88,7 @@ def sixteen_controllers_get_every_packet_in():
             peers[3].send(PACKET_OUT, TO_CONTROLLERS)
             for peer in peers:
                 assert peer.wait_for(PACKET_IN)[-2:] == b"\x88\xb5"
-            refusal = at_prompt(switch, "connect tcp:127.0.0.1:1")
+            refusal = switch.prompt("connect tcp:127.0.0.1:1")
             assert "there are 16 controllers already" in refusal, refusal
 
 
@@ -141,7 +135,7 @@ def slow_readers_stay_and_delay_nobody():
         for peer in (slow, deaf):
             for _ in range(6000):  # answers of 1068 octets each
                 peer.send(STATS_REQUEST, DESCRIPTION)
-        while at_prompt(switch, "controllers").count("connected") < 3:
+        while switch.prompt("controllers").count("connected") < 3:
             time.sleep(0.05)
         begun, longest, listed = time.monotonic(), 0, ""
         while listed.count("connected") != 2:  # as long as the deaf one is there
@@ -152,12 +146,12 @@ def slow_readers_stay_and_delay_nobody():
             other.send(BARRIER_REQUEST)
             other.wait_for(BARRIER_REPLY)
             longest = max(longest, time.monotonic() - asked)
-            listed = at_prompt(switch, "controllers")
+            listed = switch.prompt("controllers")
             time.sleep(0.05)
         assert longest < 2, f"another peer waited for {longest} s"
         assert re.search(r" connected +[1-9]", listed), f"no packet-ins were dropped:\n{listed}"
         slow.wait_for(STATS_REPLY)
-        at_prompt(switch, f"disconnect tcp:127.0.0.1:{other.connection.getsockname()[1]}")
+        switch.prompt(f"disconnect tcp:127.0.0.1:{other.connection.getsockname()[1]}")
         while other.read():
             pass
     assert "silent for too long" in switch.log, switch.log

@@ -31,6 +31,11 @@ class Switch:
         self.endpoint = f"{listening[1]}:127.0.0.1:{listening[2]}" if listening else None
         return self
 
+    def prompt(self, command):
+        """What an operator's command prints, complaints included."""
+        done = subprocess.run([sys.argv[1], "attach", self.socket, "-c", command], capture_output=True, text=True)
+        return done.stdout + done.stderr
+
     def __exit__(self, *_):
         self.process.terminate()
         self.log = self.process.communicate()[1]
