@@ -77,10 +77,14 @@ void Agent::reread() {
   }
 }
 
+// The catch-all goes on copying to the CPU when it is told to drop: what is reported goes nowhere else.
 bool Agent::set_miss(HardwareActions::Kind kind) {
-  HardwareActions actions;
-  actions.kind = kind;
-  return succeeds(device_, catch_all_request(actions));
+  const auto set = [this](HardwareActions::Kind each) {
+    HardwareActions actions;
+    actions.kind = each;
+    return succeeds(device_, catch_all_request(actions));
+  };
+  return set(kind) && (kind != HardwareActions::Kind::Controller || set(HardwareActions::Kind::Drop));
 }
 
 void Agent::advance(Time by) {
@@ -118,10 +122,8 @@ void Agent::notice_interfaces() {
     tell(&Listener::port_changed, change);
   }
   device_.ports().follow_links();
-  for (const auto &[ifindex, attached] : device_.ports().ports()) {
-    if (const auto change = ports_.follow(ifindex, attached.state)) {
-      tell(&Listener::port_changed, *change);
-    }
+  for (const PortChange &change : ports_.follow(device_.ports())) {
+    tell(&Listener::port_changed, change);
   }
 }
 

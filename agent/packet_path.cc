@@ -77,18 +77,40 @@ void PacketPath::receive(uint32_t ifindex, Frame frame) {
   }
 }
 
+void PacketPath::refuse(uint32_t ifindex) {
+  if (Port *port = ports_.find(ifindex)) {
+    ++port->counts.rx_errors;
+  }
+}
+
+void PacketPath::overrun(uint32_t ifindex, uint64_t frames) {
+  if (Port *port = ports_.find(ifindex)) {
+    port->counts.rx_overruns += frames;
+  }
+}
+
+// It was counted as sent.
+void PacketPath::not_sent(uint32_t ifindex, size_t bytes) {
+  if (Port *port = ports_.find(ifindex)) {
+    --port->counts.tx_packets;
+    port->counts.tx_bytes -= bytes;
+    ++port->counts.tx_errors;
+  }
+}
+
 // A frame does not leave by the port that it came in by.
 void PacketPath::look_up(uint32_t in_port, Frame frame) {
   const uint16_t interface_id =
       device_.interfaces().exists(in_port) ? device_.interfaces().intf_id(in_port).value_or(0) : 0;
-  const host::asic::Fate fate = device_.asic().forward(interface_id, host::asic::parse_frame(frame, frame.size()));
+  const host::asic::PacketHeader packet = host::asic::parse_frame(frame, frame.size());
+  const host::asic::Fate fate = device_.asic().forward(interface_id, packet);
   for (const uint8_t sdk_port : fate.sdk_ports) {
     if (const uint32_t port = sdk_port_ifindex(sdk_port); port != in_port) {
       transmit(port, frame);
     }
   }
-  if (fate.verdict == host::asic::Verdict::Forward) {
-    forward_normally(in_port, frame);
+  if (fate.verdict == host::asic::Verdict::Forward && !fate.is_trapped()) {
+    forward_normally(in_port, packet, frame);
   }
   if (fate.cpu_code) {
     punt(in_port, frame, fate);
@@ -145,7 +167,7 @@ void PacketPath::output(const Action &action, uint32_t in_port, Frame frame) {
     case kPortTable:
       return look_up(in_port, frame);
     case kPortNormal:
-      return forward_normally(in_port, frame);
+      return forward_normally(in_port, host::asic::parse_frame(frame, frame.size()), frame);
     case kPortFlood:
     case kPortAll:
       return flood(in_port, frame, port == kPortAll);
@@ -159,16 +181,18 @@ void PacketPath::output(const Action &action, uint32_t in_port, Frame frame) {
   }
 }
 
+// The port channel that a port is a member of, or else the port.
+uint32_t PacketPath::logical_port(uint32_t ifindex) const {
+  const host::services::Interface *interface = device_.interfaces().find(ifindex);
+  return interface == nullptr || interface->pc == nullptr ? ifindex : interface->pc->ifindex;
+}
+
 // A port channel gets one copy, its members none of their own.
 void PacketPath::flood(uint32_t in_port, Frame frame, bool all) {
-  const auto channel_of = [this](uint32_t ifindex) -> uint32_t {
-    const host::services::Interface *interface = device_.interfaces().find(ifindex);
-    return interface == nullptr || interface->pc == nullptr ? 0 : interface->pc->ifindex;
-  };
-  const uint32_t from_channel = channel_of(in_port);
+  const uint32_t in_logical = logical_port(in_port);
   for (const auto &[ifindex, port] : ports_.all()) {
-    const bool came_in = ifindex == in_port || ifindex == from_channel;
-    if (!came_in && channel_of(ifindex) == 0 && (all || ports_.floods(ifindex))) {
+    const bool is_member = logical_port(ifindex) != ifindex;
+    if (ifindex != in_logical && !is_member && ports_.sends(ifindex) && (all || ports_.floods(ifindex))) {
       transmit(ifindex, frame);
     }
   }
@@ -202,9 +226,16 @@ void PacketPath::transmit(uint32_t ifindex, Frame frame) {
   }
 }
 
-void PacketPath::forward_normally(uint32_t in_port, Frame frame) {
-  if (wire_ != nullptr) {
-    wire_->forward_normally(in_port, frame);
+// As a learning bridge does, of which a port channel is one port. What is learnt may have gone since.
+void PacketPath::forward_normally(uint32_t in_port, const host::asic::PacketHeader &packet, Frame frame) {
+  using To = host::ports::FrontPanel::Route::To;
+  const uint32_t in_logical = logical_port(in_port);
+  const auto route = device_.ports().route(in_logical, packet);
+  const uint32_t out_logical = logical_port(route.ifindex);
+  if (route.to == To::All || (route.to == To::Port && ports_.find(out_logical) == nullptr)) {
+    flood(in_port, frame, false);
+  } else if (route.to == To::Port && out_logical != in_logical) {
+    transmit(out_logical, frame);
   }
 }
 

@@ -46,12 +46,9 @@ class Wire {
 
   // Out of a front-panel port.
   virtual void transmit(uint32_t ifindex, Frame frame) = 0;
-
-  // To where ordinary layer-2 forwarding takes a frame that came in by a port.
-  virtual void forward_normally(uint32_t in_port, Frame frame) = 0;
 };
 
-class PacketPath {
+class PacketPath : public host::ports::Receiver {
  public:
   using Report = std::function<void(const PacketIn &)>;
 
@@ -61,8 +58,11 @@ class PacketPath {
   // Frames that leave are dropped as long as no wire is connected.
   void connect(Wire *wire) { wire_ = wire; }
 
-  // A frame comes in by a front-panel port.
-  void receive(uint32_t ifindex, Frame frame);
+  // Frames that come in by a front-panel port, and those that did not get through it.
+  void receive(uint32_t ifindex, Frame frame) override;
+  void refuse(uint32_t ifindex) override;
+  void overrun(uint32_t ifindex, uint64_t frames) override;
+  void not_sent(uint32_t ifindex, size_t bytes) override;
 
   // The hardware copied a packet to the CPU: the controllers get it.
   void punt(uint32_t in_port, Frame frame, const host::asic::Fate &fate);
@@ -78,7 +78,8 @@ class PacketPath {
   void output(const Action &action, uint32_t in_port, Frame frame);
   void flood(uint32_t in_port, Frame frame, bool all);
   void transmit(uint32_t ifindex, Frame frame);
-  void forward_normally(uint32_t in_port, Frame frame);
+  void forward_normally(uint32_t in_port, const host::asic::PacketHeader &packet, Frame frame);
+  uint32_t logical_port(uint32_t ifindex) const;
   void report(PacketIn packet);
 
   host::Switch &device_;

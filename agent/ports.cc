@@ -67,15 +67,31 @@ std::vector<PortChange> Ports::refresh() {
   return changes;
 }
 
-std::optional<PortChange> Ports::follow(uint32_t ifindex, const host::ports::LinkState &link) {
-  Port *port = find(ifindex);
-  const uint32_t state = link.up ? 0U : uint32_t{kLinkDown};
-  if (port == nullptr || (port->state == state && port->hw_addr == link.mac)) {
-    return std::nullopt;
+host::ports::LinkState Ports::link_of(uint32_t ifindex, const host::ports::FrontPanel &panel) const {
+  if (Interfaces::port_slot(ifindex)) {
+    return panel.link(ifindex).value_or(kSimulatedLink);
   }
-  port->state = state;
-  port->hw_addr = link.mac;
-  return PortChange{PortChange::Reason::Modify, *port};
+  const std::vector<uint32_t> members = interfaces_.members(ifindex);
+  host::ports::LinkState link = kSimulatedLink;
+  link.up = members.empty() || std::ranges::any_of(members, [this](uint32_t member) { return has_link(member); });
+  return link;
+}
+
+// An end without an address of its own leaves the port the switch's.
+std::vector<PortChange> Ports::follow(const host::ports::FrontPanel &panel) {
+  std::vector<PortChange> changes;
+  const auto follow_one = [&](Port &port) {
+    if (const auto link = link_of(port.ifindex, panel); link != port.link) {
+      port.link = link;
+      port.hw_addr = link.mac == decltype(link.mac){} ? default_address(datapath_id_, port.ifindex) : link.mac;
+      changes.push_back({PortChange::Reason::Modify, port});
+    }
+  };
+  // From the end: front-panel ports come before the port channels that they may be members of.
+  for (auto at = ports_.rbegin(); at != ports_.rend(); ++at) {
+    follow_one(at->second);
+  }
+  return changes;
 }
 
 bool Ports::receives(uint32_t ifindex, std::span<const uint8_t> frame) const {
@@ -89,7 +105,7 @@ bool Ports::has_none(uint32_t ifindex, uint32_t config) const {
 
 bool Ports::has_link(uint32_t ifindex) const {
   const Port *port = find(ifindex);
-  return port != nullptr && (port->state & kLinkDown) == 0;
+  return port != nullptr && port->link.up;
 }
 
 }  // namespace agent

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "host/ports/port_end.h"
+#include "host/ports/front_panel.h"
 #include "host/services/interfaces.h"
 
 namespace agent {
@@ -27,24 +27,28 @@ enum PortConfig : uint32_t {
   kAllPortConfig = (1 << 7) - 1
 };
 
-// What a port is in, with OpenFlow's value.
-enum PortState : uint32_t { kLinkDown = 1 << 0 };
-
 struct PortCounts {
   uint64_t rx_packets = 0;
   uint64_t tx_packets = 0;
   uint64_t rx_bytes = 0;
   uint64_t tx_bytes = 0;
-  uint64_t rx_dropped = 0;
-  uint64_t tx_dropped = 0;
+  uint64_t rx_dropped = 0;   // by the port's configuration
+  uint64_t rx_errors = 0;    // too short, too long, or sent by a group address; not among the packets
+  uint64_t rx_overruns = 0;  // came faster than they were taken; not among the packets
+  uint64_t tx_dropped = 0;   // by the port's configuration, or for want of a link
+  uint64_t tx_errors = 0;    // not taken by what the port leads to
 };
+
+// What a port says of its link that leads to nothing real.
+inline constexpr host::ports::LinkState kSimulatedLink{
+    .up = true, .megabits = 10'000, .medium = host::ports::LinkState::Medium::Fibre};
 
 struct Port {
   uint32_t ifindex = 0;
   std::string name;
   std::array<uint8_t, 6> hw_addr{};
   uint32_t config = 0;  // PortConfig
-  uint32_t state = 0;   // PortState
+  host::ports::LinkState link = kSimulatedLink;
   PortCounts counts;
 };
 
@@ -70,8 +74,9 @@ class Ports {
   // Takes note of interfaces that came and went, and says which.
   std::vector<PortChange> refresh();
 
-  // Takes over what a port's link is like: the change, if it is one.
-  std::optional<PortChange> follow(uint32_t ifindex, const host::ports::LinkState &link);
+  // Takes over what the links of the front panel's ports are like, and says what changed. A port channel with members
+  // is up as long as one of them is.
+  std::vector<PortChange> follow(const host::ports::FrontPanel &panel);
 
   // Whether a frame that comes in by the port is taken, and whether frames leave by it, whose link must be up. Members
   // of a port channel are told for themselves.
@@ -83,6 +88,7 @@ class Ports {
  private:
   bool has_none(uint32_t ifindex, uint32_t config) const;
   bool has_link(uint32_t ifindex) const;
+  host::ports::LinkState link_of(uint32_t ifindex, const host::ports::FrontPanel &panel) const;
 
   const host::services::Interfaces &interfaces_;
   const uint64_t datapath_id_;

@@ -32,7 +32,7 @@ struct Parts {
   services::Messages messages{violations};
   services::Shell shell;
   asic::Asic asic{violations};
-  ports::FrontPanel ports{interfaces, asic.vlans(), clock};
+  ports::FrontPanel ports{asic.vlans(), clock};
 };
 
 // The parts of the running switch. A call into the host without one ends the process.

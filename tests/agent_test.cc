@@ -67,7 +67,6 @@ class AgentTest : public testing::Test, public Listener, public Wire {
     EXPECT_EQ(frame.size(), arp_frame().size());
     sent_.push_back((ifindex >> 12 & 0xff) + 1);
   }
-  void forward_normally(uint32_t, Frame) override { ++normal_; }
 
   test::Rig rig_;
   Agent agent_{booted(rig_).sw};
@@ -75,7 +74,6 @@ class AgentTest : public testing::Test, public Listener, public Wire {
   std::vector<uint32_t> removed_;
   std::vector<std::pair<PortChange::Reason, std::string>> changes_;
   std::vector<uint32_t> sent_;  // ports, from 1
-  int normal_ = 0;
 };
 
 TEST_F(AgentTest, BatchesKeepTheOrderInFewRequests) {
@@ -194,7 +192,7 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
       {test::port_channel(1), {5}},
       {kPortIn, {1}},
       {kPortTable, {10}},
-      {kPortNormal, {}},
+      {kPortNormal, ports({1, 3, 4, 6})},
       {kPortLocal, {}},
       {kPortController, {}},
       {kPortAll, ports({1, 4, 6})},
@@ -206,14 +204,13 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
     std::ranges::sort(sent_);
     EXPECT_EQ(sent_, expected) << output;
   }
-  EXPECT_EQ(normal_, 1);
   EXPECT_EQ(packet_ins_.size(), 1U);
   sent_.clear();
   const PacketOut refused{.actions = {output_to(port(9)), {.kind = Action::Kind::StripVlan}}, .packet = arp_frame()};
   EXPECT_EQ(agent_.packets().send(refused)->kind, Kind::Rewrite);
   EXPECT_EQ(agent_.packets().send({.actions = {output_to(48)}, .packet = arp_frame()})->kind, Kind::Port);
   EXPECT_THAT(sent_, testing::IsEmpty());
-  EXPECT_EQ(agent_.ports().find(port(9))->counts.tx_packets, 4U);
+  EXPECT_EQ(agent_.ports().find(port(9))->counts.tx_packets, 5U);
 }
 
 TEST_F(AgentTest, ReportsPacketsAndKeepsEachForOneUse) {

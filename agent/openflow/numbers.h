@@ -92,7 +92,19 @@ enum Capabilities : uint32_t { OFPC_FLOW_STATS = 1U << 0, OFPC_TABLE_STATS = 1U 
 
 constexpr uint16_t OFPC_FRAG_NORMAL = 0;
 
-enum PortFeatures : uint32_t { OFPPF_10GB_FD = 1U << 6, OFPPF_FIBER = 1U << 8 };
+enum PortState : uint32_t { OFPPS_LINK_DOWN = 1U << 0 };
+
+enum PortFeatures : uint32_t {
+  OFPPF_10MB_HD = 1U << 0,
+  OFPPF_10MB_FD = 1U << 1,
+  OFPPF_100MB_HD = 1U << 2,
+  OFPPF_100MB_FD = 1U << 3,
+  OFPPF_1GB_HD = 1U << 4,
+  OFPPF_1GB_FD = 1U << 5,
+  OFPPF_10GB_FD = 1U << 6,
+  OFPPF_COPPER = 1U << 7,
+  OFPPF_FIBER = 1U << 8
+};
 
 // The types of actions are those of agent::Action::Kind, but for this one.
 constexpr uint16_t OFPAT_VENDOR = 0xFFFF;

@@ -123,9 +123,10 @@ void dump_ports(Session &session, Arguments &arguments) {
     if (!wanted || ifindex == one) {
       const PortCounts &counts = port.counts;
       *session.out << "port " << interface_name(ifindex) << ": rx pkts=" << counts.rx_packets
-                   << ", bytes=" << counts.rx_bytes << ", drop=" << counts.rx_dropped
-                   << "; tx pkts=" << counts.tx_packets << ", bytes=" << counts.tx_bytes
-                   << ", drop=" << counts.tx_dropped << '\n';
+                   << ", bytes=" << counts.rx_bytes << ", drop=" << counts.rx_dropped << ", errs=" << counts.rx_errors
+                   << ", over=" << counts.rx_overruns << "; tx pkts=" << counts.tx_packets
+                   << ", bytes=" << counts.tx_bytes << ", drop=" << counts.tx_dropped << ", errs=" << counts.tx_errors
+                   << '\n';
     }
   }
 }

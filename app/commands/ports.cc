@@ -43,17 +43,20 @@ void list(Session &session, Arguments &arguments) {
                {"Link"},
                {"RX packets", kRight},
                {"RX bytes", kRight},
+               {"RX dropped", kRight},
                {"RX errors", kRight},
+               {"RX overruns", kRight},
                {"TX packets", kRight},
                {"TX bytes", kRight},
                {"TX dropped", kRight},
                {"TX errors", kRight}});
   for (const auto &[ifindex, port] : session.device.ports().ports()) {
-    const host::ports::Counts &counts = port.counts;
+    const PortCounts &counts = session.agent.ports().find(ifindex)->counts;
     std::vector<std::string> row{interface_name(ifindex), port.end->name(), mac_text(port.state.mac),
                                  link_text(port.state)};
-    for (const uint64_t count : {counts.rx_packets, counts.rx_bytes, counts.rx_errors, counts.tx_packets,
-                                 counts.tx_bytes, counts.tx_dropped, counts.tx_errors}) {
+    for (const uint64_t count :
+         {counts.rx_packets, counts.rx_bytes, counts.rx_dropped, counts.rx_errors, counts.rx_overruns,
+          counts.tx_packets, counts.tx_bytes, counts.tx_dropped, counts.tx_errors}) {
       row.push_back(std::to_string(count));
     }
     table.add(std::move(row));

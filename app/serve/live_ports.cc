@@ -7,10 +7,12 @@ namespace app {
 LivePorts::LivePorts(asio::io_context &context, host::ports::FrontPanel &panel, agent::PacketPath &packets)
     : panel_(panel), packets_(packets), frames_(context, panel.descriptor()) {
   packets_.connect(this);
+  panel_.connect(&packets_);
   wait();
 }
 
 LivePorts::~LivePorts() {
+  panel_.connect(nullptr);
   packets_.connect(nullptr);
   frames_.release();
 }
@@ -25,9 +27,7 @@ void LivePorts::wait() {
 
 // Batch after batch until nothing is left, with everything else in between.
 void LivePorts::take_batch() {
-  const size_t frames =
-      panel_.receive([this](uint32_t ifindex, agent::Frame frame) { packets_.receive(ifindex, frame); });
-  if (frames == 0) {
+  if (panel_.receive() == 0) {
     wait();
   } else {
     asio::post(frames_.get_executor(), [this] { take_batch(); });

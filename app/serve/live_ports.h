@@ -19,7 +19,6 @@ class LivePorts : public agent::Wire {
   LivePorts &operator=(const LivePorts &) = delete;
 
   void transmit(uint32_t ifindex, agent::Frame frame) override { panel_.transmit(ifindex, frame); }
-  void forward_normally(uint32_t in_port, agent::Frame frame) override { panel_.forward_normally(in_port, frame); }
 
  private:
   void wait();

@@ -46,10 +46,6 @@ std::string forwarding_text(const Fate &fate) {
   return "normal";
 }
 
-bool is_controller_alone(const Fate &fate) {
-  return fate.verdict == Verdict::Forward && fate.cpu_code == oftab::hw::CPU_CODE_PUNT;
-}
-
 }  // namespace
 
 Outcome outcome_of(const Fate &fate) {
@@ -65,11 +61,11 @@ Outcome outcome_of(const Fate &fate) {
     case Verdict::Forward:
       break;
   }
-  return is_controller_alone(fate) ? Outcome::Controller : Outcome::Normal;
+  return fate.is_trapped() ? Outcome::Controller : Outcome::Normal;
 }
 
 bool is_copied(const Fate &fate) {
-  return fate.cpu_code.has_value() && !is_controller_alone(fate);
+  return fate.cpu_code.has_value() && !fate.is_trapped();
 }
 
 std::string match_text(const Fate &fate) {
@@ -88,7 +84,7 @@ std::string match_text(const Fate &fate) {
 }
 
 std::string destination_text(const Fate &fate) {
-  if (is_controller_alone(fate)) {
+  if (fate.is_trapped()) {
     return concat("controller ", code_text(fate));
   }
   return forwarding_text(fate) + (fate.cpu_code ? concat(" and a copy to the CPU ", code_text(fate)) : "");

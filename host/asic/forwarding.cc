@@ -42,6 +42,10 @@ Fate act(const uint8_t *result, const Trees &trees) {
 
 }  // namespace
 
+bool Fate::is_trapped() const {
+  return verdict == Verdict::Forward && cpu_code == hw::CPU_CODE_PUNT;
+}
+
 Key Asic::key_of(uint16_t l2lif, const PacketHeader &packet) const {
   return packet_key(packet, l2lif, vlans_.domain_of(packet.vlan));
 }

@@ -49,7 +49,9 @@ struct Fate {
   uint32_t mcst_idx = 0;               // Replicate: the multicast index, and whether it has a tree
   bool tree_missing = false;
   std::vector<uint8_t> sdk_ports;   // Replicate: in rising order
-  std::optional<uint8_t> cpu_code;  // copied to the CPU with this code
+  std::optional<uint8_t> cpu_code;  // goes to the CPU with this code
+
+  bool is_trapped() const;  // it goes there instead of anywhere else
 };
 
 }  // namespace host::asic

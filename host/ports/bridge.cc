@@ -2,6 +2,11 @@
 
 namespace host::ports {
 
+bool Bridge::keeps(const asic::Mac &address) {
+  return address[0] == 0x01 && address[1] == 0x80 && address[2] == 0xc2 && address[3] == 0 && address[4] == 0 &&
+         address[5] < 0x10;
+}
+
 void Bridge::learn(uint16_t bd, const asic::Mac &station, uint32_t port, uint64_t now) {
   if ((station[0] & 1U) != 0) {
     return;

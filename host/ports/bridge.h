@@ -18,6 +18,9 @@ class Bridge {
   static constexpr uint64_t kAge = 300;  // seconds
   static constexpr size_t kStations = 16384;
 
+  // Whether frames to an address are for bridges themselves and not forwarded: 01:80:c2:00:00:00 to 0f.
+  static bool keeps(const asic::Mac &address);
+
   // A station was heard behind a port at a time in seconds. Group addresses are no stations; no more than kStations are
   // remembered.
   void learn(uint16_t bd, const asic::Mac &station, uint32_t port, uint64_t now);

@@ -23,7 +23,7 @@ class Cable : public PortEnd {
   int descriptor() const override { return socket_.number(); }
   std::optional<Received> receive() override;
   bool send(Frame frame, const Offload &offload) override;
-  LinkState state() const override { return {.up = true, .mac = {}, .megabits = 0}; }
+  LinkState state() const override { return {.up = true}; }
 
  private:
   Descriptor socket_;

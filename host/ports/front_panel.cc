@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "host/asic/packet.h"
 #include "host/ports/network_interface.h"
 #include "host/ports/tap.h"
+#include "host/services/interfaces.h"
 
 namespace host::ports {
 namespace {
@@ -21,11 +21,6 @@ bool is_sound(const Received &received) {
   const size_t length = received.frame.size();
   const bool fits = received.offload.gso_type != 0 || length <= kLongest;
   return length >= kShortest && fits && (received.frame[kSource] & 1U) == 0;
-}
-
-bool is_kept_by_bridges(const asic::Mac &address) {
-  return address[0] == 0x01 && address[1] == 0x80 && address[2] == 0xc2 && address[3] == 0 && address[4] == 0 &&
-         address[5] < 0x10;
 }
 
 // A tag without VLAN says nothing about where the frame belongs.
@@ -43,8 +38,8 @@ std::unique_ptr<PortEnd> make_end(const std::string &text) {
   return std::make_unique<NetworkInterface>(text);
 }
 
-FrontPanel::FrontPanel(const services::Interfaces &interfaces, const asic::Vlans &vlans, const services::Clock &clock)
-    : interfaces_(interfaces), vlans_(vlans), clock_(clock), poll_(epoll_create1(EPOLL_CLOEXEC), "epoll") {}
+FrontPanel::FrontPanel(const asic::Vlans &vlans, const services::Clock &clock)
+    : vlans_(vlans), clock_(clock), poll_(epoll_create1(EPOLL_CLOEXEC), "epoll") {}
 
 void FrontPanel::attach(uint32_t ifindex, std::unique_ptr<PortEnd> end) {
   if (!services::Interfaces::port_slot(ifindex)) {
@@ -60,7 +55,8 @@ void FrontPanel::attach(uint32_t ifindex, std::unique_ptr<PortEnd> end) {
   }
   watch(ifindex, *end);
   const LinkState state = end->state();
-  ports_.emplace(ifindex, AttachedPort{std::move(end), state, {}});
+  ports_.emplace(ifindex, AttachedPort{std::move(end), state});
+  was_used_ = true;
 }
 
 void FrontPanel::detach(uint32_t ifindex) {
@@ -68,6 +64,13 @@ void FrontPanel::detach(uint32_t ifindex) {
     throw std::invalid_argument("the port is attached to nothing");
   }
   bridge_.forget(ifindex);
+}
+
+std::optional<LinkState> FrontPanel::link(uint32_t ifindex) const {
+  if (const auto found = ports_.find(ifindex); found != ports_.end()) {
+    return found->second.state;
+  }
+  return was_used_ ? std::optional(LinkState{}) : std::nullopt;
 }
 
 // A descriptor that is closed is watched no longer.
@@ -80,34 +83,34 @@ void FrontPanel::watch(uint32_t ifindex, const PortEnd &end) const {
   }
 }
 
-size_t FrontPanel::receive(const Take &take) {
+size_t FrontPanel::receive() {
+  if (receiver_ == nullptr) {
+    return 0;
+  }
   epoll_event ready[services::Interfaces::kPorts];
   const int count = epoll_wait(poll_.number(), ready, static_cast<int>(std::size(ready)), 0);
   size_t frames = 0;
   for (int i = 0; i < count; ++i) {
-    frames += receive_from(ready[i].data.u32, take);
+    frames += receive_from(ready[i].data.u32);
   }
   return frames;
 }
 
-// The port may be detached by who takes its frames.
-size_t FrontPanel::receive_from(uint32_t ifindex, const Take &take) {
+// The port may be detached by who receives its frames.
+size_t FrontPanel::receive_from(uint32_t ifindex) {
   size_t frames = 0;
   for (auto found = ports_.find(ifindex); frames < kBatch && found != ports_.end(); found = ports_.find(ifindex)) {
-    AttachedPort &port = found->second;
-    const auto received = port.end->receive();
+    const auto received = found->second.end->receive();
     if (!received) {
       break;
     }
     ++frames;
     if (!is_sound(*received)) {
-      ++port.counts.rx_errors;
+      receiver_->refuse(ifindex);
       continue;
     }
-    ++port.counts.rx_packets;
-    port.counts.rx_bytes += received->frame.size();
     current_ = *received;
-    take(ifindex, current_.frame);
+    receiver_->receive(ifindex, current_.frame);
     current_ = {};
   }
   return frames;
@@ -115,84 +118,38 @@ size_t FrontPanel::receive_from(uint32_t ifindex, const Take &take) {
 
 void FrontPanel::transmit(uint32_t ifindex, Frame frame) {
   const auto found = ports_.find(ifindex);
-  if (found == ports_.end()) {
+  if (found == ports_.end() || receiver_ == nullptr) {
     return;
   }
-  auto &[end, state, counts] = found->second;
   const bool as_it_came = frame.data() == current_.frame.data() && frame.size() == current_.frame.size();
-  if (!state.up) {
-    ++counts.tx_dropped;
-  } else if (!end->send(frame, as_it_came ? current_.offload : Offload{})) {
-    ++counts.tx_errors;
-  } else {
-    ++counts.tx_packets;
-    counts.tx_bytes += frame.size();
+  if (!found->second.end->send(frame, as_it_came ? current_.offload : Offload{})) {
+    receiver_->not_sent(ifindex, frame.size());
   }
 }
 
-uint32_t FrontPanel::logical_port(uint32_t ifindex) const {
-  const services::Interface *interface = interfaces_.find(ifindex);
-  return interface == nullptr || interface->pc == nullptr ? ifindex : interface->pc->ifindex;
-}
-
-bool FrontPanel::sends(uint32_t ifindex) const {
-  const auto found = ports_.find(ifindex);
-  return found != ports_.end() && found->second.state.up;
-}
-
-// The port that sends for a port or port channel; 0 when none does.
-uint32_t FrontPanel::sender(uint32_t logical) const {
-  if (services::Interfaces::port_slot(logical)) {
-    return logical;
-  }
-  if (!interfaces_.exists(logical)) {
-    return 0;
-  }
-  const std::vector<uint32_t> members = interfaces_.members(logical);
-  const auto member = std::ranges::find_if(members, [this](uint32_t each) { return sends(each); });
-  return member == members.end() ? 0 : *member;
-}
-
-void FrontPanel::flood(uint32_t in_logical, Frame frame) {
-  for (const auto &[ifindex, port] : ports_) {
-    const uint32_t logical = logical_port(ifindex);
-    if (logical != in_logical && sender(logical) == ifindex) {
-      transmit(ifindex, frame);
-    }
-  }
-}
-
-void FrontPanel::forward_normally(uint32_t in_port, Frame frame) {
-  const asic::PacketHeader packet = asic::parse_frame(frame, frame.size());
+FrontPanel::Route FrontPanel::route(uint32_t in_port, const asic::PacketHeader &packet) {
   const uint16_t bd = domain_of(packet, vlans_);
-  const uint32_t in_logical = logical_port(in_port);
-  bridge_.learn(bd, packet.mac_sa, in_logical, clock_.now());
-  if (is_kept_by_bridges(packet.mac_da)) {
-    return;
+  if (services::Interfaces::port_slot(in_port) || services::Interfaces::pc_number(in_port)) {
+    bridge_.learn(bd, packet.mac_sa, in_port, clock_.now());
+  }
+  if (Bridge::keeps(packet.mac_da)) {
+    return {Route::To::Nobody};
   }
   const std::optional<uint32_t> known = bridge_.find(bd, packet.mac_da, clock_.now());
-  if (!known) {
-    flood(in_logical, frame);
-  } else if (*known != in_logical) {
-    transmit(sender(*known), frame);
-  }
+  return known ? Route{Route::To::Port, *known} : Route{Route::To::All};
 }
 
-std::vector<uint32_t> FrontPanel::follow_links() {
-  std::vector<uint32_t> changed;
+void FrontPanel::follow_links() {
   for (auto &[ifindex, port] : ports_) {
     if (port.end->renew()) {
       watch(ifindex, *port.end);
     }
-    if (const LinkState state = port.end->state(); state != port.state) {
-      port.state = state;
-      changed.push_back(ifindex);
-      if (!state.up) {
-        bridge_.forget(ifindex);
-      }
+    const bool was_up = port.state.up;
+    port.state = port.end->state();
+    if (was_up && !port.state.up) {
+      bridge_.forget(ifindex);
     }
   }
-  return changed;
 }
 
 }  // namespace host::ports

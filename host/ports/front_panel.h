@@ -1,41 +1,45 @@
-// The front panel: the ends that ports lead to, frames in and out of them, and ordinary layer-2 forwarding between
-// them.
+// The front panel: the ends that ports lead to, frames in and out of them, and what ordinary layer-2 forwarding has
+// learnt of the stations behind them.
 //
 // One event loop drives it, in one thread: it waits until `descriptor` is readable, then calls `receive`, and
-// `follow_links` some times a second. What becomes of a received frame is decided by who takes it: by way of the ASIC
-// to ports (`transmit`), to where ordinary forwarding takes it (`forward_normally`), to the CPU, or nowhere.
+// `follow_links` some times a second. What becomes of a received frame is decided by who receives it.
 #ifndef HOST_PORTS_FRONT_PANEL_H
 #define HOST_PORTS_FRONT_PANEL_H
 
-#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "host/asic/vlans.h"
 #include "host/ports/bridge.h"
 #include "host/ports/descriptor.h"
 #include "host/ports/port_end.h"
 #include "host/services/clock.h"
-#include "host/services/interfaces.h"
 
 namespace host::ports {
 
-struct Counts {
-  uint64_t rx_packets = 0;
-  uint64_t rx_bytes = 0;
-  uint64_t rx_errors = 0;  // frames too short or too long, or sent by a group address
-  uint64_t tx_packets = 0;
-  uint64_t tx_bytes = 0;
-  uint64_t tx_dropped = 0;  // the link was down
-  uint64_t tx_errors = 0;   // the end did not take them
+// Who takes the frames that come in by ports, and counts those that get no further.
+class Receiver {
+ public:
+  Receiver() = default;
+  virtual ~Receiver() = default;
+  Receiver(const Receiver &) = delete;
+  Receiver &operator=(const Receiver &) = delete;
+
+  // A whole frame came in by a port; the bytes are valid during the call.
+  virtual void receive(uint32_t ifindex, Frame frame) = 0;
+  // One came in that is too short, too long, or sent by a group address.
+  virtual void refuse(uint32_t ifindex) = 0;
+  // Some came in faster than they were taken.
+  virtual void overrun(uint32_t ifindex, uint64_t frames) = 0;
+  // One that was to be sent by a port was not taken by its end.
+  virtual void not_sent(uint32_t ifindex, size_t bytes) = 0;
 };
 
 struct AttachedPort {
   std::unique_ptr<PortEnd> end;
   LinkState state;  // as of the last `follow_links`
-  Counts counts;
 };
 
 // The end that a text names: "tap:NAME" makes a TAP, anything else is an existing network interface. Throws
@@ -44,10 +48,10 @@ std::unique_ptr<PortEnd> make_end(const std::string &text);
 
 class FrontPanel {
  public:
-  // Takes a whole frame that came in by a port; the bytes are valid during the call.
-  using Take = std::function<void(uint32_t ifindex, Frame frame)>;
+  FrontPanel(const asic::Vlans &vlans, const services::Clock &clock);
 
-  FrontPanel(const services::Interfaces &interfaces, const asic::Vlans &vlans, const services::Clock &clock);
+  // Frames are neither taken nor sent as long as there is no receiver.
+  void connect(Receiver *receiver) { receiver_ = receiver; }
 
   // Gives a front-panel port an end. Throws std::invalid_argument when it is no front-panel port or has an end already,
   // or when another port has this end.
@@ -56,37 +60,42 @@ class FrontPanel {
   void detach(uint32_t ifindex);
   const std::map<uint32_t, AttachedPort> &ports() const { return ports_; }  // by ifindex
 
+  // The link of a front-panel port, as of the last `follow_links`. Without an end it is down, but on a panel to which
+  // nothing was ever attached: there, none is known.
+  std::optional<LinkState> link(uint32_t ifindex) const;
+
   // Readable when a port has frames; the same for as long as the panel lives.
   int descriptor() const { return poll_.number(); }
 
   // Hands a batch of waiting frames over, those of each port in order. Does not wait. How many there were.
-  size_t receive(const Take &take);
+  size_t receive();
 
   // Sends a frame by a port. One that came in with a checksum or segments to be done leaves with them, if it is passed
-  // on where it lies. Ports without end send nothing.
+  // on where it lies. What a port without end is to send ends there.
   void transmit(uint32_t ifindex, Frame frame);
 
-  // Sends a frame to where ordinary layer-2 forwarding takes it, never back out of the port that it came in by. A port
-  // channel is one port: the first of its members whose link is up sends. Addresses that bridges keep for themselves
-  // (01:80:c2:00:00:00 to 0f) are not forwarded.
-  void forward_normally(uint32_t in_port, Frame frame);
+  // Ordinary forwarding of a packet that came in by a port or port channel (another number: by none of them): takes
+  // note of its sender, and says where its receiver is. There is no loop protection.
+  struct Route {
+    enum class To : uint8_t { Nobody, Port, All };  // Nobody: addresses that bridges keep for themselves
+    To to = To::Nobody;
+    uint32_t ifindex = 0;  // Port: a port or port channel, as it was learnt
+  };
+  Route route(uint32_t in_port, const asic::PacketHeader &packet);
 
-  // Looks at links and interfaces: the ports whose state changed.
-  std::vector<uint32_t> follow_links();
+  // Looks at links and interfaces.
+  void follow_links();
 
  private:
   void watch(uint32_t ifindex, const PortEnd &end) const;
-  size_t receive_from(uint32_t ifindex, const Take &take);
-  uint32_t logical_port(uint32_t ifindex) const;
-  bool sends(uint32_t ifindex) const;
-  uint32_t sender(uint32_t logical) const;
-  void flood(uint32_t in_logical, Frame frame);
+  size_t receive_from(uint32_t ifindex);
 
-  const services::Interfaces &interfaces_;
   const asic::Vlans &vlans_;
   const services::Clock &clock_;
+  Receiver *receiver_ = nullptr;
   Descriptor poll_;
   std::map<uint32_t, AttachedPort> ports_;
+  bool was_used_ = false;
   Bridge bridge_;
   Received current_;  // the frame that is being handed over
 };

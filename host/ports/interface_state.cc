@@ -29,13 +29,21 @@ std::optional<ifreq> ask(int socket, unsigned long question, ifreq request) {
   return ioctl(socket, question, &request) == 0 ? std::optional(request) : std::nullopt;
 }
 
-uint32_t speed(int socket, const std::string &name) {
+// What an interface says of its speed, duplex and connector, if it says anything.
+void ask_for_settings(int socket, const std::string &name, LinkState &state) {
   ethtool_cmd settings{};
   settings.cmd = ETHTOOL_GSET;
   ifreq request = request_for(name);
   request.ifr_data = reinterpret_cast<char *>(&settings);
-  const uint32_t megabits = ask(socket, SIOCETHTOOL, request) ? ethtool_cmd_speed(&settings) : 0;
-  return megabits == static_cast<uint32_t>(SPEED_UNKNOWN) ? 0 : megabits;
+  if (!ask(socket, SIOCETHTOOL, request)) {
+    return;
+  }
+  const uint32_t megabits = ethtool_cmd_speed(&settings);
+  state.megabits = megabits == static_cast<uint32_t>(SPEED_UNKNOWN) ? 0 : megabits;
+  state.half_duplex = settings.duplex == DUPLEX_HALF;
+  state.medium = settings.port == PORT_TP      ? LinkState::Medium::Copper
+                 : settings.port == PORT_FIBRE ? LinkState::Medium::Fibre
+                                               : LinkState::Medium::Unknown;
 }
 
 }  // namespace
@@ -50,7 +58,7 @@ LinkState interface_state(const std::string &name) {
   if (const auto address = ask(socket.number(), SIOCGIFHWADDR, request_for(name))) {
     std::copy_n(address->ifr_hwaddr.sa_data, state.mac.size(), state.mac.begin());
   }
-  state.megabits = speed(socket.number(), name);
+  ask_for_settings(socket.number(), name, state);
   return state;
 }
 

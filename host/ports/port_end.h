@@ -30,9 +30,13 @@ struct Received {
 };
 
 struct LinkState {
+  enum class Medium : uint8_t { Unknown, Copper, Fibre };
+
   bool up = false;
-  std::array<uint8_t, 6> mac{};
-  uint32_t megabits = 0;  // a second; 0 when unknown
+  std::array<uint8_t, 6> mac{};  // all 0 when the end has none
+  uint32_t megabits = 0;         // a second; 0 when unknown
+  bool half_duplex = false;
+  Medium medium = Medium::Unknown;
 
   bool operator==(const LinkState &) const = default;
 };
