@@ -5,6 +5,7 @@
 # make fuzz       fuzz with each target (FUZZ_SECONDS=60)
 # make bench      measure against the floor (BENCH_SECONDS=0.1 for each row)
 # make lint       check format and run clang-tidy
+# make demo       three switches and four hosts in Mininet, under a controller (as root)
 # make debs       make Debian packages in build/packages
 # make clean      remove what was built
 #
@@ -15,6 +16,7 @@ PACKAGES := g++ cmake ninja-build pkg-config python3 libcli11-dev libpcap-dev li
 CLANG_PACKAGES := clang libclang-rt-dev
 FORMAT_PACKAGES := clang-format
 TIDY_PACKAGES := clang-tidy
+DEMO_PACKAGES := mininet python3-os-ken openvswitch-common iproute2 iputils-ping
 
 FLOWS ?= 1000
 PACKETS ?= 5000
@@ -24,7 +26,8 @@ BENCH_SECONDS ?= 0.1
 
 SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
-.PHONY: run test sanitize clang fuzz bench lint format-check tidy debs clean packages clang-packages format-packages tidy-packages
+.PHONY: run test sanitize clang fuzz bench lint format-check tidy demo debs clean root packages clang-packages \
+  format-packages tidy-packages demo-packages
 
 run: configure-release
 	cmake --build --preset release --target oftab-switch
@@ -55,6 +58,14 @@ format-check: format-packages
 tidy: tidy-packages configure-release
 	run-clang-tidy -quiet -p build/release
 
+# Debian's own Python, which has Debian's packages; examples/mininet.py must not stand in for one of them (-P).
+demo: root demo-packages configure-release
+	cmake --build --preset release --target oftab-switch
+	/usr/bin/python3 -P -B examples/demo.py build/release/bin/oftab-switch
+
+root:
+	@[ "$$(id -u)" = 0 ] || { echo "this makes network namespaces, which needs root" >&2; exit 1; }
+
 debs: build-release
 	cd build/release && cpack -B ../packages
 
@@ -76,7 +87,8 @@ packages: NEEDED = $(PACKAGES)
 clang-packages: NEEDED = $(CLANG_PACKAGES)
 format-packages: NEEDED = $(FORMAT_PACKAGES)
 tidy-packages: NEEDED = $(TIDY_PACKAGES)
-packages clang-packages format-packages tidy-packages:
+demo-packages: NEEDED = $(DEMO_PACKAGES)
+packages clang-packages format-packages tidy-packages demo-packages:
 	@missing=; for package in $(NEEDED); do \
 	  dpkg-query -W -f '$${Status}' $$package 2>/dev/null | grep -q ' installed$$' || missing="$$missing $$package"; \
 	done; \

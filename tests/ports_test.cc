@@ -189,16 +189,18 @@ class InterfacesTest : public PortsTest {
 
   // Of the test's own frames among all that came in (the machine sends some by itself): those that came out at a peer.
   void pass(host::ports::PortEnd &from, host::ports::PortEnd &to, const Frame &bytes) {
-    ASSERT_TRUE(from.send(bytes, {}));
-    size_t copies = 0;
+    const host::ports::Packet packet{bytes};
+    ASSERT_EQ(from.send({&packet, 1}), 1U);
+    std::ptrdiff_t copies = 0;
     EXPECT_TRUE(becomes_true([&] {
       panel().receive();
-      while (const auto out = to.receive()) {
-        copies += std::ranges::equal(out->frame, bytes) ? 1 : 0;
-      }
+      host::ports::Batch batch;
+      to.receive(batch);
+      copies +=
+          std::ranges::count_if(batch.packets(), [&](const auto &out) { return std::ranges::equal(out.frame, bytes); });
       return copies > 0;
     }));
-    EXPECT_EQ(copies, 1U);
+    EXPECT_EQ(copies, 1);
   }
 };
 

@@ -1,7 +1,5 @@
 #include "app/serve/live_ports.h"
 
-#include <asio/post.hpp>
-
 namespace app {
 
 LivePorts::LivePorts(asio::io_context &context, host::ports::FrontPanel &panel, agent::PacketPath &packets)
@@ -17,21 +15,14 @@ LivePorts::~LivePorts() {
   frames_.release();
 }
 
+// What is left over after a batch makes the panel readable again, with everything else in between.
 void LivePorts::wait() {
   frames_.async_wait(asio::posix::stream_descriptor::wait_read, [this](std::error_code problem) {
     if (!problem) {
-      take_batch();
+      panel_.receive();
+      wait();
     }
   });
-}
-
-// Batch after batch until nothing is left, with everything else in between.
-void LivePorts::take_batch() {
-  if (panel_.receive() == 0) {
-    wait();
-  } else {
-    asio::post(frames_.get_executor(), [this] { take_batch(); });
-  }
 }
 
 }  // namespace app

@@ -22,7 +22,6 @@ class LivePorts : public agent::Wire {
 
  private:
   void wait();
-  void take_batch();
 
   host::ports::FrontPanel &panel_;
   agent::PacketPath &packets_;

@@ -2,12 +2,9 @@
 
 #include <sys/socket.h>
 
+#include "host/ports/batch.h"
+
 namespace host::ports {
-namespace {
-
-constexpr size_t kLargest = 1 << 16;
-
-}  // namespace
 
 std::pair<std::unique_ptr<Cable>, Descriptor> Cable::make() {
   int sockets[2];
@@ -16,18 +13,26 @@ std::pair<std::unique_ptr<Cable>, Descriptor> Cable::make() {
   return {std::make_unique<Cable>(Descriptor(sockets[0], "cable")), std::move(far)};
 }
 
-Cable::Cable(Descriptor socket) : socket_(std::move(socket)), buffer_(kLargest) {}
-
-std::optional<Received> Cable::receive() {
-  const ssize_t length = recv(socket_.number(), buffer_.data(), buffer_.size(), 0);
-  if (length <= 0) {
-    return std::nullopt;
+void Cable::receive(Batch &batch) {
+  while (!batch.is_full()) {
+    uint8_t *const place = batch.place(batch.size());
+    const ssize_t length = recv(socket_.number(), place, Batch::kLargest, 0);
+    if (length <= 0) {
+      return;
+    }
+    batch.add({.frame = {place, static_cast<size_t>(length)}});
   }
-  return Received{.frame = {buffer_.data(), static_cast<size_t>(length)}};
 }
 
-bool Cable::send(Frame frame, const Offload &) {
-  return ::send(socket_.number(), frame.data(), frame.size(), MSG_NOSIGNAL) >= 0;
+size_t Cable::send(std::span<const Packet> packets) {
+  size_t taken = 0;
+  for (const Packet &packet : packets) {
+    if (::send(socket_.number(), packet.frame.data(), packet.frame.size(), MSG_NOSIGNAL) < 0) {
+      break;
+    }
+    ++taken;
+  }
+  return taken;
 }
 
 }  // namespace host::ports

@@ -4,7 +4,7 @@
 #define HOST_PORTS_CABLE_H
 
 #include <memory>
-#include <vector>
+#include <utility>
 
 #include "host/ports/descriptor.h"
 #include "host/ports/port_end.h"
@@ -17,17 +17,16 @@ class Cable : public PortEnd {
   // std::system_error.
   static std::pair<std::unique_ptr<Cable>, Descriptor> make();
 
-  explicit Cable(Descriptor socket);
+  explicit Cable(Descriptor socket) : socket_(std::move(socket)) {}
 
   std::string name() const override { return "cable"; }
   int descriptor() const override { return socket_.number(); }
-  std::optional<Received> receive() override;
-  bool send(Frame frame, const Offload &offload) override;
+  void receive(Batch &batch) override;
+  size_t send(std::span<const Packet> packets) override;
   LinkState state() const override { return {.up = true}; }
 
  private:
   Descriptor socket_;
-  std::vector<uint8_t> buffer_;
 };
 
 }  // namespace host::ports

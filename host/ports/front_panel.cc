@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "host/ports/network_interface.h"
 #include "host/ports/tap.h"
@@ -12,15 +13,14 @@
 namespace host::ports {
 namespace {
 
-constexpr size_t kBatch = 32;  // frames of a port in one go
 constexpr size_t kShortest = 14;
 constexpr size_t kLongest = 9216 + 22;  // of one that is not still to be cut into segments
 constexpr size_t kSource = 6;
 
-bool is_sound(const Received &received) {
-  const size_t length = received.frame.size();
-  const bool fits = received.offload.gso_type != 0 || length <= kLongest;
-  return length >= kShortest && fits && (received.frame[kSource] & 1U) == 0;
+bool is_sound(const Packet &packet) {
+  const size_t length = packet.frame.size();
+  const bool fits = packet.offload.gso_type != 0 || length <= kLongest;
+  return length >= kShortest && fits && (packet.frame[kSource] & 1U) == 0;
 }
 
 // A tag without VLAN says nothing about where the frame belongs.
@@ -53,9 +53,12 @@ void FrontPanel::attach(uint32_t ifindex, std::unique_ptr<PortEnd> end) {
       throw std::invalid_argument(end->name() + " is taken: another port is attached to it");
     }
   }
+  if (!link_events_) {
+    link_events_.emplace();
+  }
   watch(ifindex, *end);
   const LinkState state = end->state();
-  ports_.emplace(ifindex, AttachedPort{std::move(end), state});
+  ports_.emplace(ifindex, AttachedPort{.end = std::move(end), .state = state, .queue = {}});
   was_used_ = true;
 }
 
@@ -83,47 +86,69 @@ void FrontPanel::watch(uint32_t ifindex, const PortEnd &end) const {
   }
 }
 
-size_t FrontPanel::receive() {
+void FrontPanel::receive() {
   if (receiver_ == nullptr) {
-    return 0;
+    return;
   }
   epoll_event ready[services::Interfaces::kPorts];
   const int count = epoll_wait(poll_.number(), ready, static_cast<int>(std::size(ready)), 0);
-  size_t frames = 0;
   for (int i = 0; i < count; ++i) {
-    frames += receive_from(ready[i].data.u32);
+    receive_from(ready[i].data.u32);
   }
-  return frames;
 }
 
 // The port may be detached by who receives its frames.
-size_t FrontPanel::receive_from(uint32_t ifindex) {
-  size_t frames = 0;
-  for (auto found = ports_.find(ifindex); frames < kBatch && found != ports_.end(); found = ports_.find(ifindex)) {
-    const auto received = found->second.end->receive();
-    if (!received) {
-      break;
-    }
-    ++frames;
-    if (!is_sound(*received)) {
-      receiver_->refuse(ifindex);
-      continue;
-    }
-    current_ = *received;
-    receiver_->receive(ifindex, current_.frame);
-    current_ = {};
+void FrontPanel::receive_from(uint32_t ifindex) {
+  const auto found = ports_.find(ifindex);
+  if (found == ports_.end()) {
+    return;
   }
-  return frames;
+  found->second.received = true;
+  batch_.clear();
+  found->second.end->receive(batch_);
+  for (const Packet &packet : batch_.packets()) {
+    if (is_sound(packet)) {
+      current_ = &packet;
+      receiver_->receive(ifindex, packet.frame);
+    } else {
+      receiver_->refuse(ifindex);
+    }
+  }
+  current_ = nullptr;
+  send_queues();
 }
 
+// Frames of the batch wait until it has been handed over; what lies elsewhere goes at once, behind those that wait.
 void FrontPanel::transmit(uint32_t ifindex, Frame frame) {
   const auto found = ports_.find(ifindex);
   if (found == ports_.end() || receiver_ == nullptr) {
     return;
   }
-  const bool as_it_came = frame.data() == current_.frame.data() && frame.size() == current_.frame.size();
-  if (!found->second.end->send(frame, as_it_came ? current_.offload : Offload{})) {
-    receiver_->not_sent(ifindex, frame.size());
+  AttachedPort &port = found->second;
+  const bool waits = current_ != nullptr && frame.data() == current_->frame.data();
+  const bool as_it_came = waits && frame.size() == current_->frame.size();
+  port.queue.push_back({frame, as_it_came ? current_->offload : Offload{}});
+  if (!waits) {
+    send_queue(ifindex, port);
+  }
+}
+
+void FrontPanel::send_queue(uint32_t ifindex, AttachedPort &port) {
+  const std::span<const Packet> queue = port.queue;
+  for (size_t sent = 0; sent < queue.size();) {
+    const size_t taken = port.end->send(queue.subspan(sent));
+    sent += taken;
+    if (taken == 0) {
+      receiver_->not_sent(ifindex, queue[sent].frame.size());
+      ++sent;
+    }
+  }
+  port.queue.clear();
+}
+
+void FrontPanel::send_queues() {
+  for (auto &[ifindex, port] : ports_) {
+    send_queue(ifindex, port);
   }
 }
 
@@ -139,15 +164,25 @@ FrontPanel::Route FrontPanel::route(uint32_t in_port, const asic::PacketHeader &
   return known ? Route{Route::To::Port, *known} : Route{Route::To::All};
 }
 
+void FrontPanel::follow_link(uint32_t ifindex, AttachedPort &port) {
+  if (port.end->renew()) {
+    watch(ifindex, *port.end);
+  }
+  const bool was_up = port.state.up;
+  port.state = port.end->state();
+  if (was_up && !port.state.up) {
+    bridge_.forget(ifindex);
+  }
+}
+
 void FrontPanel::follow_links() {
+  const bool changed = link_events_ && link_events_->happened();
   for (auto &[ifindex, port] : ports_) {
-    if (port.end->renew()) {
-      watch(ifindex, *port.end);
+    if (changed) {
+      follow_link(ifindex, port);
     }
-    const bool was_up = port.state.up;
-    port.state = port.end->state();
-    if (was_up && !port.state.up) {
-      bridge_.forget(ifindex);
+    if (std::exchange(port.received, false) && receiver_ != nullptr) {
+      receiver_->overrun(ifindex, port.end->overruns());
     }
   }
 }

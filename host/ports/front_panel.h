@@ -10,10 +10,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/asic/vlans.h"
+#include "host/ports/batch.h"
 #include "host/ports/bridge.h"
 #include "host/ports/descriptor.h"
+#include "host/ports/link_events.h"
 #include "host/ports/port_end.h"
 #include "host/services/clock.h"
 
@@ -39,7 +42,9 @@ class Receiver {
 
 struct AttachedPort {
   std::unique_ptr<PortEnd> end;
-  LinkState state;  // as of the last `follow_links`
+  LinkState state;            // as of the last `follow_links`
+  std::vector<Packet> queue;  // to be sent before the batch is done with that they are in
+  bool received = false;      // since the last `follow_links`
 };
 
 // The end that a text names: "tap:NAME" makes a TAP, anything else is an existing network interface. Throws
@@ -67,11 +72,11 @@ class FrontPanel {
   // Readable when a port has frames; the same for as long as the panel lives.
   int descriptor() const { return poll_.number(); }
 
-  // Hands a batch of waiting frames over, those of each port in order. Does not wait. How many there were.
-  size_t receive();
+  // Hands a batch of waiting frames of each port over, in order, and sends what is to become of them. Does not wait.
+  void receive();
 
   // Sends a frame by a port. One that came in with a checksum or segments to be done leaves with them, if it is passed
-  // on where it lies. What a port without end is to send ends there.
+  // on where it lies; it leaves when its batch has been handed over. What a port without end is to send ends there.
   void transmit(uint32_t ifindex, Frame frame);
 
   // Ordinary forwarding of a packet that came in by a port or port channel (another number: by none of them): takes
@@ -83,12 +88,15 @@ class FrontPanel {
   };
   Route route(uint32_t in_port, const asic::PacketHeader &packet);
 
-  // Looks at links and interfaces.
+  // Looks at links and interfaces where something happened to them, and tells of overruns.
   void follow_links();
 
  private:
   void watch(uint32_t ifindex, const PortEnd &end) const;
-  size_t receive_from(uint32_t ifindex);
+  void receive_from(uint32_t ifindex);
+  void send_queue(uint32_t ifindex, AttachedPort &port);
+  void send_queues();
+  void follow_link(uint32_t ifindex, AttachedPort &port);
 
   const asic::Vlans &vlans_;
   const services::Clock &clock_;
@@ -97,7 +105,9 @@ class FrontPanel {
   std::map<uint32_t, AttachedPort> ports_;
   bool was_used_ = false;
   Bridge bridge_;
-  Received current_;  // the frame that is being handed over
+  Batch batch_;
+  const Packet *current_ = nullptr;  // of the batch, the one that is being handed over
+  std::optional<LinkEvents> link_events_;
 };
 
 }  // namespace host::ports

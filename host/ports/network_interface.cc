@@ -7,16 +7,18 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <cstring>
 
+#include "host/ports/batch.h"
 #include "host/ports/interface_state.h"
 
 namespace host::ports {
 namespace {
 
 constexpr size_t kAddresses = 12;
-constexpr size_t kTag = 4;
-constexpr size_t kLargest = 1 << 16;  // a frame that is still to be cut into segments
+constexpr size_t kTag = Batch::kHeadroom;
+constexpr int kReceiveBuffer = 4 << 20;  // bytes, the kernel's own included; what it grants may be less
 
 void set_option(int socket, int option, const std::string &name) {
   const int on = 1;
@@ -30,6 +32,13 @@ void join_all(int socket, unsigned index, const std::string &name) {
   check(setsockopt(socket, SOL_PACKET, PACKET_ADD_MEMBERSHIP, &membership, sizeof membership), name);
 }
 
+// Beyond the system's limit, where that is permitted.
+void enlarge_receive_buffer(int socket) {
+  for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
+    setsockopt(socket, SOL_SOCKET, option, &kReceiveBuffer, sizeof kReceiveBuffer);
+  }
+}
+
 void bind_to(int socket, unsigned index, const std::string &name) {
   sockaddr_ll address{};
   address.sll_family = AF_PACKET;
@@ -38,7 +47,24 @@ void bind_to(int socket, unsigned index, const std::string &name) {
   check(bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address), name);
 }
 
-// What the kernel tells about a frame beside its bytes.
+// One frame of several that are received with one call: header, bytes, and what the kernel tells about them.
+struct Slot {
+  Offload offload;
+  iovec parts[2];
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(tpacket_auxdata))];
+
+  msghdr message_into(uint8_t *place) {
+    parts[0] = {&offload, sizeof offload};
+    parts[1] = {place, Batch::kLargest};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    return message;
+  }
+};
+
 tpacket_auxdata auxiliary(msghdr &message) {
   tpacket_auxdata data{};
   for (cmsghdr *each = CMSG_FIRSTHDR(&message); each != nullptr; each = CMSG_NXTHDR(&message, each)) {
@@ -55,9 +81,28 @@ void write_tag(uint8_t *where, const tpacket_auxdata &data) {
   memcpy(where, words, kTag);
 }
 
+// Puts a tag that the kernel took out of a frame back: the addresses move into the room in front of it.
+Packet with_tag(uint8_t *place, size_t bytes, Offload offload, const tpacket_auxdata &data) {
+  uint8_t *const start = place - kTag;
+  memmove(start, place, kAddresses);
+  write_tag(start + kAddresses, data);
+  offload.csum_start = static_cast<uint16_t>(offload.csum_start + kTag);
+  offload.hdr_len = static_cast<uint16_t>(offload.hdr_len + kTag);
+  return {{start, bytes + kTag}, offload};
+}
+
+Packet packet_of(mmsghdr &received, const Slot &slot, uint8_t *place) {
+  const size_t bytes = received.msg_len - std::min<size_t>(received.msg_len, sizeof slot.offload);
+  const tpacket_auxdata data = auxiliary(received.msg_hdr);
+  if ((data.tp_status & TP_STATUS_VLAN_VALID) != 0 && bytes > kAddresses) {
+    return with_tag(place, bytes, slot.offload, data);
+  }
+  return {{place, bytes}, slot.offload};
+}
+
 }  // namespace
 
-NetworkInterface::NetworkInterface(std::string name) : name_(std::move(name)), buffer_(kTag + kLargest) {
+NetworkInterface::NetworkInterface(std::string name) : name_(std::move(name)) {
   open();
 }
 
@@ -68,49 +113,53 @@ void NetworkInterface::open() {
   for (const int option : {PACKET_VNET_HDR, PACKET_AUXDATA, PACKET_IGNORE_OUTGOING}) {
     set_option(socket.number(), option, name_);
   }
+  enlarge_receive_buffer(socket.number());
   join_all(socket.number(), index, name_);
   bind_to(socket.number(), index, name_);
   socket_ = std::move(socket);
   index_ = index;
 }
 
-// Behind the addresses lies the rest of the frame; in front of them is room to move them by a tag.
-std::optional<Received> NetworkInterface::receive() {
+void NetworkInterface::receive(Batch &batch) {
   if (!socket_) {
-    return std::nullopt;
+    return;
   }
-  Received received;
-  uint8_t *const start = buffer_.data() + kTag;
-  iovec parts[] = {{&received.offload, sizeof received.offload}, {start, kLargest}};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(tpacket_auxdata))];
-  msghdr message{.msg_name = nullptr,
-                 .msg_namelen = 0,
-                 .msg_iov = parts,
-                 .msg_iovlen = 2,
-                 .msg_control = control,
-                 .msg_controllen = sizeof control,
-                 .msg_flags = 0};
-  const ssize_t length = recvmsg(socket_->number(), &message, 0);
-  if (length < static_cast<ssize_t>(sizeof received.offload)) {
-    return std::nullopt;
+  Slot slots[Batch::kFrames];
+  mmsghdr messages[Batch::kFrames];
+  for (size_t i = 0; i < Batch::kFrames; ++i) {
+    messages[i] = {slots[i].message_into(batch.place(i)), 0};
   }
-  const size_t bytes = static_cast<size_t>(length) - sizeof received.offload;
-  received.frame = {start, bytes};
-  const tpacket_auxdata data = auxiliary(message);
-  if ((data.tp_status & TP_STATUS_VLAN_VALID) != 0 && bytes > kAddresses) {
-    memmove(buffer_.data(), start, kAddresses);
-    write_tag(buffer_.data() + kAddresses, data);
-    received.frame = {buffer_.data(), bytes + kTag};
-    received.offload.csum_start = static_cast<uint16_t>(received.offload.csum_start + kTag);
-    received.offload.hdr_len = static_cast<uint16_t>(received.offload.hdr_len + kTag);
+  const int count = recvmmsg(socket_->number(), messages, Batch::kFrames, 0, nullptr);
+  for (int i = 0; i < count; ++i) {
+    const auto index = static_cast<size_t>(i);
+    batch.add(packet_of(messages[index], slots[index], batch.place(index)));
   }
-  return received;
 }
 
-bool NetworkInterface::send(Frame frame, const Offload &offload) {
-  Offload header = offload;
-  const iovec parts[] = {{&header, sizeof header}, {const_cast<uint8_t *>(frame.data()), frame.size()}};
-  return socket_ && writev(socket_->number(), parts, 2) >= 0;
+size_t NetworkInterface::send(std::span<const Packet> packets) {
+  if (!socket_) {
+    return 0;
+  }
+  iovec parts[Batch::kFrames][2];
+  mmsghdr messages[Batch::kFrames]{};
+  const size_t most = std::min(packets.size(), Batch::kFrames);
+  for (size_t i = 0; i < most; ++i) {
+    const auto &[frame, offload] = packets[i];
+    parts[i][0] = {const_cast<Offload *>(&offload), sizeof offload};
+    parts[i][1] = {const_cast<uint8_t *>(frame.data()), frame.size()};
+    messages[i].msg_hdr.msg_iov = parts[i];
+    messages[i].msg_hdr.msg_iovlen = 2;
+  }
+  const int count = sendmmsg(socket_->number(), messages, static_cast<unsigned>(most), 0);
+  return count < 0 ? 0 : static_cast<size_t>(count);
+}
+
+// Reading them sets them to 0.
+uint64_t NetworkInterface::overruns() {
+  tpacket_stats counts{};
+  socklen_t size = sizeof counts;
+  const bool known = socket_ && getsockopt(socket_->number(), SOL_PACKET, PACKET_STATISTICS, &counts, &size) == 0;
+  return known ? counts.tp_drops : 0;
 }
 
 LinkState NetworkInterface::state() const {

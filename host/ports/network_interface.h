@@ -7,7 +7,7 @@
 #define HOST_PORTS_NETWORK_INTERFACE_H
 
 #include <optional>
-#include <vector>
+#include <string>
 
 #include "host/ports/descriptor.h"
 #include "host/ports/port_end.h"
@@ -21,8 +21,9 @@ class NetworkInterface : public PortEnd {
 
   std::string name() const override { return name_; }
   int descriptor() const override { return socket_ ? socket_->number() : -1; }
-  std::optional<Received> receive() override;
-  bool send(Frame frame, const Offload &offload) override;
+  void receive(Batch &batch) override;
+  size_t send(std::span<const Packet> packets) override;
+  uint64_t overruns() override;
   LinkState state() const override;
   bool renew() override;
 
@@ -32,7 +33,6 @@ class NetworkInterface : public PortEnd {
   std::string name_;
   unsigned index_ = 0;
   std::optional<Descriptor> socket_;
-  std::vector<uint8_t> buffer_;
 };
 
 }  // namespace host::ports

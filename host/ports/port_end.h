@@ -24,10 +24,12 @@ struct Offload {
 };
 static_assert(sizeof(Offload) == 10);
 
-struct Received {
-  Frame frame;  // valid until the end is asked for the next one
+struct Packet {
+  Frame frame;
   Offload offload{};
 };
+
+class Batch;
 
 struct LinkState {
   enum class Medium : uint8_t { Unknown, Copper, Fibre };
@@ -54,9 +56,14 @@ class PortEnd {
   // what the end stands for is gone.
   virtual int descriptor() const = 0;
 
-  // Neither waits. `receive` answers none when there is nothing to be had, `send` false when the frame was not taken.
-  virtual std::optional<Received> receive() = 0;
-  virtual bool send(Frame frame, const Offload &offload) = 0;
+  // Takes waiting frames into an empty batch, until that is full. Does not wait.
+  virtual void receive(Batch &batch) = 0;
+
+  // Sends frames in order, without waiting: how many were taken before one was not.
+  virtual size_t send(std::span<const Packet> packets) = 0;
+
+  // How many frames came faster than they were taken, since this was asked last.
+  virtual uint64_t overruns() { return 0; }
 
   virtual LinkState state() const = 0;
 

@@ -8,19 +8,13 @@
 
 #include <cstring>
 
+#include "host/ports/batch.h"
 #include "host/ports/interface_state.h"
 
 namespace host::ports {
-namespace {
-
-constexpr size_t kLargest = 1 << 16;
-
-}  // namespace
 
 Tap::Tap(std::string name)
-    : name_(std::move(name)),
-      device_(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC), "/dev/net/tun"),
-      buffer_(kLargest) {
+    : name_(std::move(name)), device_(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC), "/dev/net/tun") {
   ifreq request{};
   request.ifr_flags = IFF_TAP | IFF_NO_PI | IFF_VNET_HDR;
   strncpy(request.ifr_name, name_.c_str(), sizeof request.ifr_name - 1);
@@ -28,21 +22,30 @@ Tap::Tap(std::string name)
   set_up(name_);
 }
 
-std::optional<Received> Tap::receive() {
-  Received received;
-  const iovec parts[] = {{&received.offload, sizeof received.offload}, {buffer_.data(), buffer_.size()}};
-  const ssize_t length = readv(device_.number(), parts, 2);
-  if (length < static_cast<ssize_t>(sizeof received.offload)) {
-    return std::nullopt;
+void Tap::receive(Batch &batch) {
+  while (!batch.is_full()) {
+    Offload offload;
+    uint8_t *const place = batch.place(batch.size());
+    const iovec parts[] = {{&offload, sizeof offload}, {place, Batch::kLargest}};
+    const ssize_t length = readv(device_.number(), parts, 2);
+    if (length < static_cast<ssize_t>(sizeof offload)) {
+      return;
+    }
+    batch.add({{place, static_cast<size_t>(length) - sizeof offload}, offload});
   }
-  received.frame = {buffer_.data(), static_cast<size_t>(length) - sizeof received.offload};
-  return received;
 }
 
-bool Tap::send(Frame frame, const Offload &offload) {
-  Offload header = offload;
-  const iovec parts[] = {{&header, sizeof header}, {const_cast<uint8_t *>(frame.data()), frame.size()}};
-  return writev(device_.number(), parts, 2) >= 0;
+size_t Tap::send(std::span<const Packet> packets) {
+  size_t taken = 0;
+  for (const Packet &packet : packets) {
+    Offload header = packet.offload;
+    const iovec parts[] = {{&header, sizeof header}, {const_cast<uint8_t *>(packet.frame.data()), packet.frame.size()}};
+    if (writev(device_.number(), parts, 2) < 0) {
+      break;
+    }
+    ++taken;
+  }
+  return taken;
 }
 
 LinkState Tap::state() const {

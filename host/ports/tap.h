@@ -2,7 +2,7 @@
 #ifndef HOST_PORTS_TAP_H
 #define HOST_PORTS_TAP_H
 
-#include <vector>
+#include <string>
 
 #include "host/ports/descriptor.h"
 #include "host/ports/port_end.h"
@@ -16,14 +16,13 @@ class Tap : public PortEnd {
 
   std::string name() const override { return "tap:" + name_; }
   int descriptor() const override { return device_.number(); }
-  std::optional<Received> receive() override;
-  bool send(Frame frame, const Offload &offload) override;
+  void receive(Batch &batch) override;
+  size_t send(std::span<const Packet> packets) override;
   LinkState state() const override;
 
  private:
   std::string name_;
   Descriptor device_;
-  std::vector<uint8_t> buffer_;
 };
 
 }  // namespace host::ports
