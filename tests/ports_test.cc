@@ -152,6 +152,7 @@ TEST_F(PortsTest, AttachAndDetachSayWhatIsWrong) {
   EXPECT_EQ(complaint([&] { panel().attach(port_channel(1), host::ports::Cable::make().first); }),
             "only a front-panel port can be attached to an interface");
   EXPECT_EQ(complaint([] { host::ports::make_end("oftab-none"); }), "oftab-none: No such device");
+  EXPECT_EQ(complaint([] { host::ports::make_end("tap:sixteen-letters!"); }), "sixteen-letters!: File name too long");
 }
 
 // Two pairs of interfaces in a network namespace of the test's own: the switch has oftabA and oftabB, whose peers are

@@ -78,7 +78,7 @@ CLI::App *add_serve(CLI::App &parser, ServeOptions &options) {
 void attach_ports(host::Switch &device, const std::vector<std::string> &ports) {
   for (const std::string &text : ports) {
     const size_t equals = text.find('=');
-    if (equals == std::string::npos) {
+    if (equals == std::string::npos || equals + 1 == text.size()) {
       throw std::invalid_argument("--port " + text + ": PORT=INTERFACE or PORT=tap:NAME is wanted");
     }
     const std::string port = text.substr(0, equals);

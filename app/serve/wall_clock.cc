@@ -15,7 +15,7 @@ WallClock::WallClock(asio::io_context &context, std::function<void()> tick) : ti
 void WallClock::start() {
   if (!std::exchange(runs_, true)) {
     told_ = std::chrono::steady_clock::now();
-    advance_({});
+    tick_();
     wait();
   }
 }

@@ -10,7 +10,7 @@ namespace app {
 
 class WallClock {
  public:
-  // `tick` is called ten times a second from start() on, until the clock is destroyed.
+  // `tick` is called by start() and ten times a second from then on, until the clock is destroyed.
   WallClock(asio::io_context &context, std::function<void()> tick);
 
   void start();

@@ -6,7 +6,6 @@
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
 #include "agent/text.h"
-#include "oftab/hw_entry.h"
 #include "oftab/oftab.h"
 
 namespace app {

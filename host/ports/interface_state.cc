@@ -62,6 +62,12 @@ LinkState interface_state(const std::string &name) {
   return state;
 }
 
+void check_name(const std::string &name) {
+  if (name.size() >= IFNAMSIZ) {
+    throw std::system_error(ENAMETOOLONG, std::generic_category(), name);
+  }
+}
+
 void set_up(const std::string &name) {
   const Descriptor socket = query_socket();
   ifreq request = request_for(name);

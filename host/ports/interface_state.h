@@ -11,6 +11,9 @@ namespace host::ports {
 // Down, without address and speed, for an interface that does not exist.
 LinkState interface_state(const std::string &name);
 
+// Throws std::system_error with a name that is longer than those of interfaces, which would be cut.
+void check_name(const std::string &name);
+
 // Sets an interface up. Throws std::system_error with its name.
 void set_up(const std::string &name);
 

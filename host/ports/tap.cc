@@ -15,6 +15,7 @@ namespace host::ports {
 
 Tap::Tap(std::string name)
     : name_(std::move(name)), device_(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC), "/dev/net/tun") {
+  check_name(name_);
   ifreq request{};
   request.ifr_flags = IFF_TAP | IFF_NO_PI | IFF_VNET_HDR;
   strncpy(request.ifr_name, name_.c_str(), sizeof request.ifr_name - 1);

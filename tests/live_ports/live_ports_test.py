@@ -1,0 +1,211 @@
+"""Frames of hosts in network namespaces through serving switches.  live_ports_test.py OFTAB_SWITCH
+
+Skipped where namespaces are not permitted."""
+import os
+import re
+import sys
+import time
+
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../examples"))
+
+from isolation import is_permitted, isolate
+from network import Host, Switch, Tap, frame, ping_result, quieten, run, until
+import openflow
+
+SKIPPED = 77
+
+
+def both_ways(*pairs):
+    return "; ".join(f"add-flow priority=10,in_port={one},actions=output:{other}"
+                     for pair in pairs for one, other in (pair, pair[::-1]))
+
+
+def expect(what, seen, wanted):
+    assert seen == wanted, f"{what}: {seen}, not {wanted}"
+
+
+def passed(switch, *ports):
+    """Frames that came in and left by ports, once none is on the road."""
+    def sums():
+        counts = [switch.counts(port) for port in ports]
+        return sum(each["rx_pkts"] for each in counts), sum(each["tx_pkts"] for each in counts)
+    before = sums()
+    while (now := time.sleep(0.05) or sums()) != before:
+        before = now
+    return now
+
+
+def flows_carry_pings(one, other, third):
+    with Switch({1: one, 2: other}) as switch:
+        switch.run(both_ways((1, 2)))
+        expect("pings by flows", one.ping(other), (20, 20, 0))
+        frames_in, frames_out = passed(switch, 1, 2)
+        assert frames_in == frames_out >= 40, f"{frames_in} in, {frames_out} out"
+        until(lambda: sum(map(int, re.findall(r"n_packets=(\d+)", switch.run("dump-flows")))) == frames_in,
+              "the flows count the same")
+
+
+def bridges_learn(one, other, third):
+    with Switch({1: one, 2: other, 3: third}, "--miss", "normal") as switch:
+        with_third = Tap(third)
+        expect("pings by normal", one.ping(other), (20, 20, 0))
+        seen = iter(with_third.next, None)
+        assert all(each[:6] == b"\xff" * 6 for each in seen), "a host gets what is for another, which was heard"
+        frames_in, _ = passed(switch, 1, 2, 3)
+        floods = switch.counts(3)["tx_pkts"]
+        expect("frames out", passed(switch, 1, 2, 3)[1], frames_in + floods)
+        assert floods > 0
+
+
+def tags_stay(one, other, third):
+    with Switch({1: one, 2: other, 3: third}) as switch:
+        switch.run("add-flow priority=10,in_port=1,dl_vlan=5,actions=output:2;"
+                   "add-flow priority=9,in_port=1,actions=output:3")
+        a, b, c = Tap(one), Tap(other), Tap(third)
+        tagged, priority, untagged = frame(2, 1, tag=5), frame(2, 1, tag=3 << 13 | 5), frame(2, 1)
+        a.send(tagged, untagged, priority)
+        b.expect(tagged, priority)
+        c.expect(untagged)
+        b.expect_silence()
+
+
+def links_go_down(one, other, third):
+    with Switch({1: one, 2: other, 3: third}, "--miss", "normal") as switch:
+        switch.run("add-flow priority=10,in_port=3,actions=output:2")
+        controller = openflow.Client(switch)
+        a, c = Tap(one), Tap(third)
+        other.ip("link", "set", "eth0", "down")
+        expect("port-status", controller.port_status(), (2, 0, openflow.LINK_DOWN, 0x00C0))
+        a.send(frame(255, 1))
+        c.expect(frame(255, 1))
+        c.send(frame(2, 3))
+        until(lambda: switch.counts(2)["tx_drop"] == 1, "the flow's frame is dropped")
+        other.ip("link", "set", "eth0", "up")
+        expect("port-status", controller.port_status(), (2, 0, 0, 0x00C0))
+        b = Tap(other)
+        c.send(frame(2, 3))
+        b.expect(frame(2, 3))
+        switch.run("port detach 2")
+        expect("port-status of a port that leads nowhere", controller.port_status(), (2, 0, openflow.LINK_DOWN, 0))
+
+
+def ports_do_as_told(one, other, third):
+    with Switch({1: one, 2: other, 3: third}, "--miss", "normal") as switch:
+        controller = openflow.Client(switch)
+        a, b, c = Tap(one), Tap(other), Tap(third)
+        controller.port_mod(2, other.far_mac(), openflow.NO_FLOOD, openflow.NO_FLOOD)
+        expect("port-status", controller.port_status()[:2], (2, openflow.NO_FLOOD))
+        a.send(frame(255, 1))
+        c.expect(frame(255, 1))
+        b.send(frame(1, 2))  # 2 is known now
+        a.expect(frame(1, 2))
+        a.send(frame(2, 1))
+        b.expect(frame(2, 1))
+        controller.port_mod(3, third.far_mac(), openflow.PORT_DOWN, openflow.PORT_DOWN)
+        expect("port-status", controller.port_status()[:2], (3, openflow.PORT_DOWN))
+        b.send(frame(255, 2))
+        a.expect(frame(255, 2))
+        c.expect_silence()
+
+
+def controllers_get_and_send_frames(one, other, third):
+    with Switch({1: one, 2: other, 3: third}) as switch:
+        controller = openflow.Client(switch)
+        a, b, c = Tap(one), Tap(other), Tap(third)
+        a.send(frame(2, 1))
+        buffer, port = controller.packet_in()
+        expect("the port of the packet-in", port, 1)
+        controller.packet_out(2, port, buffer=buffer)
+        b.expect(frame(2, 1))
+        controller.packet_out(openflow.FLOOD, 1, frame(255, 9))
+        b.expect(frame(255, 9))
+        c.expect(frame(255, 9))
+        a.expect_silence()
+
+
+def every_frame_is_counted(one, other, third):
+    """Frames in = frames out + dropped, whatever becomes of them."""
+    kinds = {0x9001: "output:2", 0x9002: "drop", 0x9003: "output:2,output:3", 0x9004: "output:1", 0x9005: "output:9"}
+    with Switch({1: one, 2: other, 3: third}, "--miss", "drop") as switch:
+        switch.run("; ".join(f"add-flow priority=10,dl_type={kind:#x},actions={what}" for kind, what in kinds.items()))
+        a = Tap(one)
+        bursts = 300
+        from_group = bytearray(frame(2, 1))
+        from_group[6] |= 1
+        for _ in range(bursts):
+            a.send(*(frame(2, 1, kind) for kind in kinds), frame(2, 1, 0x9999), bytes(from_group), bytes(14))
+        until(lambda: switch.counts(1)["rx_pkts"] == bursts * 7, "all sound frames came in")
+        counts = {port: switch.counts(port) for port in (1, 2, 3, 9)}
+        expect("of 7 of each burst", (counts[1]["rx_pkts"], counts[1]["rx_errs"], counts[1]["rx_over"]),
+               (bursts * 7, bursts, 0))
+        expect("out of port 2", counts[2]["tx_pkts"], 2 * bursts)
+        expect("out of port 3", counts[3]["tx_pkts"], bursts)
+        expect("back by port 1", counts[1]["tx_pkts"], 0)
+        expect("dropped at a port that leads nowhere", (counts[9]["tx_drop"], counts[9]["tx_pkts"]), (bursts, 0))
+        expect("at the hosts", (other.received(), third.received()), (2 * bursts, bursts))
+
+
+def members_leave_and_join(one, other, third):
+    """Two switches with a port channel of two veths between them: what is lost is what is sent while none is a member."""
+    for number in (7, 8):
+        run("ip", "link", "add", f"left{number}", "type", "veth", "peer", "name", f"right{number}")
+        for side in ("left", "right"):
+            run("ip", "link", "set", f"{side}{number}", "up")
+    with Switch({1: one, 7: "left7", 8: "left8"}) as left, \
+            Switch({1: other, 7: "right7", 8: "right8"}, "--miss", "normal") as right:
+        right.run("port-channel create 1 7 8")
+        left.run("port-channel create 1 7; interface openflow pc1 on; interface add pc1;"
+                 "add-flow priority=10,in_port=1,actions=output:pc1;"
+                 "add-flow priority=9,in_port=7,actions=output:1; add-flow priority=9,in_port=8,actions=output:1")
+        expect("pings by one member", one.ping(other), (20, 20, 0))
+
+        ping = one.start_ping(other, 50)
+        time.sleep(0.1)
+        left.run("port-channel join 1 8")
+        time.sleep(0.1)
+        left.run("port-channel leave 1 7")
+        sent, answered, twice = ping_result(ping)
+        expect("pings lost where the other joins first", sent - answered, 0)
+        assert 0 < twice < sent, f"{twice} of {sent} pings went by both members"
+
+        before = passed(left, 1)[0], passed(left, 7, 8)[1]
+        ping = one.start_ping(other, 50)
+        time.sleep(0.1)
+        left.run("port-channel leave 1 8")
+        time.sleep(0.1)
+        left.run("port-channel join 1 7")
+        sent, answered, twice = ping_result(ping)
+        after = passed(left, 1)[0], passed(left, 7, 8)[1]
+        assert 0 < answered < sent and twice == 0, f"{answered} of {sent} answered, {twice} twice"
+        expect("pings lost while there was no member", sent - answered, after[0] - before[0] - (after[1] - before[1]))
+
+
+def bad_input_names_itself(program):
+    for port, complaint in (("1=nowhere0", "nowhere0: No such device"), ("1=", "PORT=INTERFACE"),
+                            ("99=p1", "99"), ("1", "PORT=INTERFACE")):
+        seen = run(program, "serve", "--port", port, status=1)
+        assert complaint in seen, seen
+
+
+SCENARIOS = (flows_carry_pings, bridges_learn, tags_stay, links_go_down, ports_do_as_told,
+             controllers_get_and_send_frames, every_frame_is_counted, members_leave_and_join)
+
+
+def main():
+    if os.geteuid() != 0 or not is_permitted():
+        print("skipped: network namespaces are not permitted here")
+        sys.exit(SKIPPED)
+    isolate("-B")
+    quieten()
+    hosts = [Host(number) for number in (1, 2, 3)]
+    for scenario in SCENARIOS:
+        begin = time.monotonic()
+        for host in hosts:
+            host.forget()
+        scenario(*hosts)
+        print(f"{scenario.__name__.replace('_', ' ')}: {time.monotonic() - begin:.2f} s", flush=True)
+    bad_input_names_itself(sys.argv[1])
+
+
+if __name__ == "__main__":
+    main()

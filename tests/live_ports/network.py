@@ -1,0 +1,190 @@
+"""Hosts in network namespaces, and oftab-switches whose ports lead to them."""
+import ctypes
+import json
+import os
+import re
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+PROGRAM = sys.argv[1]
+PATIENCE = 10  # seconds until something that has to happen is given up
+
+_libc = ctypes.CDLL(None, use_errno=True)
+_CLONE_NEWNET = 0x40000000
+_SOL_PACKET, _PACKET_AUXDATA, _VLAN_VALID = 263, 8, 1 << 4
+_ETH_P_ALL, _PACKET_OUTGOING = 3, 4
+
+
+def run(*words, status=0):
+    """What a program prints on both of its outputs."""
+    done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=60)
+    assert done.returncode == status, f"{' '.join(words)}: {done.returncode}\n{done.stdout}"
+    return done.stdout
+
+
+def until(condition, what):
+    """Waits for a condition to hold; its value."""
+    deadline = time.monotonic() + PATIENCE
+    while not (value := condition()):
+        assert time.monotonic() < deadline, f"it never came that {what}"
+        time.sleep(0.01)
+    return value
+
+
+def quieten(*prefix):
+    """No frames but those of the test."""
+    run(*prefix, "sh", "-c", "for each in all default; do echo 1 > /proc/sys/net/ipv6/conf/$each/disable_ipv6; done")
+
+
+def mac(number):
+    return f"02:00:00:00:00:{number:02x}"
+
+
+class Host:
+    """Number N is called hN, has 10.0.0.N and 02:00:00:00:00:N, and one interface, eth0, whose other end is pN."""
+
+    def __init__(self, number):
+        self.name, self.far, self.mac, self.address = f"h{number}", f"p{number}", mac(number), f"10.0.0.{number}"
+        run("ip", "netns", "add", self.name)
+        quieten("ip", "netns", "exec", self.name)
+        self.plug()
+
+    def plug(self):
+        run("ip", "link", "add", self.far, "type", "veth", "peer", "name", "eth0", "address", self.mac, "netns",
+            self.name)
+        run("ip", "link", "set", self.far, "up")
+        self.ip("address", "add", f"{self.address}/24", "dev", "eth0")
+        self.ip("link", "set", "eth0", "up")
+
+    def ip(self, *words):
+        return run("ip", "-n", self.name, *words)
+
+    def forget(self):
+        """Others' addresses, and what was counted so far."""
+        self.ip("neighbour", "flush", "all")
+        self.received_before = 0
+        self.received_before = self.received()
+
+    def far_mac(self):
+        """Of the interface that a switch has."""
+        return bytes.fromhex(json.loads(run("ip", "-json", "link", "show", self.far))[0]["address"].replace(":", ""))
+
+    def received(self):
+        """Frames that came since."""
+        counts = json.loads(self.ip("-json", "-statistics", "link", "show", "eth0"))[0]["stats64"]
+        return counts["rx"]["packets"] - self.received_before
+
+    def start_ping(self, other, count, interval=0.01):
+        return subprocess.Popen(["ip", "netns", "exec", self.name, "ping", "-q", "-c", str(count), "-i", str(interval),
+                                 "-W", "1", other.address], stdout=subprocess.PIPE, text=True)
+
+    def ping(self, other, count=20):
+        return ping_result(self.start_ping(other, count))
+
+
+def ping_result(ping):
+    """How many requests were sent, answered, and answered again."""
+    text = ping.communicate(timeout=60)[0]
+    duplicates = re.search(r"\+(\d+) duplicates", text)
+    counts = re.search(r"(\d+) packets transmitted, (\d+) received", text)
+    return int(counts[1]), int(counts[2]), int(duplicates[1]) if duplicates else 0
+
+
+class Tap:
+    """A host's interface, for frames as they are, tags included; what the host itself sends is not seen."""
+
+    def __init__(self, host):
+        before = os.open("/proc/self/ns/net", os.O_RDONLY)
+        inside = os.open(f"/run/netns/{host.name}", os.O_RDONLY)
+        try:
+            self._enter(inside)
+            self.socket = socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(_ETH_P_ALL))
+            self.socket.bind(("eth0", _ETH_P_ALL))
+        finally:
+            self._enter(before)
+            os.close(before)
+            os.close(inside)
+        self.socket.setsockopt(_SOL_PACKET, _PACKET_AUXDATA, 1)
+        self.socket.setblocking(False)
+
+    @staticmethod
+    def _enter(namespace):
+        if _libc.setns(namespace, _CLONE_NEWNET) != 0:
+            raise OSError(ctypes.get_errno(), "setns")
+
+    def send(self, *frames):
+        for frame in frames:
+            self.socket.send(frame)
+
+    def next(self):
+        """The next frame that waits; none when there is none."""
+        while True:
+            try:
+                frame, extra, _, sender = self.socket.recvmsg(65536, 64)
+            except BlockingIOError:
+                return None
+            if sender[2] != _PACKET_OUTGOING:
+                return self._with_tag(frame, extra[0][2])
+
+    @staticmethod
+    def _with_tag(frame, data):
+        status, _, _, _, _, tag, kind = struct.unpack_from("=IIIHHHH", data)
+        return frame if not status & _VLAN_VALID else frame[:12] + struct.pack("!HH", kind, tag) + frame[12:]
+
+    def expect(self, *frames):
+        """These frames come, in this order, and no others before them."""
+        for frame in frames:
+            seen = until(self.next, f"{frame.hex()} arrives")
+            assert seen == frame, f"{seen.hex()} instead of {frame.hex()}"
+
+    def expect_silence(self):
+        seen = self.next()
+        assert seen is None, seen.hex()
+
+
+def frame(to, sender, kind=0x88B5, tag=None, payload=b"payload"):
+    """Between hosts by number; 255 is all of them, as receiver."""
+    receiver = b"\xff" * 6 if to == 255 else bytes((2, 0, 0, 0, 0, to))
+    vlan = b"" if tag is None else struct.pack("!HH", 0x8100, tag)
+    return (receiver + bytes((2, 0, 0, 0, 0, sender)) + vlan + struct.pack("!H", kind) + payload).ljust(60, b"\0")
+
+
+class Switch:
+    """Serves until the end of its block, its ports leading to hosts or interfaces."""
+
+    def __init__(self, ports, *options):
+        words = [word for number, far in ports.items() for word in ("--port", f"{number}={getattr(far, 'far', far)}")]
+        self.directory = tempfile.TemporaryDirectory(prefix="oftab.")
+        self.console = self.directory.name + "/console"
+        self.words = [PROGRAM, "serve", "--socket", self.console, "--listen", "ptcp:0:127.0.0.1", *words, *options]
+
+    def __enter__(self):
+        self.log = open(self.directory.name + "/log", "w+")
+        self.process = subprocess.Popen(self.words, stderr=self.log)
+        until(lambda: "listening" in self.read_log() or self.process.poll() is not None, "the switch listens")
+        self.openflow_port = int(re.search(r"ptcp:(\d+):127\.0\.0\.1: listening", self.read_log())[1])
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        assert self.process.wait() == 0, self.read_log()
+        self.log.close()
+        self.directory.cleanup()
+
+    def read_log(self):
+        with open(self.log.name) as log:
+            return log.read()
+
+    def run(self, commands):
+        return run(PROGRAM, "attach", self.console, "-c", commands)
+
+    def counts(self, number):
+        """Of a port, by name: rx_pkts, tx_drop ..."""
+        line = self.run(f"dump-ports {number}")
+        sides = re.search(r"rx (.*); tx (.*)", line)
+        return {f"{side}_{name}": int(value) for side, text in zip(("rx", "tx"), sides.groups())
+                for name, value in re.findall(r"(\w+)=(\d+)", text)}
