@@ -2,6 +2,7 @@
 #include "host/audit.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 #include "host/audit_checks.h"
@@ -44,27 +45,49 @@ bool keeps_last_copy(const AuditContext &context, uint16_t index) {
   const asic::Tcam &tcam = context.asic.tcam();
   return std::ranges::any_of(context.table.used(), [&](const auto &used) {
     const auto &[place, entry] = used;
-    return place != index && same_match(tcam.at(index), *entry) && !same_match(tcam.at(place), *entry);
+    return place != index && is_copy_of(tcam.at(index), *entry) && !is_copy_of(tcam.at(place), *entry);
   });
+}
+
+// Whether the index was to hold the flow, be it with another action.
+bool was_refused(const asic::Tcam &tcam, uint16_t index, const Entry &entry, bool other_match) {
+  const asic::Record *refused = tcam.refused_at(index);
+  return refused != nullptr && is_copy_of(*refused, entry) && (other_match || same_result(*refused, entry));
+}
+
+// Whether a modification that failed explains the record: the table's lost its action, the hardware's kept it.
+bool keeps_action(const asic::Record &record, const Entry &entry) {
+  using fields = oftab::hw::forward_result;
+  std::array<uint8_t, TCAM_RESULT_SIZE> table{};
+  std::ranges::copy(entry.hw.result, table.begin());
+  const bool without_copy =
+      oftab::hw::get(table.data(), fields::cp_to_cpu) == 0 && oftab::hw::get(table.data(), fields::cpu_code) == 0;
+  for (const oftab::hw::field field : {fields::drop, fields::cp_to_cpu, fields::cpu_code}) {
+    oftab::hw::set(table.data(), field, oftab::hw::get(record.result.data(), field));
+  }
+  return without_copy && table == record.result;
 }
 
 void check_record(const AuditContext &context, uint16_t index, const Entry &entry) {
   context.find(entry.tcam_index != index,
                about_flow(index, entry, "names TCAM index " + std::to_string(entry.tcam_index)));
-  const asic::Record &record = context.asic.tcam().at(index);
-  const bool other_match = !record.valid() || !same_match(record, entry) || counter_named_by(record) != entry.stats_id;
+  const asic::Tcam &tcam = context.asic.tcam();
+  const asic::Record &record = tcam.at(index);
+  const bool other_match = !record.valid() || !is_copy_of(record, entry);
   if (!other_match && same_result(record, entry)) {
     return;
   }
-  if (context.exceptions.written.contains(index)) {
+  if (context.written.contains(index)) {
     context.find(true, about_flow(index, entry, "overwritten directly", State::Written, Remedy::Write));
-  } else if (context.asic.tcam().last_write_failed(index) || keeps_last_copy(context, index)) {
+  } else if (was_refused(tcam, index, entry, other_match) || keeps_last_copy(context, index)) {
     context.find(true, about_flow(index, entry, "does not stand in the TCAM, which refused it", State::RefusedWrite,
                                   Remedy::Write));
-  } else if (other_match) {
-    context.find(true, about_flow(index, entry, "does not stand in the TCAM", State::Disagreement, Remedy::Write));
-  } else {
+  } else if (!other_match && keeps_action(record, entry)) {
     context.find(true, about_flow(index, entry, "its modification failed, it keeps its action", State::FailedAction));
+  } else {
+    context.find(true, about_flow(index, entry,
+                                  other_match ? "does not stand in the TCAM" : "stands in the TCAM with another result",
+                                  State::Disagreement, Remedy::Write));
   }
 }
 
@@ -100,9 +123,9 @@ void check_strays(const AuditContext &context) {
   for (const uint16_t index : context.table.strays()) {
     const bool stranded = context.table.stranded().contains(index);
     const bool explained = stranded && has_lost_its_array();
-    const State state = context.exceptions.written.contains(index) ? State::Written
-                        : stranded                                 ? State::Stranded
-                                                                   : State::Disagreement;
+    const State state = context.written.contains(index) ? State::Written
+                        : stranded                      ? State::Stranded
+                                                        : State::Disagreement;
     context.find(!explained && index != OFTAB_CATCH_ALL_INDEX && !context.table.used().contains(index),
                  {.what = at_index(index),
                   .problem = "valid in the TCAM, but no flow is there",
@@ -116,20 +139,26 @@ void check_catch_all(const AuditContext &context) {
   const Entry &entry = oftab_hw_rsrc_g.catch_all_entry;
   const asic::Tcam &tcam = context.asic.tcam();
   const asic::Record &record = tcam.at(OFTAB_CATCH_ALL_INDEX);
-  const bool written = !context.exceptions.written.empty();
+  const bool written = context.written.contains(OFTAB_CATCH_ALL_INDEX);
   const bool refused =
-      tcam.last_write_failed(OFTAB_CATCH_ALL_INDEX) || entry.stats_id == OFTAB_STATS_ID_NONE;  // or its counter was
-  const auto find = [&](bool wrong, const char *problem, State state, bool excused) {
+      tcam.refused_at(OFTAB_CATCH_ALL_INDEX) != nullptr || entry.stats_id == OFTAB_STATS_ID_NONE;  // or its counter was
+  const auto find = [&](bool wrong, const char *problem, State state, bool excused, Remedy remedy = Remedy::None) {
     context.find(wrong, {.what = "index 4095 (the catch-all)",
                          .problem = problem,
                          .state = excused ? state : State::Disagreement,
+                         .remedy = remedy,
                          .index = OFTAB_CATCH_ALL_INDEX});
   };
   const uint32_t counter = counter_named_by(record);
   find(record.valid() && counter != 0 && !context.asic.counters().exists(counter), "its counter does not exist",
        State::Disagreement, false);
   find(!record.valid(), "there is none", State::NoCatchAll, written || refused);
-  find(record.valid() && !written && (!same_match(record, entry) || !same_result(record, entry)),
+  if (record.valid() && written) {
+    find(true, "overwritten directly", State::Written, true, Remedy::Write);
+    return;
+  }
+  // A direct write elsewhere leaves its own record where the catch-all's was, until the next flow request.
+  find(record.valid() && context.written.empty() && (!same_match(record, entry) || !same_result(record, entry)),
        "its record does not stand in the TCAM", State::RefusedWrite, refused);
 }
 
@@ -151,10 +180,21 @@ void check_records(const AuditContext &context) {
   check_strays(context);
 }
 
+std::set<uint16_t> AuditExceptions::written_indices(const asic::Asic &asic) const {
+  std::set<uint16_t> indices;
+  for (const auto &[index, record] : written) {
+    if (asic.tcam().at(index) == record) {
+      indices.insert(index);
+    }
+  }
+  return indices;
+}
+
 std::vector<Finding> audit(const asic::Asic &asic, const AuditExceptions &exceptions) {
   std::vector<Finding> findings;
-  const TableSnapshot table(asic, exceptions.written);
-  const AuditContext context{asic, exceptions, table, findings};
+  const std::set<uint16_t> written = exceptions.written_indices(asic);
+  const TableSnapshot table(asic, written);
+  const AuditContext context{asic, exceptions, written, table, findings};
   check_records(context);
   check_resources(context);
   check_flow_masks(context);

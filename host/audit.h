@@ -3,6 +3,7 @@
 #define HOST_AUDIT_H
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -18,9 +19,12 @@ using FlowBits = std::set<FlowBit>;
 
 // What no look at the table and the hardware can tell. Each exception names the flow or the index that it excuses.
 struct AuditExceptions {
-  FlowBits purged;             // bits that a purge left behind (flow_bits() before it)
-  FlowBits untracked;          // flows that their port channel could not take up
-  std::set<uint16_t> written;  // indices that the operator wrote directly
+  FlowBits purged;                           // bits that a purge left behind (flow_bits() before it)
+  FlowBits untracked;                        // flows that their port channel could not take up
+  std::map<uint16_t, asic::Record> written;  // what the operator wrote directly; excused while it stands
+
+  // The indices where it still stands.
+  std::set<uint16_t> written_indices(const asic::Asic &asic) const;
 };
 
 // Every difference; none when all is well:

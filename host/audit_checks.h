@@ -2,6 +2,7 @@
 #ifndef HOST_AUDIT_CHECKS_H
 #define HOST_AUDIT_CHECKS_H
 
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,7 @@ namespace host {
 struct AuditContext {
   const asic::Asic &asic;
   const AuditExceptions &exceptions;
+  const std::set<uint16_t> &written;  // indices that hold what the operator wrote directly
   const TableSnapshot &table;
   std::vector<Finding> &findings;
 

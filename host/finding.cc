@@ -1,5 +1,7 @@
 #include "host/finding.h"
 
+#include <string>
+
 namespace host {
 
 std::string_view Finding::advice() const {
@@ -28,6 +30,30 @@ std::string_view Finding::advice() const {
       return "the next flow request installs it";
   }
   return "";
+}
+
+bool continues(const Finding &range, const Finding &next) {
+  return range.index && next.index && *next.index == *range.index + 1 && !range.flow && !next.flow &&
+         range.problem == next.problem && range.state == next.state &&
+         next.what == "index " + std::to_string(*next.index);
+}
+
+// "index 7" or "index 3 to 7" becomes "... to 8".
+void extend(Finding &range, const Finding &next) {
+  range.what = range.what.substr(0, range.what.find(" to ")) + " to " + std::to_string(*next.index);
+  range.index = next.index;
+}
+
+std::vector<Finding> in_ranges(const std::vector<Finding> &findings) {
+  std::vector<Finding> ranges;
+  for (const Finding &finding : findings) {
+    if (!ranges.empty() && continues(ranges.back(), finding)) {
+      extend(ranges.back(), finding);
+    } else {
+      ranges.push_back(finding);
+    }
+  }
+  return ranges;
 }
 
 }  // namespace host

@@ -33,7 +33,7 @@ struct Finding {
   std::string problem{};  // "does not stand in the TCAM"
   State state = State::Disagreement;
   Remedy remedy = Remedy::None;
-  std::optional<uint16_t> index{};  // in the TCAM
+  std::optional<uint16_t> index{};  // in the TCAM; of a range, the last
   std::optional<uint32_t> flow{};   // sequence number
   uint32_t resource = 0;            // counter or multicast index, for the remedies that need one
 
@@ -42,6 +42,11 @@ struct Finding {
   // What to do about it.
   std::string_view advice() const;
 };
+
+// Of findings that differ by their indices alone, where these follow one another, one for all: "index 0 to 4094".
+bool continues(const Finding &range, const Finding &next);
+void extend(Finding &range, const Finding &next);
+std::vector<Finding> in_ranges(const std::vector<Finding> &findings);
 
 }  // namespace host
 

@@ -42,10 +42,35 @@ void program_tree(Switch &device, const Finding &finding) {
   }
 }
 
+// A flow request that asks for nothing.
+void wake(Switch &device) {
+  constexpr std::array<uint8_t, 8> kDeleteNothing{OFTAB_ENTRY_DELETE};
+  device.submit(OFTAB_MSG_ENTRY_UPDATE, kDeleteNothing);
+}
+
+// The library installs a catch-all where there is none, and gives it the action that it is asked for.
+void install_catch_all(Switch &device) {
+  const uint32_t kind = oftab_hw_rsrc_g.catch_all_entry.result_kind;
+  device.clear_catch_all();
+  wake(device);
+  struct {
+    oftab_entry_update_req_t header{.entry_op = OFTAB_ENTRY_ADD, .num_entries = 1, .reserved = 0};
+    oftab_flow_t flow{};
+  } request;
+  request.flow.priority = OFTAB_CATCH_ALL_PRIORITY;
+  request.flow.result_type = kind == OFTAB_RESULT_CONTROLLER ? uint32_t{OFTAB_ACTION_CONTROLLER} : kind;
+  request.flow.app_id = 1;
+  device.submit(OFTAB_MSG_ENTRY_UPDATE, {reinterpret_cast<const uint8_t *>(&request), sizeof request});
+}
+
 void mend(Switch &device, const Finding &finding) {
   switch (finding.remedy) {
     case Remedy::Write:
-      device.rewrite(*finding.index);
+      if (finding.index == OFTAB_CATCH_ALL_INDEX) {
+        install_catch_all(device);
+      } else {
+        device.rewrite(*finding.index);
+      }
       break;
     case Remedy::Erase:
       device.erase(*finding.index);
@@ -68,10 +93,16 @@ bool names_the_same(const Finding &one, const Finding &other) {
   return one.what == other.what && one.remedy == other.remedy;
 }
 
-// A flow request that asks for nothing.
-void wake(Switch &device) {
-  constexpr std::array<uint8_t, 8> kDeleteNothing{OFTAB_ENTRY_DELETE};
-  device.submit(OFTAB_MSG_ENTRY_UPDATE, kDeleteNothing);
+std::vector<Repair> in_ranges(const std::vector<Repair> &repairs) {
+  std::vector<Repair> ranges;
+  for (const Repair &each : repairs) {
+    if (!ranges.empty() && ranges.back().done == each.done && continues(ranges.back().finding, each.finding)) {
+      extend(ranges.back().finding, each.finding);
+    } else {
+      ranges.push_back(each);
+    }
+  }
+  return ranges;
 }
 
 }  // namespace
@@ -96,7 +127,7 @@ std::vector<Repair> repair(Switch &device, const AuditExceptions &exceptions) {
   for (Repair &each : repairs) {
     each.done = std::ranges::none_of(left, [&](const Finding &one) { return names_the_same(one, each.finding); });
   }
-  return repairs;
+  return in_ranges(repairs);
 }
 
 }  // namespace host

@@ -10,7 +10,7 @@
 
 namespace host {
 
-// One finding, and what became of it.
+// A finding, or a range of them, and what became of it.
 struct Repair {
   Finding finding;
   bool done;  // the audit does not find it any more

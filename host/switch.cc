@@ -138,6 +138,10 @@ void Switch::erase(uint16_t tcam_index) {
   oftab_clear_and_program_entry(&erased);
 }
 
+void Switch::clear_catch_all() {
+  oftab_clear_catch_all(OFTAB_CATCH_ALL_INDEX, OFTAB_CATCH_ALL_INDEX);
+}
+
 void Switch::advance(uint32_t seconds) {
   clock().advance(seconds);
 }

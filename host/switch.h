@@ -78,6 +78,9 @@ class Switch {
   void rewrite(uint16_t tcam_index);
   void erase(uint16_t tcam_index);
 
+  // Has the library invalidate the catch-all; the next flow request installs it anew.
+  void clear_catch_all();
+
   // Lets time pass; timers expire on the way and the library collects its statistics.
   void advance(uint32_t seconds);
 

@@ -54,6 +54,10 @@ bool same_match(const asic::Record &record, const oftab_sw_entry_t &entry) {
   return std::ranges::equal(record.key, entry.hw.key) && std::ranges::equal(record.mask, entry.hw.mask);
 }
 
+bool is_copy_of(const asic::Record &record, const oftab_sw_entry_t &entry) {
+  return same_match(record, entry) && counter_named_by(record) == entry.stats_id;
+}
+
 bool same_result(const asic::Record &record, const oftab_sw_entry_t &entry) {
   return std::ranges::equal(record.result, entry.hw.result);
 }
@@ -112,14 +116,23 @@ bool TableSnapshot::is_stray(uint16_t index) const {
     return true;
   }
   const oftab_sw_entry_t &entry = *found->second;
-  const bool not_restored = asic_.tcam().last_write_failed(index) && !same_result(tcam(index), entry);
-  return not_restored || !same_match(tcam(index), entry) || counter_named_by(tcam(index)) != entry.stats_id;
+  const asic::Record *refused = asic_.tcam().refused_at(index);
+  const bool not_restored = refused != nullptr && same_result(*refused, entry) && !same_result(tcam(index), entry);
+  return not_restored || !is_copy_of(tcam(index), entry);
 }
 
+// Of a flow whose interface may have got another id since.
 bool TableSnapshot::is_copy(uint16_t index) const {
+  const auto on_any_interface = [](auto record) {
+    hw::set(std::data(record.key), hw::ip_key::l2lif, 0);
+    hw::set(std::data(record.mask), hw::ip_key::l2lif, 0);
+    return record;
+  };
+  const asic::Record record = on_any_interface(tcam(index));
   return std::ranges::any_of(used_, [&](const auto &used) {
-    return used.first != index && same_match(tcam(index), *used.second) &&
-           counter_named_by(tcam(index)) == used.second->stats_id;
+    oftab_sw_entry_t entry = *used.second;
+    entry.hw = on_any_interface(entry.hw);
+    return used.first != index && is_copy_of(record, entry);
   });
 }
 
@@ -140,7 +153,7 @@ void TableSnapshot::find_stranded() {
     const uint32_t counter = counter_named_by(tcam(index));
     const bool alone = claims[counter] == 1 || has_lost_its_array();  // a flow of a lost table may stand twice
     const bool owns = asic_.counters().exists(counter) && !counters_.contains(counter) && alone;
-    if (owns || asic_.tcam().last_write_failed(index) || is_copy(index)) {
+    if (owns || asic_.tcam().refused_at(index) != nullptr || is_copy(index)) {
       stranded_.insert(index);
     }
   }

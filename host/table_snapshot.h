@@ -23,6 +23,8 @@ std::string at_index(uint16_t index);
 std::string flow_at(uint16_t index, const oftab_sw_entry_t &entry);
 
 bool same_match(const asic::Record &record, const oftab_sw_entry_t &entry);
+// The same match and the same counter: the entry's, be it with another action.
+bool is_copy_of(const asic::Record &record, const oftab_sw_entry_t &entry);
 bool same_result(const asic::Record &record, const oftab_sw_entry_t &entry);
 
 // The counter that a TCAM record counts on.

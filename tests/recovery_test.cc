@@ -266,7 +266,7 @@ void compact(Recovery & /*rig*/) {
 // Flow 1 stands at 2000, flows 3 to 6 at 2002 to 2005.
 const RestoreCase kRestorations[] = {
     {"MovedUp", compact, {5}, {2000, 2001, 2002, 2003, 2004, 2003, 2002}, {2001}},
-    {"MovedUpAndRefusedAgain", compact, {5, 6, 7}, {2000, 2001, 2002, 2003, 2004, 2003, 2003}, {2001}},
+    {"MovedUpAndRefusedAgain", compact, {5, 6, 7}, {2000, 2001, 2002, 2003, 2004, 2003}, {2001}},
     {"FirstMove", compact, {2}, {2000, 2001}, {}},
     {"MovedDown",
      [](Recovery &rig) {
@@ -291,10 +291,68 @@ TEST_F(Recovery, TreeThatCouldNotBePutBackIsCompletedByTheNextRequest) {
     excused = {{host::State::RefusedTree, 2}};
     expect_sound();
     excused.clear();
+    sw.faults().reset();
+    send(intf_request(OFTAB_INTF_DELETE, {port(1)}), OFTAB_MSG_INTF_UPDATE);
+    EXPECT_EQ(sw.faults().calls(call), 0U);
     set_up({erase({})});
     EXPECT_EQ(fate(2), "to 2");
     EXPECT_TRUE(state() == before);
   }
+}
+
+// A record whose erasure is refused keeps its counter: no flow gets it until the record is gone.
+TEST_F(Recovery, FlowsDoNotShareTheCounterOfARefusedErasure) {
+  set_up({add({numbered_flow(1, 50, deny()), numbered_flow(2, 40)})});
+  with_refused_writes(1, [&] { set_up({erase({1})}); });
+  sw.faults().fail(kWrite, 1, kCode);
+  set_up({add({numbered_flow(3, 30)})});
+  EXPECT_EQ(fate(1) + " " + fate(1) + " " + fate(3), "drop drop forward");
+  sw.advance(10);
+  EXPECT_EQ(find_record(3)->pkt_cnt, 1U);
+  excused = {{host::State::Stranded, 2000}};
+  expect_sound();
+  excused.clear();
+  set_up({erase({})});
+  EXPECT_EQ(fate(1), "drop");  // by the catch-all
+  expect_no_leak(0);
+}
+
+// A compaction stops; flow 4's last copy then stands at the index of flow 3, whose interface gets another id.
+TEST_F(Recovery, InterfaceIdLeavesALastCopyAlone) {
+  Flow named = numbered_flow(3, 50, deny());
+  named.value.ifindex = port(4);
+  named.mask.ifindex = 0xffffffff;
+  set_up({add({numbered_flow(1, 60), numbered_flow(2, 55), named, numbered_flow(4, 45), numbered_flow(5, 40),
+               numbered_flow(6, 35)}),
+          erase({2})});
+  sw.faults().fail(kWrite, 5, kCode);
+  sw.faults().fail(kWrite, 6, kCode);
+  EXPECT_EQ(oftab_defragment_entries(), -1);
+  sw.change_interface_id(port(4), 0x900);
+  EXPECT_EQ(fate(4), "forward");
+  excused = {{host::State::RefusedWrite, 3}, {host::State::RefusedWrite, 4}, {host::State::Stranded, 2001}};
+  expect_sound();
+  excused.clear();
+  set_up({erase({})});
+  EXPECT_EQ(fate(3) + " " + fate(4), "drop forward");
+}
+
+TEST_F(Recovery, FailedTwinLeavesAFlowsPortChannelAlone) {
+  set_up({add({numbered_flow(1, 60), numbered_flow(2, 50, output({kPc}))}), erase({1})});
+  EXPECT_EQ(oftab_defragment_entries(), 0);
+  sw.faults().fail("libsdk_mcst_tree_create", 1, kCode);
+  EXPECT_EQ(submit(add({numbered_flow(2, 9, output({kPc}))})).status, -10);
+  sw.join(port(7), kPc);
+  EXPECT_EQ(fate(2), "to 8 10");
+}
+
+TEST_F(Recovery, RefusedMoveIsTraced) {
+  set_up({add({numbered_flow(1, 60), numbered_flow(2, 50), numbered_flow(3, 40)}), erase({2})});
+  sw.tracing().clear();
+  with_refused_writes(
+      2, [] { EXPECT_EQ(oftab_defragment_entries(), -1); }, Repeat::Once);
+  EXPECT_THAT(traced(102),
+              ElementsAre("\nFailed programming the entry  2001. rc=77", "Entry movement from 2002 to 2001 failed \n"));
 }
 
 // Releases are tried once. The index goes to nobody while there are others.
@@ -322,7 +380,7 @@ TEST_F(Recovery, DirectWriteOverAStrandedEntryIsLeftAlone) {
       Repeat::Once);
   EXPECT_THAT(sw.asic().tcam().valid_indices(), ElementsAre(2000, 2001, 2003, 4095));
   oftab_install_global_entry(2003, 2003);
-  exceptions.written = {2003};
+  exceptions.written[2003] = sw.asic().tcam().at(2003);
   set_up({add({numbered_flow(5, 9)}), erase({5})});
   oftab_defragment_entries();
   EXPECT_THAT(sw.asic().tcam().valid_indices(), ElementsAre(2000, 2003, 4095));

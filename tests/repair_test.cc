@@ -17,7 +17,15 @@ struct RepairCase {
   std::function<void(Rig &)> damage;
   std::vector<std::string> lines;
   std::set<Rig::Excuse> left{};
+  bool catch_all_copies = false;  // to the CPU
 };
+
+void write_directly(Rig &rig, uint16_t first, uint16_t last) {
+  oftab_install_global_entry(first, last);
+  for (uint16_t index = first; index <= last; ++index) {
+    rig.exceptions.written[index] = rig.sw.asic().tcam().at(index);
+  }
+}
 
 void refuse(Rig &rig, const char *call, uint64_t nth) {
   rig.sw.faults().fail(call, nth, 77);
@@ -52,11 +60,28 @@ const RepairCase kRepairs[] = {
      },
      {"counter 4: released", "tree 8193: released"}},
     {"DirectWrites",
-     [](Rig &) {
-       oftab_install_global_entry(2001, 2001);
-       oftab_install_global_entry(3000, 3000);
+     [](Rig &rig) {
+       write_directly(rig, 2001, 2001);
+       write_directly(rig, 3000, 3003);
+       write_directly(rig, 3005, 3005);
      },
-     {"index 2001 (flow 2): written", "index 3000: erased"}},
+     {"index 2001 (flow 2): written", "index 3000 to 3003: erased", "index 3005: erased"}},
+    {"CatchAllOverwritten",
+     [](Rig &rig) {
+       rig.set_up({set_catch_all(controller())});
+       write_directly(rig, 4095, 4095);
+       rig.set_up({erase({})});  // the library takes it for the catch-all
+     },
+     {"index 4095 (the catch-all): written"},
+     {},
+     true},
+    {"OtherResult",
+     [](Rig &rig) {
+       host::asic::Record record = rig.sw.asic().tcam().at(2001);
+       record.result[4] ^= 1U;
+       rig.sw.asic().tcam().put(2001, record);
+     },
+     {"index 2001 (flow 2): written"}},
     {"FailedAction",
      [](Rig &rig) { rig.submit(modify({{.seq_no = 2, .action = controller(9)}})); },
      {"index 2001 (flow 2): its modification failed, it has no tree (modify the flow until that succeeds, or delete "
@@ -73,7 +98,6 @@ TEST_P(RepairTest, DoesWhatItSays) {
   denied.mask.ifindex = 0xffffffff;
   sw.interfaces().create_pc(kPc);
   set_up({add({denied, numbered_flow(2, 40, output({kPc}))})});
-  exceptions.written = {2001, 3000};
   GetParam().damage(*this);
   sw.faults().reset();
   std::vector<std::string> lines;
@@ -83,6 +107,7 @@ TEST_P(RepairTest, DoesWhatItSays) {
   EXPECT_EQ(lines, GetParam().lines);
   EXPECT_EQ(sw.faults().sdk_calls() > 0, !lines.empty());
   EXPECT_EQ(sw.inject(port(4), packet_of(1)).verdict, host::asic::Verdict::Drop);
+  EXPECT_EQ(sw.inject(port(4), packet_of(77)).cpu_code.has_value(), GetParam().catch_all_copies);
   excused = GetParam().left;
 }
 

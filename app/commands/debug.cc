@@ -1,4 +1,6 @@
 // The library's own debug commands and its direct TCAM writers.
+#include <vector>
+
 #include "agent/status.h"
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
@@ -27,17 +29,23 @@ void run_debug_command(Session &session, Arguments &arguments) {
 }
 
 // The audit is to know what does not come from the table.
-void note_written(Session &session, uint32_t first, uint32_t last) {
-  for (uint32_t index = first < TCAM_INDICES ? first : 0; index <= last && index < TCAM_INDICES; ++index) {
-    session.audit_exceptions.written.insert(static_cast<uint16_t>(index));
+template <typename Write>
+int32_t write_directly(Session &session, Write write) {
+  const auto &records = session.device.asic().tcam().records();
+  const std::vector<host::asic::Record> before(records.begin(), records.end());
+  const int32_t status = write();
+  for (uint16_t index = 0; index < TCAM_INDICES; ++index) {
+    if (records[index] != before[index]) {
+      session.audit_exceptions.written[index] = records[index];
+    }
   }
+  return status;
 }
 
 void run_multicast_scenario(Session &session, Arguments &arguments) {
   const auto vlan = static_cast<int>(arguments.next_number(0, INT32_MAX, "a VLAN"));
   arguments.finish();
-  note_written(session, 0, TCAM_INDICES - 1);
-  if (const int32_t status = oftab_debug_test(vlan); status != OFTAB_OK) {
+  if (const int32_t status = write_directly(session, [=] { return oftab_debug_test(vlan); }); status != OFTAB_OK) {
     throw CommandError(concat("multicast scenario: ", status_text(Operation::Write, status)));
   }
   *session.out << "the multicast scenario stands at every TCAM index\n";
@@ -48,8 +56,7 @@ void write_range(Session &session, Arguments &arguments, int32_t (*write)(uint32
   const auto first = static_cast<uint32_t>(arguments.next_number(0, OFTAB_CATCH_ALL_INDEX, "a TCAM index"));
   const auto last = static_cast<uint32_t>(arguments.next_number(first, OFTAB_CATCH_ALL_INDEX, "the last TCAM index"));
   arguments.finish();
-  note_written(session, first, last);
-  if (const int32_t status = write(first, last); status != OFTAB_OK) {
+  if (const int32_t status = write_directly(session, [=] { return write(first, last); }); status != OFTAB_OK) {
     throw CommandError(concat("writing: ", status_text(Operation::Write, status)));
   }
   *session.out << "written\n";

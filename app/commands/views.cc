@@ -110,7 +110,8 @@ void print_finding(Session &session, const host::Finding &finding) {
 
 void audit(Session &session, Arguments &arguments) {
   arguments.finish();
-  const std::vector<host::Finding> findings = host::audit(session.device.asic(), session.audit_exceptions);
+  const std::vector<host::Finding> findings =
+      host::in_ranges(host::audit(session.device.asic(), session.audit_exceptions));
   const auto &violations = session.device.violations().list();
   for (const host::Finding &finding : findings) {
     print_finding(session, finding);

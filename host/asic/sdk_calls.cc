@@ -120,7 +120,7 @@ int32_t qtr_custom_cache_unified_entry_set(uint32_t unit, uint32_t tcam_index, c
       [&](Asic &asic) { return complete ? asic.tcam().write(tcam_index, record()) : SdkError::BadArgument; },
       [&] { return std::to_string(tcam_index) + (record().valid() ? ", vld=1" : ", vld=0"); }, no_answer);
   if (code != 0) {
-    host::live().asic.tcam().note_failed_write(tcam_index);
+    host::live().asic.tcam().note_failed_write(tcam_index, record());
   }
   return code;
 }

@@ -38,14 +38,19 @@ SdkError Tcam::write(uint32_t index, const Record &record) {
     return SdkError::TcamFull;
   }
   put(static_cast<uint16_t>(index), record);
-  write_failed_.reset(index);
+  refused_.erase(static_cast<uint16_t>(index));
   return SdkError::None;
 }
 
-void Tcam::note_failed_write(uint32_t index) {
+void Tcam::note_failed_write(uint32_t index, const Record &record) {
   if (index < records_.size()) {
-    write_failed_.set(index);
+    refused_[static_cast<uint16_t>(index)] = record;
   }
+}
+
+const Record *Tcam::refused_at(uint16_t index) const {
+  const auto found = refused_.find(index);
+  return found == refused_.end() ? nullptr : &found->second;
 }
 
 void Tcam::put(uint16_t index, const Record &record) {

@@ -6,6 +6,7 @@
 #include <bitset>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,10 +35,10 @@ class Tcam {
   // The SDK's write. Refuses an index out of range, one valid record too many, and any write in a NoTcamWrites scope.
   SdkError write(uint32_t index, const Record &record);
 
-  // Takes note that a write to `index` failed before it got here.
-  void note_failed_write(uint32_t index);
-  // Whether the most recent write to `index` failed, for whatever reason.
-  bool last_write_failed(uint16_t index) const { return write_failed_.test(index); }
+  // Takes note that this write to `index` failed, for whatever reason.
+  void note_failed_write(uint32_t index, const Record &record);
+  // What the most recent write to `index` was to put there, if that failed; else null.
+  const Record *refused_at(uint16_t index) const;
 
   // How many valid records fit (4096 unless set).
   void set_capacity(size_t valid_records) { capacity_ = valid_records; }
@@ -64,7 +65,7 @@ class Tcam {
 
   services::Violations &violations_;
   std::array<Record, TCAM_INDICES> records_{};
-  std::bitset<TCAM_INDICES> write_failed_;
+  std::map<uint16_t, Record> refused_;
   size_t capacity_ = TCAM_INDICES;
   size_t valid_count_ = 0;
   int forbidden_ = 0;  // open NoTcamWrites scopes

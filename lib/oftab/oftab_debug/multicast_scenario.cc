@@ -210,16 +210,16 @@ int32_t oftab_debug_test(int vlan) {
   clear_ports(ports);
   prepare();
   uint32_t stats_id = 0;
-  create_counter(__func__, &stats_id);
-  uint32_t ltl_index = 0;
-  if (!set_outputs(ports) || !create_tree(ports, &ltl_index)) {
-    return OFTAB_ERR_FAIL;
+  if (create_counter(__func__, &stats_id) == 0) {
+    own_counter(static_cast<uint16_t>(stats_id));
   }
-  for (uint32_t i = 0; i < TCAM_INDICES; ++i) {
+  uint32_t ltl_index = 0;
+  const bool ready = set_outputs(ports) && create_tree(ports, &ltl_index);
+  for (uint32_t i = 0; ready && i < TCAM_INDICES; ++i) {
     install_entry(i, stats_id, ltl_index);
   }
   release_unnamed(__func__);
-  return OFTAB_OK;
+  return ready ? OFTAB_OK : OFTAB_ERR_FAIL;
 }
 
 void test_cache_unified_entry_dump(const char *name, const void *part) {

@@ -2,6 +2,7 @@
 
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/flow_memory.h"
+#include "oftab/oftab_main/tcam.h"
 #include "oftab/trace.h"
 
 namespace oftab {
@@ -9,17 +10,32 @@ namespace {
 
 bool own[1U << 16];  // by counter
 
+int32_t ask_for_counter(uint32_t *id) {
+  uint32_t block[4] = {0xFFFFFFFFU, 0, 0, 0};
+  const int32_t rc = libsdk_l3_route_stats_create(0, block);
+  *id = block[0];
+  return rc;
+}
+
+// Whether a record whose erasure was refused still counts on it. It is kept for that record, or a flow would get the
+// record's packets counted.
+bool is_named_by_stray(uint32_t id) {
+  return is_unsettled() && records_naming_counter(counter_name(static_cast<uint16_t>(id))) > 0;
+}
+
 }  // namespace
 
 int32_t create_counter(const char *function, uint32_t *id) {
-  uint32_t block[4] = {0xFFFFFFFFU, 0, 0, 0};
-  const int32_t rc = libsdk_l3_route_stats_create(0, block);
+  int32_t rc = ask_for_counter(id);
+  while (rc == 0 && is_named_by_stray(*id)) {
+    own_counter(static_cast<uint16_t>(*id));
+    rc = ask_for_counter(id);
+  }
   if (rc != 0) {
     TRACE_ERROR_IN(function, "\ncreating stats_id failed, sdkrc %d\n", rc);
     *id = 0xFFFFFFFFU;
     return rc;
   }
-  *id = block[0];
   forget_flow(static_cast<uint16_t>(*id));
   TRACE_DETAIL_IN(function, "stats_id %d allocated\n", *id);
   return 0;

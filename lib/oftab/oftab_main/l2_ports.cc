@@ -2,7 +2,7 @@
 #include "oftab/hw_entry.h"
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/interface_lookup.h"
-#include "oftab/oftab_main/tcam.h"
+#include "oftab/oftab_main/reconcile.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 
@@ -59,6 +59,6 @@ void oftab_update_l2lif_for_ifindex(uint32_t ifindex, uint32_t intf_id) {
 
 void oftab_program_entry(oftab_sw_entry_t *entry) {
   TRACE_ENTER();
-  program_record(__func__, *entry);
+  rewrite_entry(__func__, *entry);
   TRACE_EXIT();
 }

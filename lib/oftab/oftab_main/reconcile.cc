@@ -39,22 +39,38 @@
 namespace oftab {
 namespace {
 
-// The table's flows by the counter that their records name: valid from find_flows() until the table changes.
-oftab_sw_entry_t *flows[COUNTER_NAMES];
-
-void find_flows() {
-  memset(flows, 0, sizeof flows);
-  for (oftab_sw_entry_t &entry : current_view()) {
-    if (is_used(entry)) {
-      flows[counter_name(entry.stats_id)] = &entry;
+// The table and its flows, by the counter that their records name.
+class table_flows {
+ public:
+  explicit table_flows(const table_view &table) : table_(table) {
+    static_assert(NONE == 0xFFFF, "memset writes it");
+    memset(positions_, 0xFF, sizeof positions_);
+    for (uint16_t k = 0; k < table.count; ++k) {
+      if (is_used(table.first[k])) {
+        positions_[counter_name(table.first[k].stats_id)] = k;
+      }
     }
   }
-}
 
-const oftab_sw_entry_t *flow_with_counter(uint16_t stats_id) {
-  const oftab_sw_entry_t *entry = flows[counter_name(stats_id)];
-  return entry != nullptr && entry->stats_id == stats_id ? entry : nullptr;
-}
+  const table_view &table() const { return table_; }
+
+  // The flow whose counter a record names, and the one that has this counter; null when there is none.
+  const oftab_sw_entry_t *named_by(const cache_unified_entry &record) const { return find(counter_named_by(record)); }
+  const oftab_sw_entry_t *with_counter(uint16_t stats_id) const {
+    const oftab_sw_entry_t *flow = find(counter_name(stats_id));
+    return flow != nullptr && flow->stats_id == stats_id ? flow : nullptr;
+  }
+
+ private:
+  static constexpr uint16_t NONE = 0xFFFF;
+
+  const oftab_sw_entry_t *find(uint32_t counter) const {
+    return positions_[counter] != NONE ? table_.first + positions_[counter] : nullptr;
+  }
+
+  table_view table_;
+  uint16_t positions_[COUNTER_NAMES];
+};
 
 // The table's entry for an index; null for a hole and outside the range.
 const oftab_sw_entry_t *entry_at(const table_view &table, uint16_t index) {
@@ -63,19 +79,13 @@ const oftab_sw_entry_t *entry_at(const table_view &table, uint16_t index) {
 }
 
 // Whether a flow of the table would be gone if another record were written at this index.
-bool holds_last_copy(uint16_t index) {
+bool holds_last_copy(const table_flows &flows, uint16_t index) {
   const cache_unified_entry *record = standing_record(index);
   if (record == nullptr || !is_unsettled()) {
     return false;
   }
-  const oftab_sw_entry_t *flow = flows[counter_named_by(*record)];
+  const oftab_sw_entry_t *flow = flows.named_by(*record);
   return flow != nullptr && flow->tcam_index != index && records_naming_counter(counter_named_by(*record)) == 1;
-}
-
-// Writes an entry again, unless that would overwrite another flow's last copy. Whether it stands now and did not
-// before.
-bool restore_record(const char *function, const oftab_sw_entry_t &entry) {
-  return is_used(entry) && is_write_due(entry) && !holds_last_copy(entry.tcam_index) && program_record(function, entry);
 }
 
 // Entries that had moved to higher indices are written from low to high, those that had moved to lower ones from high
@@ -85,15 +95,26 @@ bool restore_record(const char *function, const oftab_sw_entry_t &entry) {
 //   table       10: A  11: B  12: C             10: -  11: A  12: B  13: C
 //   TCAM        10: X  11: A  12: B  13: C      10: A  11: B  12: C  13: C
 //   restored    A at 10, B at 11, C at 12       B at 12, A at 11
-void restore_records(const char *function) {
-  const table_view table = current_view();
+//
+// Each is tried once; a refused one waits for the next request.
+void restore_records(const char *function, const table_flows &flows) {
+  const table_view &table = flows.table();
+  bool tried[OFTAB_FLOW_CAPACITY] = {};
+  const auto restore = [&](uint16_t k) {
+    const oftab_sw_entry_t &entry = table.first[k];
+    if (tried[k] || !is_used(entry) || !is_write_due(entry) || holds_last_copy(flows, entry.tcam_index)) {
+      return false;
+    }
+    tried[k] = true;
+    return program_record(function, entry);
+  };
   for (bool progress = true; progress;) {
     progress = false;
     for (uint16_t k = 0; k < table.count; ++k) {
-      progress = restore_record(function, table.first[k]) || progress;
+      progress = restore(k) || progress;
     }
     for (uint16_t k = table.count; k-- > 0;) {
-      progress = restore_record(function, table.first[k]) || progress;
+      progress = restore(k) || progress;
     }
   }
 }
@@ -102,8 +123,8 @@ bool is_tree_due(const oftab_sw_entry_t &entry) {
   return holds_fanout(entry) && pool_at(entry.mcst_idx).ports_due;
 }
 
-void restore_trees(const char *function) {
-  for (const oftab_sw_entry_t &entry : current_view()) {
+void restore_trees(const char *function, const table_view &table) {
+  for (const oftab_sw_entry_t &entry : table) {
     if (is_used(entry) && is_tree_due(entry)) {
       restore_tree(function, entry);
     }
@@ -114,10 +135,9 @@ bool is_stray(const table_view &table, uint16_t index) {
   return standing_record(index) != nullptr && entry_at(table, index) == nullptr;
 }
 
-void erase_strays() {
-  const table_view table = current_view();
+void erase_strays(const table_flows &flows) {
   for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
-    if (is_stray(table, index) && !holds_last_copy(index)) {
+    if (is_stray(flows.table(), index) && !holds_last_copy(flows, index)) {
       oftab_sw_entry_t erased = {};
       erased.tcam_index = index;
       oftab_clear_and_program_entry(&erased);
@@ -125,23 +145,22 @@ void erase_strays() {
   }
 }
 
-bool is_counter_named(uint16_t stats_id) {
+bool is_counter_named(const table_flows &flows, uint16_t stats_id) {
   const bool of_catch_all = oftab_hw_rsrc_g.initialized != 0 && oftab_hw_rsrc_g.catch_all_entry.stats_id == stats_id;
-  return of_catch_all || flow_with_counter(stats_id) != nullptr || records_naming_counter(counter_name(stats_id)) > 0;
+  return of_catch_all || flows.with_counter(stats_id) != nullptr || records_naming_counter(counter_name(stats_id)) > 0;
 }
 
-void release_unnamed_counters(const char *function) {
+void release_unnamed_counters(const char *function, const table_flows &flows) {
   for (uint32_t id = 0; id < OFTAB_STATS_ID_NONE; ++id) {
     const auto stats_id = static_cast<uint16_t>(id);
-    if (is_own_counter(stats_id) && !is_counter_named(stats_id)) {
+    if (is_own_counter(stats_id) && !is_counter_named(flows, stats_id)) {
       release_counter(function, stats_id);
     }
   }
 }
 
 // Whether a record that is not the table's names the index.
-bool is_named_by_stray(uint32_t mcst_idx) {
-  const table_view table = current_view();
+bool is_named_by_stray(const table_view &table, uint32_t mcst_idx) {
   for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY && records_naming_index(mcst_idx) > 0; ++index) {
     const cache_unified_entry *record = standing_record(index);
     if (record != nullptr && hw::ltl_idx(record->result) == mcst_idx) {
@@ -156,34 +175,33 @@ bool is_named_by_stray(uint32_t mcst_idx) {
 
 // An index whose holder is no flow of the table is stranded, and goes unless a stray record names it. One that a direct
 // call's entry holds is the caller's.
-void release_unless_named(const char *function, uint32_t mcst_idx) {
+void release_unless_named(const char *function, const table_flows &flows, uint32_t mcst_idx) {
   uint32_t &holder = pool_at(mcst_idx).holder;
   if (holder == pool_index::NOBODY) {
     return;
   }
   if (holder != pool_index::STRANDED) {
     const auto stats_id = static_cast<uint16_t>(holder - 1);
-    const oftab_sw_entry_t *flow = flow_with_counter(stats_id);
+    const oftab_sw_entry_t *flow = flows.with_counter(stats_id);
     if (!is_own_counter(stats_id) || (flow != nullptr && flow->mcst_idx == mcst_idx)) {
       return;
     }
     holder = pool_index::STRANDED;
   }
-  if (!is_named_by_stray(mcst_idx)) {
+  if (!is_named_by_stray(flows.table(), mcst_idx)) {
     release_index(function, mcst_idx, true);
   }
 }
 
-void release_all_unnamed(const char *function) {
+void release_all_unnamed(const char *function, const table_flows &flows) {
   for (uint32_t index = POOL_LOWER; in_pool(index); ++index) {
-    release_unless_named(function, index);
+    release_unless_named(function, flows, index);
   }
-  release_unnamed_counters(function);
+  release_unnamed_counters(function, flows);
 }
 
 // Whether something is left for the next time.
-bool is_work_left() {
-  const table_view table = current_view();
+bool is_work_left(const table_view &table) {
   for (const oftab_sw_entry_t &entry : table) {
     if (is_used(entry) && (is_tree_due(entry) || is_write_due(entry))) {
       return true;
@@ -204,15 +222,14 @@ int count_used() {
 
 enum strays { KEEP_STRAYS, ERASE_STRAYS };
 
-void reconcile(const char *function, strays what) {
-  find_flows();
-  restore_trees(function);
-  restore_records(function);
+void reconcile(const char *function, const table_flows &flows, strays what) {
+  restore_trees(function, flows.table());
+  restore_records(function, flows);
   if (what == ERASE_STRAYS) {
-    erase_strays();
+    erase_strays(flows);
   }
-  release_all_unnamed(function);
-  set_unsettled(is_work_left());
+  release_all_unnamed(function, flows);
+  set_unsettled(is_work_left(flows.table()));
 }
 
 bool is_live_on(const oftab_sw_entry_t &failed, uint32_t pc_ifindex) {
@@ -234,9 +251,9 @@ void withdraw(const oftab_sw_entry_t &failed) {
 }
 
 // The shadow's entries leave the port channels on which the table does not have them.
-void withdraw_shadow() {
+void withdraw_shadow(const table_flows &flows) {
   for (const oftab_sw_entry_t &entry : shadow_view()) {
-    const oftab_sw_entry_t *same = flow_with_counter(entry.stats_id);
+    const oftab_sw_entry_t *same = flows.with_counter(entry.stats_id);
     if (same == nullptr || memcmp(same->pc_ifindex, entry.pc_ifindex, sizeof entry.pc_ifindex) != 0) {
       withdraw(entry);
     }
@@ -266,30 +283,40 @@ bool is_write_due(const oftab_sw_entry_t &entry) {
 void begin_request(const char *function) {
   begin_modifications();
   if (is_unsettled()) {
-    reconcile(function, ERASE_STRAYS);
+    reconcile(function, table_flows(current_view()), ERASE_STRAYS);
   }
 }
 
 void finish_request(const char *function) {
   if (is_unsettled()) {
-    reconcile(function, ERASE_STRAYS);
+    reconcile(function, table_flows(current_view()), ERASE_STRAYS);
   } else if (any_foreign() || count_own_records() != count_used()) {
-    find_flows();
-    erase_strays();
+    erase_strays(table_flows(current_view()));
   }
 }
 
 void abandon_request(const char *function) {
-  find_flows();
-  withdraw_shadow();
-  for (const oftab_sw_entry_t &entry : current_view()) {
+  const table_flows flows(current_view());
+  withdraw_shadow(flows);
+  for (const oftab_sw_entry_t &entry : flows.table()) {
     if (is_used(entry)) {
       take_back(entry);
     }
   }
   release_array(*oftab_hw_rsrc_g.shadow_table);
   set_unsettled(true);
-  reconcile(function, KEEP_STRAYS);
+  reconcile(function, flows, KEEP_STRAYS);
+}
+
+void rewrite_entry(const char *function, const oftab_sw_entry_t &entry) {
+  if (!is_unsettled()) {
+    program_record(function, entry);
+    return;
+  }
+  const table_flows flows(current_view());
+  if (!holds_last_copy(flows, entry.tcam_index) && program_record(function, entry)) {
+    release_all_unnamed(function, flows);
+  }
 }
 
 void release_failed_entry(const char *function, oftab_sw_entry_t &entry) {
@@ -303,8 +330,7 @@ void release_failed_entry(const char *function, oftab_sw_entry_t &entry) {
 }
 
 void release_unnamed(const char *function) {
-  find_flows();
-  release_all_unnamed(function);
+  release_all_unnamed(function, table_flows(current_view()));
 }
 
 }  // namespace oftab
