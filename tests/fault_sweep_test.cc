@@ -214,17 +214,6 @@ class Attempt {
     return flows;
   }
 
-  // The flows that the library says it could not record, by port channel.
-  host::FlowBits untracked() {
-    host::FlowBits bits;
-    for (const std::string &text : rig_.traced(102)) {
-      if (const size_t at = text.find("no memory to track flow "); at != std::string::npos) {
-        bits.emplace(std::stoul(text.substr(text.find("channel ") + 8), nullptr, 16), std::stoul(text.substr(at + 24)));
-      }
-    }
-    return bits;
-  }
-
   bool may_be(const host::Finding &finding, Moment moment) {
     switch (finding.state) {
       case host::State::Disagreement:
@@ -245,7 +234,7 @@ class Attempt {
 
   void check_state(Moment moment) {
     EXPECT_THAT(rig_.sw.violations().list(), testing::IsEmpty());
-    rig_.exceptions.untracked.merge(untracked());
+    rig_.exceptions.untracked.merge(rig_.untracked());
     if (is("Purge")) {
       rig_.exceptions.purged = flow_bits_;
     }

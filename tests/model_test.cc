@@ -1,12 +1,20 @@
 // Long random histories of a switch, held against the model after every step: answers, packets, counts, audit.
 //
+// In every other history host calls, SDK calls and allocations fail. A request that was refused has changed nothing; of
+// one that was granted, the model takes over what failures explain. Until the next flow request that nothing disturbs,
+// table and TCAM may differ in the ways that the audit knows; then nothing is left but what the SDK did not take back.
+//
 // OFTAB_SEED=n replays history n, OFTAB_ROUNDS=n runs n histories (each of kSteps steps).
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <random>
+#include <span>
 #include <sstream>
 
+#include "host/table_snapshot.h"
 #include "tests/support/child.h"
+#include "tests/support/disturber.h"
 #include "tests/support/random_flows.h"
 #include "tests/support/rig.h"
 
@@ -31,8 +39,9 @@ bool same_entry(const oftab_resp_entry_t &one, const oftab_resp_entry_t &other) 
 
 class History {
  public:
-  explicit History(uint64_t seed) : dice_(seed) {
+  explicit History(uint64_t seed) : dice_(seed), faulty_(dice_.one_in(2)) {
     rig_.sw.boot();
+    rig_.sw.tracing().set_history(host::services::kErrors);
     for (uint32_t number = 1; number <= kWorldPortChannels; ++number) {
       rig_.sw.interfaces().create_pc(port_channel(number));
       model_.port_channels[port_channel(number)] = {};
@@ -63,7 +72,7 @@ class History {
                        .value = {.ethertype = 0x9999},
                        .mask = {.ethertype = 0xffff}});
     }
-    request(add(flows), model_.add(flows));
+    add_batch(flows);
   }
 
   void random_step() {
@@ -80,16 +89,108 @@ class History {
                 : use_statistics();
   }
 
-  void request(const Bytes &message, const Response &due) {
+  // A change of the model, which gives the answer that is due; and one that goes by what the actions came to (nothing:
+  // nobody knows).
+  using Change = std::function<Response(Model &)>;
+  using Outturn = std::function<void(Model &, const std::vector<int32_t> &statuses)>;
+
+  void request(const Bytes &message, const Change &change, const Outturn &outturn = {}) {
+    const Model before = faulty_ ? model_ : Model();
+    const State state = faulty_ ? rig_.state() : State();
+    const uint16_t catch_all = oftab_hw_rsrc_g.catch_all_entry.stats_id;
+    const Response due = change(model_);
     log_ << "\noperation " << due.entry_op << " status " << due.status << ":";
-    for (const oftab_resp_entry_t &entry : due.entries) {
+    for (const oftab_resp_entry_t &entry : std::span(due.entries).first(std::min<size_t>(due.entries.size(), 20))) {
       log_ << " " << entry.seq_no << (entry.status == 0 ? "" : "!");
     }
-    const Response actual = rig_.submit(message);
+    host::Reply reply;
+    if (!disturber_.during([&] { reply = rig_.sw.submit(OFTAB_MSG_ENTRY_UPDATE, message); })) {
+      check_answer(reply, due);
+      disturber_.disturbed = false;
+      return;
+    }
+    if (host::has_lost_its_array()) {
+      lose_table();
+    } else {
+      take_over(before, state, reply, outturn);
+    }
+    take_over_catch_all(catch_all);
+  }
+
+  // What a request under faults came to: it was refused or granted, or its answer was lost.
+  void take_over(const Model &before, const State &state, const host::Reply &reply, const Outturn &outturn) {
+    EXPECT_LE(reply.responses.size(), 1U);
+    const Response answer = reply.responses.empty() ? Response() : decode(reply.responses[0]);
+    const bool unchanged = rig_.state().header == state.header && rig_.state().table == state.table;
+    const bool refused = reply.responses.empty() ? unchanged : answer.status != 0;
+    log_ << (refused ? " refused" : " granted") << (reply.responses.empty() ? " without an answer" : "");
+    EXPECT_TRUE(unchanged || !refused);
+    model_ = refused || outturn ? before : model_;
+    if (outturn && (!refused || reply.responses.empty())) {
+      outturn(model_, answer.entry_statuses());
+    }
+    if (!refused) {
+      take_over_flows(before);
+    }
+  }
+
+  static void check_answer(const host::Reply &reply, const Response &due) {
+    ASSERT_EQ(reply.responses.size(), 1U);
+    const Response actual = decode(reply.responses[0]);
     EXPECT_EQ(actual.entry_op, due.entry_op);
     EXPECT_EQ(actual.num_entries, due.num_entries);
     EXPECT_EQ(actual.status, due.status);
     EXPECT_TRUE(std::ranges::equal(actual.entries, due.entries, same_entry));
+  }
+
+  // A commit ran out of memory.
+  void lose_table() {
+    log_ << " lost the table";
+    check_findings();
+    rig_.set_up({purge()});
+    model_.purge();
+    erased_.clear();
+    last_seq_no_ += 100;
+    disturber_.disturbed = false;
+  }
+
+  // What look-ups and reads that failed keep from the flows.
+  void take_over_flows(const Model &before) {
+    rig_.exceptions.untracked.merge(rig_.untracked());
+    for (const oftab_sw_entry_t &record : current_records()) {
+      const auto found = model_.flows().find(record.seq_no);
+      if ((record.flags & OFTAB_ENTRY_USED) == 0 || found == model_.flows().end()) {
+        continue;
+      }
+      ModelFlow &flow = found->second;
+      take_over_outputs(flow, record);
+      if (!before.flows().contains(record.seq_no)) {  // its counter may go on from what its last owner left
+        const route_stats counts = rig_.sw.asic().counters().peek(record.stats_id);
+        flow.pending = {counts.packets, counts.bytes};
+      }
+    }
+  }
+
+  void take_over_outputs(ModelFlow &flow, const oftab_sw_entry_t &record) {
+    std::vector<uint8_t> ports;
+    if (flow.flow.action.type == OFTAB_ACTION_OUTPORT && flow.action_known && !flow.action_failed) {
+      ports = host::asic::ports_of(record.out_ports);
+      flow.flow.action.outputs.assign(record.pc_ifindex, record.pc_ifindex + record.num_pc);
+      const auto bits = host::flow_bits();
+      std::erase_if(flow.flow.action.outputs, [&](uint32_t pc) {
+        return rig_.exceptions.untracked.contains({pc, record.seq_no}) && !bits.contains({pc, record.seq_no});
+      });
+    } else {
+      ports = rig_.sw.asic().trees().ports(record.mcst_idx);  // whose destruction was refused
+    }
+    flow.sdk_ports = {ports.begin(), ports.end()};
+  }
+
+  // One that could not be read was installed anew.
+  void take_over_catch_all(uint16_t counter_before) {
+    const bool anew = oftab_hw_rsrc_g.catch_all_entry.stats_id != counter_before;
+    const host::asic::Fate fate = rig_.sw.asic().fate_of(OFTAB_CATCH_ALL_INDEX);
+    model_.know_catch_all({fate.verdict, {}, fate.cpu_code}, anew);
   }
 
   // A number that no live flow has; numbers that a purge left in the flow masks of port channels are not given again.
@@ -120,7 +221,9 @@ class History {
     }
   }
 
-  void add_batch(const std::vector<Flow> &flows) { request(add(flows), model_.add(flows)); }
+  void add_batch(const std::vector<Flow> &flows) {
+    request(add(flows), [&](Model &model) { return model.add(flows); });
+  }
 
   // Whether placing the batch compares all priorities that matter. It stops comparing once it has filled the indices up
   // to the end of the old range: the batch must be placed by then, or not have begun.
@@ -168,65 +271,91 @@ class History {
     if (dice_.one_in(20)) {
       std::ranges::transform(model_.flows(), std::back_inserter(seq_nos), [](const auto &each) { return each.first; });
     }
-    std::ranges::copy_if(seq_nos, std::inserter(erased_, erased_.end()),
+    std::vector<uint32_t> known;
+    std::ranges::copy_if(seq_nos, std::back_inserter(known),
                          [this](uint32_t seq_no) { return model_.flows().contains(seq_no); });
-    request(erase(seq_nos), model_.erase(seq_nos));
+    request(erase(seq_nos), [&](Model &model) { return model.erase(seq_nos); });
+    std::ranges::copy_if(known, std::inserter(erased_, erased_.end()),
+                         [this](uint32_t seq_no) { return !model_.flows().contains(seq_no); });
   }
 
   void modify_flows() {
     std::vector<Flow> changes(1 + dice_.below(3));
     std::ranges::generate(changes, [this] { return Flow{.seq_no = some_seq_no(12), .action = random_action(dice_)}; });
-    request(modify(changes), model_.modify(changes));
+    request(
+        modify(changes), [&](Model &model) { return model.modify(changes); },
+        [&](Model &model, const std::vector<int32_t> &statuses) { model.modify(changes, statuses); });
   }
 
   void purge_flows() {
-    log_ << "\npurge";
-    rig_.exceptions.purged.merge(host::flow_bits());
-    rig_.set_up({purge()});
-    model_.purge();
-    erased_.clear();
-    last_seq_no_ += 100;  // also numbers that later deletes would name
+    const host::FlowBits bits = host::flow_bits();
+    request(purge(), [](Model &model) { return model.purge(); });
+    if (model_.flows().empty()) {
+      rig_.exceptions.purged.insert(bits.begin(), bits.end());
+      erased_.clear();
+      last_seq_no_ += 100;  // also numbers that later deletes would name
+    }
   }
 
   void compact() {
     log_ << "\ncompact";
-    oftab_main(104);
+    const State before = faulty_ ? rig_.state() : State();
+    int32_t status = 0;
+    disturber_.during([&] { status = oftab_defragment_entries(); });
+    EXPECT_TRUE(status == 0 || (rig_.state().header == before.header && rig_.state().table == before.table));
   }
 
   void set_catch_all_action() {
     const Action action = random_action(dice_);
-    EXPECT_EQ(rig_.submit(set_catch_all(action)).status, model_.set_catch_all(action));
+    request(set_catch_all(action), [&](Model &model) { return model.set_catch_all(action); });
   }
 
   void change_membership() {
     const uint32_t member = port(dice_.below(kWorldPorts));
     const uint32_t pc = port_channel(1 + dice_.below(kWorldPortChannels));
     log_ << std::hex << "\nmembership of " << member << " in " << pc << std::dec;
-    if (model_.port_channels.at(pc).contains(member)) {
-      rig_.sw.leave(member, pc);
-      model_.set_member(member, pc, false);
-    } else if (!rig_.sw.interfaces().pc_of(member)) {
-      rig_.sw.join(member, pc);
-      model_.set_member(member, pc, true);
+    const bool leaves = model_.port_channels.at(pc).contains(member);
+    if (!leaves && rig_.sw.interfaces().pc_of(member)) {
+      return;
+    }
+    model_.set_member(member, pc, !leaves);
+    const bool was_disturbed = disturber_.disturbed;
+    if (disturber_.during([&] { leaves ? rig_.sw.leave(member, pc) : rig_.sw.join(member, pc); })) {
+      take_over_flows(model_);
+      doubt_refused_trees();
+      disturber_.disturbed = was_disturbed;
+    }
+  }
+
+  // Trees that did not follow a membership: no request mends them.
+  void doubt_refused_trees() {
+    for (const host::Finding &finding : host::audit(rig_.sw.asic(), rig_.exceptions)) {
+      if (finding.state == host::State::RefusedTree) {
+        model_.flows().at(*finding.flow).action_known = false;
+      }
     }
   }
 
   void change_interface_id() {
     const uint32_t ifindex = port(dice_.below(kWorldPorts));
     log_ << std::hex << "\nid of " << ifindex << std::dec;
-    rig_.sw.change_interface_id(ifindex, ++last_interface_id_);
+    disturber_.during([&] { rig_.sw.change_interface_id(ifindex, ++last_interface_id_); });
     model_.change_interface_id(ifindex);
   }
 
   void use_statistics() {
     log_ << "\nstatistics";
+    const bool was_disturbed = disturber_.disturbed;
     if (dice_.one_in(4)) {
-      rig_.sw.advance(10);
+      disturber_.during([&] { rig_.sw.advance(10); });
+      hdm_oftab_stats_timer_handler();  // what was not read is read now
       model_.collect();
     } else if (dice_.one_in(4)) {
+      disturber_.during([&] { rig_.sw.submit(OFTAB_MSG_GET_STATS, stats_request(OFTAB_STATS_CLEAR, {})); });
       EXPECT_EQ(decode_stats(rig_.send(stats_request(OFTAB_STATS_CLEAR, {}), OFTAB_MSG_GET_STATS)).status, 0);
       model_.clear_counts();
     }
+    disturber_.disturbed = was_disturbed;
     check_all_counts();
     check_listed_counts();
   }
@@ -246,7 +375,9 @@ class History {
       EXPECT_EQ(counts(record), flow.totals);
     }
     const oftab_sw_entry_t &catch_all = oftab_hw_rsrc_g.catch_all_entry;
-    EXPECT_EQ((Counts{catch_all.pkt_cnt, catch_all.byte_cnt}), model_.catch_all_totals());
+    if (host::counter_named_by(rig_.sw.asic().tcam().at(OFTAB_CATCH_ALL_INDEX)) == catch_all.stats_id) {
+      EXPECT_EQ((Counts{catch_all.pkt_cnt, catch_all.byte_cnt}), model_.catch_all_totals());
+    }
   }
 
   void check_listed_counts() {
@@ -260,7 +391,7 @@ class History {
     EXPECT_EQ(response.records[0].status, known || model_.flows().empty() ? 0 : -1);
   }
 
-  void check() {
+  void check_packets() {
     for (int i = 0; i < kPacketsPerStep; ++i) {
       const Packet packet = random_packet(dice_);
       const host::asic::Fate fate = rig_.sw.inject(packet.ingress, packet.header);
@@ -271,17 +402,46 @@ class History {
         EXPECT_EQ(text_of(actual), text_of(*due)) << "a packet met TCAM index " << fate.tcam_index.value_or(0xffff);
       }
     }
-    EXPECT_EQ(oftab_hw_rsrc_g.current_table->free_entries, OFTAB_FLOW_CAPACITY - model_.flows().size());
-    rig_.excused.clear();
-    for (const auto &[seq_no, flow] : model_.flows()) {
-      if (!flow.action_known) {
-        rig_.excused.emplace(host::State::FailedAction, seq_no);
-      }
+  }
+
+  bool may_be(const host::Finding &finding) {
+    const auto found = model_.flows().find(finding.flow.value_or(0));
+    const ModelFlow *flow = found != model_.flows().end() ? &found->second : nullptr;
+    switch (finding.state) {
+      case host::State::Disagreement:
+        return false;
+      case host::State::FailedAction:
+        return flow != nullptr && (flow->action_failed || !flow->action_known);
+      case host::State::RefusedWrite:  // or the refused action happens to be what the failed one left
+        return disturber_.disturbed || (flow != nullptr && flow->action_failed);
+      case host::State::RefusedTree:
+        return disturber_.disturbed || (flow != nullptr && !flow->action_known);
+      case host::State::RefusedRelease:
+      case host::State::Untracked:
+      case host::State::Purged:
+        return true;
+      default:
+        return disturber_.disturbed;
     }
-    rig_.expect_sound();
+  }
+
+  void check_findings() {
+    EXPECT_THAT(rig_.sw.violations().list(), testing::IsEmpty());
+    for (const host::Finding &finding : host::audit(rig_.sw.asic(), rig_.exceptions)) {
+      EXPECT_TRUE(may_be(finding)) << finding.text();
+    }
+  }
+
+  void check() {
+    if (!disturber_.disturbed) {
+      check_packets();
+    }
+    EXPECT_EQ(oftab_hw_rsrc_g.current_table->free_entries, OFTAB_FLOW_CAPACITY - model_.flows().size());
+    check_findings();
   }
 
   Dice dice_;
+  bool faulty_;
   Rig rig_;
   Model model_;
   uint32_t last_seq_no_ = 0;
@@ -289,6 +449,7 @@ class History {
   std::set<uint32_t> erased_;  // numbers of flows that were deleted
   uint16_t last_interface_id_ = 0x800;
   std::ostringstream log_;
+  Disturber disturber_{rig_.sw.faults(), dice_, faulty_ ? 3U : 0U, log_};
 };
 
 uint64_t number_from_environment(const char *name, uint64_t otherwise) {

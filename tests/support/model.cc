@@ -131,11 +131,11 @@ std::set<uint8_t> Model::ports_of(const std::vector<uint32_t> &outputs) const {
 
 void Model::act(ModelFlow &flow, const Action &action) const {
   flow.flow.action = action;
+  flow.action_failed = false;
   flow.action_known = true;
   flow.sdk_ports.clear();
   if (action.type == OFTAB_ACTION_OUTPORT) {
     flow.had_outputs = true;
-    flow.tree_unknown = false;
     flow.sdk_ports = ports_of(action.outputs);
   }
 }
@@ -165,17 +165,28 @@ Response Model::modify(const std::vector<Flow> &changes) {
     response.status = known ? response.status : -3;
     response.entries.push_back({change.context(), change.seq_no, known ? action_status(change.action) : -1});
   }
-  for (const Flow &change : response.status == 0 ? changes : std::vector<Flow>{}) {
-    ModelFlow &flow = flows_.at(change.seq_no);
-    if (action_status(change.action) == 0) {
-      act(flow, change.action);
-    } else {
-      flow.action_known = false;
-      flow.flow.action.outputs.clear();
-      flow.tree_unknown = true;
-    }
+  if (response.status == 0) {
+    modify(changes, response.entry_statuses());
   }
   return response;
+}
+
+void Model::modify(const std::vector<Flow> &changes, const std::vector<int32_t> &statuses) {
+  for (size_t i = 0; i < changes.size(); ++i) {
+    const auto found = flows_.find(changes[i].seq_no);
+    if (found == flows_.end()) {
+      continue;
+    }
+    ModelFlow &flow = found->second;
+    if (!statuses.empty() && statuses[i] == 0) {
+      act(flow, changes[i].action);
+      continue;
+    }
+    flow.action_failed = flow.action_failed || !statuses.empty();
+    flow.action_known = flow.action_known && !statuses.empty();
+    flow.flow.action.outputs.clear();
+    flow.sdk_ports.clear();
+  }
 }
 
 Response Model::erase(const std::vector<uint32_t> &seq_nos) {
@@ -187,9 +198,18 @@ Response Model::erase(const std::vector<uint32_t> &seq_nos) {
   return response;
 }
 
-int32_t Model::set_catch_all(const Action &action) {
-  if (action.type == OFTAB_ACTION_CONTROLLER && !valid_app(action.app_id)) {
-    return -3;
+Response Model::purge() {
+  flows_.clear();
+  return answer(OFTAB_ENTRY_PURGE, 0);
+}
+
+Response Model::set_catch_all(const Action &action) {
+  Response response = answer(OFTAB_ENTRY_ADD, 1);
+  const bool refused = action.type == OFTAB_ACTION_CONTROLLER && !valid_app(action.app_id);
+  response.status = refused ? -3 : 0;
+  response.entries = {{0xc0de0000U + 4711, 4711, response.status}};
+  if (refused) {
+    return response;
   }
   if (action.type == OFTAB_ACTION_CONTROLLER) {
     catch_all_.cpu_code = 4;
@@ -197,7 +217,14 @@ int32_t Model::set_catch_all(const Action &action) {
   if (action.type != OFTAB_ACTION_OUTPORT && action.type != OFTAB_ACTION_REDIRECT) {
     catch_all_.verdict = action.type == OFTAB_ACTION_DENY ? Verdict::Drop : Verdict::Forward;
   }
-  return 0;
+  return response;
+}
+
+void Model::know_catch_all(const Outcome &outcome, bool anew) {
+  catch_all_ = outcome;
+  if (anew) {
+    catch_all_pending_ = catch_all_totals_ = {};
+  }
 }
 
 void Model::set_member(uint32_t member, uint32_t pc, bool joins) {
@@ -236,7 +263,7 @@ std::optional<Outcome> Model::forward(const Packet &packet) {
   if (flow == nullptr) {
     return catch_all_;
   }
-  return flow->action_known && !flow->tree_unknown ? std::optional(outcome(*flow)) : std::nullopt;
+  return flow->action_known ? std::optional(outcome(*flow)) : std::nullopt;
 }
 
 void Model::collect() {

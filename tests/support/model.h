@@ -40,11 +40,11 @@ struct Counts {
 struct ModelFlow {
   Flow flow;
   std::set<uint8_t> sdk_ports{};
-  bool had_outputs = false;   // its result goes on naming a tree, even one that is gone
-  bool tree_unknown = false;  // an action failed: whether its result still names a tree is left open
-  bool action_known = true;   // false after an action that failed, until the next that succeeds
-  Counts pending{};           // in the hardware
-  Counts totals{};            // collected
+  bool had_outputs = false;    // its result goes on naming a tree, even one that is gone
+  bool action_failed = false;  // it keeps the action that it had, until one succeeds; a tree that it had is gone
+  bool action_known = true;    // false when an answer was lost or a tree not changed, until a modification succeeds
+  Counts pending{};            // in the hardware
+  Counts totals{};             // collected
 };
 
 class Model {
@@ -52,20 +52,27 @@ class Model {
   // Members of the port channels that exist.
   std::map<uint32_t, std::set<uint32_t>> port_channels;
 
-  const std::map<uint32_t, ModelFlow> &flows() const { return flows_; }  // by sequence number
+  // By sequence number.
+  std::map<uint32_t, ModelFlow> &flows() { return flows_; }
+  const std::map<uint32_t, ModelFlow> &flows() const { return flows_; }
 
   // Each request changes the model as it should change the switch, and gives the answer that is due.
   Response add(const std::vector<Flow> &flows);
   Response modify(const std::vector<Flow> &changes);
+  // Actions came to these statuses; to unknown ones when there are none.
+  void modify(const std::vector<Flow> &changes, const std::vector<int32_t> &statuses);
   Response erase(const std::vector<uint32_t> &seq_nos);
-  void purge() { flows_.clear(); }
-  int32_t set_catch_all(const Action &action);
+  Response purge();
+  Response set_catch_all(const Action &action);
 
   void set_member(uint32_t member, uint32_t pc, bool joins);
   // The interface has another hardware interface id: from now on every flow that names it names it exactly.
   void change_interface_id(uint32_t ifindex);
 
-  // Counts the packet; none when its flow's action or tree is not known.
+  // The catch-all is known by what stands in the hardware; installed anew, it has counted nothing.
+  void know_catch_all(const Outcome &outcome, bool anew);
+
+  // Counts the packet; none when its flow's action is not known.
   std::optional<Outcome> forward(const Packet &packet);
 
   // The hardware's counts are added to the totals; or all are cleared.

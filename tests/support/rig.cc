@@ -1,21 +1,16 @@
 #include "tests/support/rig.h"
 
-#include <span>
-
 #include "host/services/bitset.h"
 
 namespace test {
-namespace {
 
-std::span<const oftab_sw_entry_t> records() {
+std::span<const oftab_sw_entry_t> current_records() {
   const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table;
   if (table == nullptr || table->tcam_entry == nullptr) {
     return {};
   }
   return {table->tcam_entry, table->entries_allocated};
 }
-
-}  // namespace
 
 Bytes Rig::send(const Bytes &request, uint32_t code) {
   const host::Reply reply = sw.submit(code, request);
@@ -39,12 +34,22 @@ std::vector<std::string> Rig::traced(uint32_t level) {
   return texts;
 }
 
+host::FlowBits Rig::untracked() {
+  host::FlowBits bits;
+  for (const std::string &text : traced(102)) {
+    if (const size_t at = text.find("no memory to track flow "); at != std::string::npos) {
+      bits.emplace(std::stoul(text.substr(text.find("channel ") + 8), nullptr, 16), std::stoul(text.substr(at + 24)));
+    }
+  }
+  return bits;
+}
+
 State Rig::state() {
   State state;
   if (const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table; table != nullptr) {
     state.header = {table->tcam_st_idx, table->tcam_end_idx, table->free_entries, table->entries_allocated};
   }
-  for (const oftab_sw_entry_t &record : records()) {
+  for (const oftab_sw_entry_t &record : current_records()) {
     const auto *const bytes = reinterpret_cast<const uint8_t *>(&record);
     state.table.insert(state.table.end(), bytes, bytes + sizeof record);
   }
@@ -64,7 +69,7 @@ void Rig::expect_sound() {
 }
 
 const oftab_sw_entry_t *find_record(uint32_t seq_no) {
-  for (const oftab_sw_entry_t &record : records()) {
+  for (const oftab_sw_entry_t &record : current_records()) {
     if ((record.flags & OFTAB_ENTRY_USED) != 0 && record.seq_no == seq_no) {
       return &record;
     }

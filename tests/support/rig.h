@@ -7,6 +7,7 @@
 
 #include <array>
 #include <set>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -42,6 +43,9 @@ class Rig {
   // The texts traced at a level since the history was last cleared (the rig keeps a history of all levels).
   std::vector<std::string> traced(uint32_t level);
 
+  // The flows that the library said it could not record, by port channel (needs the errors' history).
+  host::FlowBits untracked();
+
   State state();
 
   // The switch misbehaved nowhere, and the tables agree with the ASIC but for what is excused.
@@ -57,6 +61,9 @@ class Rig {
 
 // The name of a table-driven test: that of its row.
 inline constexpr auto case_name = [](const auto &row) { return std::string(row.param.name); };
+
+// The records of the current table's range.
+std::span<const oftab_sw_entry_t> current_records();
 
 // The current table's record of a flow; null when there is none.
 const oftab_sw_entry_t *find_record(uint32_t seq_no);

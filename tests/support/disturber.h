@@ -1,0 +1,36 @@
+// Random faults on the way of operations: host and SDK calls and allocations of the library fail.
+#ifndef TESTS_SUPPORT_DISTURBER_H
+#define TESTS_SUPPORT_DISTURBER_H
+
+#include <cstdint>
+#include <functional>
+#include <ostream>
+
+#include "host/services/faults.h"
+#include "tests/support/random_flows.h"
+
+namespace test {
+
+class Disturber {
+ public:
+  // One operation in `one_in` gets a fault or two; with 0 none does. The log says which.
+  Disturber(host::services::Faults &faults, Dice &dice, uint32_t one_in, std::ostream &log)
+      : faults_(faults), dice_(dice), one_in_(one_in), log_(log) {}
+
+  // Runs an operation. Whether a fault struck; then `disturbed` is set too.
+  bool during(const std::function<void()> &operate);
+
+  bool disturbed = false;
+
+ private:
+  void arm();
+
+  host::services::Faults &faults_;
+  Dice &dice_;
+  uint32_t one_in_;
+  std::ostream &log_;
+};
+
+}  // namespace test
+
+#endif
