@@ -156,7 +156,6 @@ class History {
 
   // What look-ups and reads that failed keep from the flows.
   void take_over_flows(const Model &before) {
-    rig_.exceptions.untracked.merge(rig_.untracked());
     for (const oftab_sw_entry_t &record : current_records()) {
       const auto found = model_.flows().find(record.seq_no);
       if ((record.flags & OFTAB_ENTRY_USED) == 0 || found == model_.flows().end()) {
@@ -178,7 +177,7 @@ class History {
       flow.flow.action.outputs.assign(record.pc_ifindex, record.pc_ifindex + record.num_pc);
       const auto bits = host::flow_bits();
       std::erase_if(flow.flow.action.outputs, [&](uint32_t pc) {
-        return rig_.exceptions.untracked.contains({pc, record.seq_no}) && !bits.contains({pc, record.seq_no});
+        return record.seq_no < OFTAB_FLOW_HANDLES && !bits.contains({pc, record.seq_no});
       });
     } else {
       ports = rig_.sw.asic().trees().ports(record.mcst_idx);  // whose destruction was refused
@@ -427,6 +426,7 @@ class History {
 
   void check_findings() {
     EXPECT_THAT(rig_.sw.violations().list(), testing::IsEmpty());
+    rig_.exceptions.untracked.merge(rig_.untracked());
     for (const host::Finding &finding : host::audit(rig_.sw.asic(), rig_.exceptions)) {
       EXPECT_TRUE(may_be(finding)) << finding.text();
     }
