@@ -1,4 +1,4 @@
-"""The examples of README and operator's guide, run and compared.
+"""The examples of README and operator's guide, run and compared, and the guide's messages, compared with the library's.
 
     examples_test.py PROGRAM SOURCE-DIRECTORY
 """
@@ -61,6 +61,39 @@ class ExamplesTest(unittest.TestCase):
             run = subprocess.run([PROGRAM, "run", os.path.join(SOURCE, "examples/campus.oftab")], cwd=directory,
                                  stdout=subprocess.PIPE, check=True, timeout=60)
         self.assert_excerpt(lines_of(run.stdout.decode()), excerpt)
+
+
+class MessagesTest(unittest.TestCase):
+    """The guide quotes what the library traces as errors and warnings, without newlines at the end."""
+
+    STRING = r'"(?:[^"\\]|\\.)*"'
+
+    @classmethod
+    def setUpClass(cls):
+        cls.library = ""
+        for directory, _, names in os.walk(os.path.join(SOURCE, "lib")):
+            for name in names:
+                with open(os.path.join(directory, name)) as file:
+                    cls.library += file.read()
+        with open(os.path.join(SOURCE, "docs/operations.md")) as file:
+            cls.chapter = re.search(r"^## Messages\n(.*?)^## ", file.read(), re.MULTILINE | re.DOTALL)[1]
+
+    def literals(self, text):
+        """Its strings; those with nothing but white space between them are one."""
+        joined = re.findall(rf"(?:{self.STRING}\s*)+", text)
+        return ["".join(piece[1:-1] for piece in re.findall(self.STRING, strings)) for strings in joined]
+
+    def test_every_message_is_in_the_guide(self):
+        traced = rf"TRACE_(?:ERROR|WARNING)(?:_IN)?\((?:\w+(?:\.\w+)?,|{self.STRING},)?\s*((?:{self.STRING}\s*)+)"
+        texts = [self.literals(strings)[0] for strings in re.findall(traced, self.library)]
+        self.assertGreater(len(texts), 50)
+        self.assertEqual([text for text in texts if "`" + text.removesuffix("\\n").rstrip() not in self.chapter], [])
+
+    def test_every_message_of_the_guide_exists(self):
+        rows = re.findall(r"^\| (`.*?) \|", self.chapter, re.MULTILINE)
+        quoted = [text for row in rows for text in re.findall(r"`([^`]+)`", row)]
+        literals = "\n".join(self.literals(self.library))
+        self.assertEqual([text for text in quoted if text not in literals and text != "dump records"], [])
 
 
 if __name__ == "__main__":

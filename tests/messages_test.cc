@@ -211,6 +211,69 @@ TEST_F(SwitchTest, MissingArgumentsAreReported) {
   EXPECT_EQ(oftab_process_entry_del_req(nullptr, &response), -3);
 }
 
+// Refused while it is shorter than its counts say, answered otherwise; the message stands in memory of just its length.
+TEST_F(SwitchTest, RequestsCutAnywhereAreRefusedOrAnswered) {
+  std::vector<std::pair<uint32_t, Bytes>> whole;
+  for (uint32_t operation = 0; operation < 10; ++operation) {
+    whole.emplace_back(OFTAB_MSG_INTF_UPDATE, intf_request(operation, {port(1), port_channel(1)}));
+    whole.emplace_back(OFTAB_MSG_GET_STATS, stats_request(operation, {1, 2}));
+  }
+  whole.emplace_back(OFTAB_MSG_ENTRY_UPDATE, erase({1, 2}));
+  whole.emplace_back(OFTAB_MSG_ENTRY_UPDATE, purge());
+  for (uint32_t action = 0; action < 7; ++action) {
+    const std::vector<uint32_t> outputs(oftab_has_output_list(action) != 0 ? 2 : 0, port(1));
+    const Flow flow{.action = {.type = action, .outputs = outputs, .app_id = 1}};
+    whole.emplace_back(OFTAB_MSG_ENTRY_UPDATE, add({flow, {.seq_no = 2}}));
+    whole.emplace_back(OFTAB_MSG_ENTRY_UPDATE, modify({{.seq_no = 2}, flow}));
+    whole.emplace_back(OFTAB_MSG_ENTRY_UPDATE, set_catch_all(flow.action));
+  }
+  const auto is_answered = [this](uint32_t code, const Bytes &request) {
+    try {
+      return sw.submit(code, request).responses.size() == 1;
+    } catch (const std::invalid_argument &) {
+      return false;
+    }
+  };
+  for (const auto &[code, message] : whole) {
+    const bool counts = code != OFTAB_MSG_GET_STATS || message[0] == OFTAB_STATS_LISTED;  // records behind the header
+    const size_t needed = counts ? message.size() : sizeof(oftab_stats_query_req_t);
+    for (size_t length = 0; length <= message.size(); ++length) {
+      const auto end = message.begin() + static_cast<std::ptrdiff_t>(length);
+      EXPECT_EQ(is_answered(code, Bytes(message.begin(), end)), length >= needed) << hex(message) << " of " << length;
+    }
+  }
+  set_up({purge()});  // also what modifications to unknown actions left
+}
+
+// Beside what the table itself grows by, the most memory that a request takes is one array of all records, its response
+// and what the flows keep elsewhere.
+TEST_F(SwitchTest, RequestsTakeOneArrayAndTheirResponse) {
+  constexpr int64_t kArray = OFTAB_FLOW_CAPACITY * sizeof(oftab_sw_entry_t);
+  constexpr int64_t kElsewhere = 20 << 10;
+  std::vector<Flow> flows;
+  std::vector<uint32_t> seq_nos;
+  for (uint32_t seq_no = 1; seq_no < OFTAB_FLOW_CAPACITY; ++seq_no) {
+    flows.push_back(numbered_flow(seq_no, 9000 - seq_no));
+    seq_nos.push_back(seq_no);
+  }
+  const std::pair<uint32_t, Bytes> requests[] = {
+      {OFTAB_MSG_ENTRY_UPDATE, add(flows)},
+      {OFTAB_MSG_ENTRY_UPDATE, add({numbered_flow(4095, 9000, output({port(1)}))})},
+      {OFTAB_MSG_ENTRY_UPDATE, modify({numbered_flow(1, 8999, deny())})},
+      {OFTAB_MSG_GET_STATS, stats_request(OFTAB_STATS_ALL, {})},
+      {OFTAB_MSG_ENTRY_UPDATE, erase({1})},
+      {OFTAB_MSG_ENTRY_UPDATE, erase(seq_nos)},
+  };
+  for (const auto &[code, request] : requests) {
+    peak_bytes();
+    const int64_t before = peak_bytes();
+    const auto response = static_cast<int64_t>(send(request, code).size());
+    const int64_t peak = peak_bytes();
+    const int64_t after = peak_bytes();
+    EXPECT_LE(peak - std::max(before, after), kArray + response + kElsewhere) << hex(request).substr(0, 16);
+  }
+}
+
 // A response of each operation and status whose count claims a record that only some of them carry.
 TEST_F(SwitchTest, DumpOfAStatisticsResponseReadsWhatItCarries) {
   for (const auto &[header, records] :
@@ -220,7 +283,7 @@ TEST_F(SwitchTest, DumpOfAStatisticsResponseReadsWhatItCarries) {
                                                            {"08000000 0100 0000 fcffffff", 0},
                                                            {"05000000 0100 0000 fdffffff", 0}}) {
     Bytes response = unhex(header);
-    response.resize(response.size() + (records != 0 ? 28 : 0));
+    response.resize(response.size() + static_cast<size_t>(records) * sizeof(oftab_stats_resp_info_t));
     sw.tracing().clear();
     oftab_dump_stats_query_resp(reinterpret_cast<const oftab_stats_query_resp_t *>(response.data()));
     EXPECT_EQ(traced(104).size(), 2U + static_cast<size_t>(records)) << header;
@@ -238,21 +301,21 @@ TEST_F(BareSwitchTest, RequestsThatCannotBeAnsweredAreNot) {
   } cases[] = {
       {OFTAB_MSG_ENTRY_UPDATE,
        add({{}}),
-       12 + 12,
+       sizeof(oftab_entry_update_resp_t) + sizeof(oftab_resp_entry_t),
        {0, 77, 0, 0, 77},
        {"oftab_process_entry_update() Exit. Not Initialized yet \n",
         "handle openflow interface update: - ipq handler init: message service error 77 ",
         "oftab_process_entry_update() Exit. Null parameter \n", "Malloc error. \n", ""}},
       {OFTAB_MSG_INTF_UPDATE,
        intf_request(OFTAB_INTF_DELETE, {port(1)}),
-       12 + 12,
+       sizeof(oftab_intf_update_resp_t) + sizeof(oftab_intf_resp_info_t),
        {-2, -12, -12, -3, 0},
        {"oftab_process_intf_update() Exit. Not Initialized yet \n",
         "handle openflow interface update: - ipq handler init: message service error 77 ",
         "oftab_process_intf_update(): Null parameter \n", "oftab_process_intf_update() Malloc failure \n", ""}},
       {OFTAB_MSG_GET_STATS,
        stats_request(OFTAB_STATS_LISTED, {1}),
-       12 + 28,
+       sizeof(oftab_stats_query_resp_t) + sizeof(oftab_stats_resp_info_t),
        {-2, -12, -12, -3, 0},
        {"oftab_process_get_stats() Exit. Not Initialized yet \n",
         "handle openflow stats query - ipq handler init: message service error 77 ",

@@ -2,9 +2,12 @@
 #include "tests/support/allocations.h"
 
 #include <link.h>
+#include <malloc.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 
 extern "C" {
 void *__libc_malloc(size_t bytes);
@@ -27,6 +30,8 @@ Plan plans[2];
 size_t failing_bytes = SIZE_MAX;  // length that fails
 uint64_t failed = 0;
 int64_t blocks = 0;
+int64_t bytes_now = 0;
+int64_t bytes_most = 0;
 const void *newest = nullptr;
 uintptr_t library_begin = 0;
 uintptr_t library_end = 0;
@@ -78,9 +83,13 @@ bool admit(const void *caller, size_t bytes) {
   return !fails;
 }
 
-// The block, remembered when it is the library's.
+// The block, remembered and counted when it is the library's.
 void *noted(const void *caller, void *block) {
-  newest = is_library(caller) ? block : newest;
+  if (is_library(caller)) {
+    newest = block;
+    bytes_now += static_cast<int64_t>(malloc_usable_size(block));
+    bytes_most = std::max(bytes_most, bytes_now);
+  }
   return block;
 }
 
@@ -99,7 +108,10 @@ extern "C" void *calloc(size_t count, size_t size) noexcept {
 }
 
 extern "C" void free(void *block) noexcept {
-  blocks -= block != nullptr && is_library(__builtin_return_address(0)) ? 1 : 0;
+  if (block != nullptr && is_library(__builtin_return_address(0))) {
+    --blocks;
+    bytes_now -= static_cast<int64_t>(malloc_usable_size(block));
+  }
   (__interceptor_free != nullptr ? __interceptor_free : __libc_free)(block);
 }
 
@@ -124,6 +136,10 @@ uint64_t failed_allocations() {
 
 int64_t allocated_blocks() {
   return blocks;
+}
+
+int64_t peak_bytes() {
+  return std::exchange(bytes_most, bytes_now);
 }
 
 const void *newest_block() {

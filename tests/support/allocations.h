@@ -24,6 +24,9 @@ uint64_t failed_allocations();
 // Blocks that the library has allocated and not freed.
 int64_t allocated_blocks();
 
+// Bytes in these blocks, and the most that there were since the last call of this.
+int64_t peak_bytes();
+
 // The block that the library allocated last.
 const void *newest_block();
 
