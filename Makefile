@@ -4,6 +4,9 @@
 # make clang      the same with clang++
 # make fuzz       fuzz with each target (FUZZ_SECONDS=60)
 # make bench      measure against the floor (BENCH_SECONDS=0.1 for each row)
+# make bench-openflow  flow-mods and dumps through a socket
+# make coverage   lines and branches of the library that the tests reach
+# make soak       a switch's life in random steps (STEPS=100000; PRESET=sanitize or UNDER=valgrind)
 # make lint       check format and run clang-tidy
 # make demo       three switches and four hosts in Mininet, under a controller (as root)
 # make debs       make Debian packages in build/packages
@@ -23,11 +26,14 @@ PACKETS ?= 5000
 SEED ?= 1
 FUZZ_SECONDS ?= 60
 BENCH_SECONDS ?= 0.1
+STEPS ?= 100000
+PRESET ?= release
+UNDER ?=
 
 SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
-.PHONY: run test sanitize clang fuzz bench lint format-check tidy demo debs clean root packages clang-packages \
-  format-packages tidy-packages demo-packages
+.PHONY: run test sanitize clang fuzz bench bench-openflow coverage soak lint format-check tidy demo debs clean root \
+  packages clang-packages format-packages tidy-packages demo-packages
 
 run: configure-release
 	cmake --build --preset release --target oftab-switch
@@ -46,9 +52,21 @@ configure-clang configure-fuzz: clang-packages
 
 bench: configure-release
 	cmake --build --preset release --target oftab_bench
-	build/release/bin/oftab_bench --benchmark_min_time=$(BENCH_SECONDS) --benchmark_counters_tabular=true
+	build/release/bin/oftab_bench --benchmark_min_time=$(BENCH_SECONDS)
+
+bench-openflow: configure-release
 	cmake --build --preset release --target oftab-switch oftab_openflow_client
 	python3 -B bench/openflow.py build/release/bin/oftab-switch build/release/bin/oftab_openflow_client
+
+coverage: configure-coverage
+	cmake --build --preset coverage
+	find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage
+	python3 -B tests/coverage/report.py build/coverage
+
+soak: configure-$(PRESET)
+	cmake --build --preset $(PRESET) --target oftab_test
+	python3 -B tests/soak.py $(STEPS) $(UNDER) build/$(PRESET)/bin/oftab_test --gtest_filter='Model.*'
 
 lint: format-check tidy
 

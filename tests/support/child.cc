@@ -7,6 +7,9 @@
 #include <cstdio>
 #include <exception>
 
+// In a library that counts what is run of it.
+extern "C" void __gcov_dump() __attribute__((weak));
+
 namespace test {
 namespace {
 
@@ -41,6 +44,9 @@ ChildResult in_child(const std::function<int()> &body) {
   if (child == 0) {
     const int value = run(body);
     fflush(nullptr);
+    if (__gcov_dump != nullptr) {
+      __gcov_dump();
+    }
     _exit(value);
   }
   int status = 0;
