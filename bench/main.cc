@@ -2,6 +2,8 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
+#include "bench/report.h"
+
 int main(int count, char **words) {
   // The heap keeps what it once got. Otherwise it returns a freed table to the kernel and fetches the next one page by
   // page, or not, as the tables happen to lie.
@@ -12,6 +14,7 @@ int main(int count, char **words) {
   if (benchmark::ReportUnrecognizedArguments(count, words)) {
     return 1;
   }
-  benchmark::RunSpecifiedBenchmarks();
+  bench::Table table;
+  benchmark::RunSpecifiedBenchmarks(&table);
   return 0;
 }

@@ -14,19 +14,21 @@ namespace bench {
 enum class Demands { Calls, CallsAndShadow };
 
 struct Operation {
+  uint32_t flows;  // that it is about
   Demands demands = Demands::Calls;
   std::function<void()> prepare;  // not timed
   std::function<void()> run;
   std::function<void()> finish = [] {};  // not timed
 };
 
-// Reports the time of `run`, and as counters: the calls into host and SDK, the floor in microseconds, and how many
-// times the floor the median run took.
+// Reports as counters: the median of `run` and the floor in microseconds, the one divided by the other, the calls into
+// host and SDK, and the flows.
 void measure(benchmark::State &state, const Operation &operation);
 
 // The same for one request of message code `code`.
 struct Request {
   uint32_t code;
+  uint32_t flows;  // that it is about
   Bytes bytes;
   Demands demands = Demands::Calls;
   std::function<void()> before = [] {};  // brings about the state that the request meets
