@@ -90,7 +90,7 @@ bool Agent::set_miss(HardwareActions::Kind kind) {
 void Agent::advance(Time by) {
   catch_up();
   const Time until = now_ + by;
-  changes_.finish_failed(now_);
+  tell_removed(changes_.finish_failed(now_));
   if (first_deadline(flows_, Time::min()) != Time::max()) {
     refresh_counts(Time::zero());
   }

@@ -9,12 +9,24 @@
 
 namespace agent {
 
+// A table that counts records and has none.
+bool has_lost_flows() {
+  const oftab_tcam_tbl_t *table = oftab_hw_rsrc_g.current_table;
+  return table != nullptr && table->entries_allocated != 0 && table->tcam_entry == nullptr;
+}
+
 std::optional<Response> ask(host::Switch &device, const Bytes &request) {
+  const bool had_flows = !has_lost_flows();
+  std::optional<Response> response;
   try {
-    return submit_entries(device, request);
+    response = submit_entries(device, request);
   } catch (const std::runtime_error &) {
-    return std::nullopt;
+    response.reset();
   }
+  if (had_flows && has_lost_flows()) {
+    throw FlowsLost();
+  }
+  return response;
 }
 
 std::unordered_set<uint32_t> live_seq_nos() {

@@ -1,7 +1,8 @@
 // Flows into the library in as few requests as keep their order by priority, and what became of each of them.
 //
 // After every call, a flow that was to be added stands in the library's table exactly when its status is 0, and one
-// that was to be deleted when it is not, whatever failed on the way.
+// that was to be deleted when it is not, whatever failed on the way; unless the library lost all its flows, for which
+// FlowsLost is thrown (batch_requests.h).
 #ifndef AGENT_BATCH_H
 #define AGENT_BATCH_H
 

@@ -13,7 +13,12 @@
 
 namespace agent {
 
-// The response; none when the library did not answer, which says nothing about what it did.
+// The library lost all its flows: it ran out of memory as it committed a request.
+struct FlowsLost {};
+bool has_lost_flows();
+
+// The response; none when the library did not answer, which says nothing about what it did. Throws FlowsLost, as do the
+// operations on batches.
 std::optional<Response> ask(host::Switch &device, const Bytes &request);
 
 bool succeeded(const std::optional<Response> &response);

@@ -53,10 +53,12 @@ FlowModResults FlowChanges::expire(Time now) {
   return finish();
 }
 
-void FlowChanges::finish_failed(Time now) {
-  if (pending_.unfinished()) {
-    begin(0, now);
+FlowModResults FlowChanges::finish_failed(Time now) {
+  if (!pending_.unfinished()) {
+    return {};
   }
+  begin(0, now);
+  return finish();
 }
 
 void FlowChanges::begin(size_t changes, Time now) {
@@ -69,6 +71,7 @@ void FlowChanges::begin(size_t changes, Time now) {
 
 FlowModResults FlowChanges::finish() {
   pending_.send();
+  pending_.finish();
   return std::move(results_);
 }
 

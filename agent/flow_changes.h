@@ -27,7 +27,7 @@ class FlowChanges {
   FlowModResults expire(Time now);
 
   // Tries again what failed before.
-  void finish_failed(Time now);
+  FlowModResults finish_failed(Time now);
 
   // Makes the table hold the library's flows. Returns those that are gone.
   std::vector<TableEntry> reread(Time now) { return pending_.reread(now); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "agent/batch_requests.h"
 #include "agent/flow_check.h"
 #include "agent/flow_sync.h"
 #include "agent/hardware.h"
@@ -25,9 +26,26 @@ bool has_outputs(const std::vector<Action> &actions) {
 
 }  // namespace
 
+// False when the library lost its flows on the way.
+template <typename Requests>
+bool PendingChanges::survives(Requests requests) try {
+  requests();
+  return true;
+} catch (const FlowsLost &) {
+  recover();
+  return false;
+}
+
 void PendingChanges::begin(FlowModResults &results, Time now) {
   now_ = now;
   results_ = &results;
+  survives([this] { begin(); });
+}
+
+void PendingChanges::begin() {
+  if (has_lost_flows()) {
+    throw FlowsLost();
+  }
   for (const uint32_t seq_no : std::exchange(broken_, {})) {
     if (const TableEntry *entry = table_.find(seq_no)) {
       mend(*entry);
@@ -37,7 +55,7 @@ void PendingChanges::begin(FlowModResults &results, Time now) {
 }
 
 std::vector<TableEntry> PendingChanges::reread(Time now) {
-  discard_records();
+  survives([this] { discard_records(); });
   return agent::reread(device_, table_, now, leftovers_);
 }
 
@@ -62,6 +80,10 @@ void PendingChanges::remove(size_t mod, uint32_t seq_no, RemovedFlow::Reason rea
 }
 
 void PendingChanges::send() {
+  survives([this] { send_all(); });
+}
+
+void PendingChanges::send_all() {
   send_additions();
   send_changes();
   std::ranges::for_each(additions_, [this](Addition &addition) { settle(addition); });
@@ -211,20 +233,27 @@ void PendingChanges::send_removals() {
 void PendingChanges::replace_in_place(size_t mod, const TableEntry &old, TableEntry by) {
   const uint32_t seq_no = *old.flow.seq_no;
   by.flow.seq_no = seq_no;
+  if (!survives([&] { replace_record(mod, old, std::move(by)); })) {
+    fail(mod, OFTAB_ERR_INVALID);
+  }
+}
+
+void PendingChanges::replace_record(size_t mod, const TableEntry &old, TableEntry by) {
+  const uint32_t seq_no = *old.flow.seq_no;
   if (const int32_t status = delete_batch(device_, {&seq_no, 1}).front(); status != OFTAB_OK) {
     return fail(mod, status);
   }
-  TableEntry before = renewed(table_.erase(seq_no), seq_no);
   const int32_t status = add_one(by.flow);
   if (status == OFTAB_OK) {
+    table_.erase(seq_no);
     table_.insert(std::move(by));
     return;
   }
   fail(mod, status);
-  if (add_one(before.flow) == OFTAB_OK) {
-    table_.insert(std::move(before));
+  if (add_one(old.flow) == OFTAB_OK) {
+    table_.insert(renewed(table_.erase(seq_no), seq_no));
   } else {
-    results_->removed.push_back({std::move(before), RemovedFlow::Reason::Delete, now_});
+    results_->removed.push_back({table_.erase(seq_no), RemovedFlow::Reason::Delete, now_});
   }
 }
 

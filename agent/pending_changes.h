@@ -29,7 +29,7 @@ class PendingChanges {
   void begin(FlowModResults &results, Time now);
 
   // Something that failed is to be tried again, which each run does as it begins.
-  bool unfinished() const { return !leftovers_.empty() || !broken_.empty(); }
+  bool unfinished() const;
 
   // Makes the table hold the library's flows. Returns those that are gone.
   std::vector<TableEntry> reread(Time now);
@@ -56,6 +56,9 @@ class PendingChanges {
   // Sends what waits. A flow-mod that fails is undone as a whole, and gets its error.
   void send();
 
+  // At the end of a run: flows that the library has lost go, unless it takes them again.
+  void finish();
+
   // For a library without room for a moment's second record, when nothing waits: deletes the old record and adds the
   // new one, under the same number.
   void replace_in_place(size_t mod, const TableEntry &old, TableEntry by);
@@ -77,6 +80,16 @@ class PendingChanges {
     RemovedFlow flow;
   };
 
+  // pending_recovery.cc: what becomes of it all when the library loses its flows
+  template <typename Requests>
+  bool survives(Requests requests);
+  void recover();
+  void fail_all();
+  void add_again(std::vector<uint32_t> seq_nos);
+
+  void begin();
+  void send_all();
+  void replace_record(size_t mod, const TableEntry &old, TableEntry by);
   int32_t add_one(const Flow &flow);
   void send_additions();
   void send_changes();
@@ -101,6 +114,7 @@ class PendingChanges {
   size_t replaced_ = 0;
   std::set<uint32_t> leftovers_;  // numbers of records that no flow has any more, to be deleted
   std::set<uint32_t> broken_;     // numbers of flows whose records could not get their actions back
+  std::vector<uint32_t> lost_;    // numbers of flows that the library has lost and not taken again
 };
 
 }  // namespace agent

@@ -9,6 +9,7 @@
 #include "agent/agent.h"
 #include "agent/batch.h"
 #include "agent/table_view.h"
+#include "tests/support/allocations.h"
 #include "tests/support/child.h"
 #include "tests/support/random_flows.h"
 #include "tests/support/rig.h"
@@ -236,18 +237,29 @@ class History : public Listener {
     return mod;
   }
 
+  void arm() {
+    const uint64_t nth = 1 + dice_.below(4);
+    const bool from_then_on = dice_.one_in(4);
+    if (dice_.one_in(4)) {
+      test::fail_allocation(nth, from_then_on);
+    } else {
+      rig_.sw.faults().fail(dice_.pick(kFailing), nth, 77, from_then_on ? Repeat::FromThenOn : Repeat::Once);
+    }
+  }
+
   // Flow-mods one after the other, or together: the result is to be the same.
   void send_run() {
     std::vector<FlowMod> mods(1 + dice_.below(8));
     std::ranges::generate(mods, [this] { return random_mod(); });
     if (faults_ && dice_.one_in(3)) {
-      rig_.sw.faults().fail(dice_.pick(kFailing), 1 + dice_.below(4), 77,
-                            dice_.one_in(4) ? Repeat::FromThenOn : Repeat::Once);
+      arm();
     }
+    const uint64_t without_memory = test::failed_allocations();
     const auto errors = agent_.apply(mods);
-    const bool failed = !rig_.sw.faults().injected().empty();
+    const bool failed = !rig_.sw.faults().injected().empty() || test::failed_allocations() != without_memory;
     rig_.sw.faults().disarm();
     rig_.sw.faults().reset();
+    test::let_allocations_pass();
     ASSERT_EQ(errors.size(), mods.size());
     if (failed) {
       return adopt();

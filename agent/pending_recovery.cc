@@ -1,0 +1,89 @@
+// The library has lost all its flows: it ran out of memory as it committed a request. What waited fails, and what the
+// agent knows is added again.
+#include <algorithm>
+#include <utility>
+
+#include "agent/batch_requests.h"
+#include "agent/pending_changes.h"
+#include "oftab/oftab.h"
+
+namespace agent {
+
+bool PendingChanges::unfinished() const {
+  return !leftovers_.empty() || !broken_.empty() || has_lost_flows();
+}
+
+void PendingChanges::recover() {
+  fail_all();
+  std::vector<uint32_t> seq_nos;
+  table_.for_each([&](const TableEntry &entry) { seq_nos.push_back(*entry.flow.seq_no); });
+  if (seq_nos.empty()) {
+    ask(device_, purge_request());
+  } else {
+    add_again(std::move(seq_nos));
+  }
+}
+
+// What was to be removed is gone with the others.
+void PendingChanges::fail_all() {
+  for (const Addition &addition : std::exchange(additions_, {})) {
+    const uint32_t seq_no = *addition.entry->flow.seq_no;
+    fail(addition.mod, OFTAB_ERR_INVALID);
+    if (addition.replaces) {
+      table_.give_back(seq_no);
+    } else {
+      table_.erase(seq_no);
+    }
+  }
+  for (const Change &change : std::exchange(changes_, {})) {
+    fail(change.mod, OFTAB_ERR_INVALID);
+  }
+  for (Removal &removal : std::exchange(removals_, {})) {
+    results_->removed.push_back(std::move(removal.flow));
+  }
+  std::ranges::for_each(std::exchange(leftovers_, {}), [this](uint32_t seq_no) { table_.give_back(seq_no); });
+  broken_.clear();
+  touched_.clear();
+  replacements_.clear();
+  replaced_ = 0;
+}
+
+// Flows that are refused stay in the table for now: whoever had something sent may be looking at them.
+void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
+  std::vector<const Flow *> flows;
+  for (const uint32_t seq_no : seq_nos) {
+    TableEntry &entry = *table_.find(seq_no);
+    entry.earlier = entry.counts();
+    entry.collected = {};
+    flows.push_back(&entry.flow);
+  }
+  lost_ = std::move(seq_nos);
+  try {
+    const auto [statuses, strays] = add_batch(device_, flows);
+    leftovers_.insert(strays.begin(), strays.end());
+    std::vector<uint32_t> refused;
+    for (size_t i = 0; i < flows.size(); ++i) {
+      if (statuses[i] != OFTAB_OK) {
+        refused.push_back(lost_[i]);
+      }
+    }
+    lost_ = std::move(refused);
+  } catch (const FlowsLost &) {
+    lost_.clear();
+    table_.for_each([this](const TableEntry &entry) { lost_.push_back(*entry.flow.seq_no); });
+  }
+}
+
+void PendingChanges::finish() {
+  if (lost_.empty()) {
+    return;
+  }
+  const auto live = live_seq_nos();
+  std::erase_if(lost_, [&](uint32_t seq_no) { return table_.find(seq_no) == nullptr || live.contains(seq_no); });
+  add_again(std::exchange(lost_, {}));
+  for (const uint32_t seq_no : std::exchange(lost_, {})) {
+    results_->removed.push_back({table_.erase(seq_no), RemovedFlow::Reason::Delete, now_});
+  }
+}
+
+}  // namespace agent
