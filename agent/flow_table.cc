@@ -71,6 +71,7 @@ TableEntry &FlowTable::insert(TableEntry entry) {
     node.value() = &place;
     by_identity_.insert(std::move(node));
   }
+  classifier_.insert(place);
   return place;
 }
 
@@ -80,6 +81,7 @@ TableEntry FlowTable::erase(uint32_t seq_no) {
   if (named != by_identity_.end() && *named == &place->second) {  // not when another entry stands for the flow by now
     by_identity_.erase(named);
   }
+  classifier_.erase(place->second);
   TableEntry entry = std::move(place->second);
   entries_.erase(place);
   give_back(seq_no);

@@ -13,6 +13,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "agent/classifier.h"
 #include "agent/flow.h"
 #include "oftab/oftab.h"
 
@@ -68,6 +69,10 @@ class FlowTable {
     }
   }
 
+  // The flow that a packet meets by the rules of OpenFlow, whatever stands in the hardware; null when it meets none.
+  TableEntry *winner(const Packet &packet) { return classifier_.find(packet); }
+  const TableEntry *winner(const Packet &packet) const { return classifier_.find(packet); }
+
   // Whether a flow of this priority could meet a packet that `match` meets too.
   bool overlaps(const Match &match, uint32_t priority) const;
 
@@ -109,6 +114,7 @@ class FlowTable {
   std::unordered_set<TableEntry *, IdentityHash, SameIdentity> by_identity_;
   std::bitset<kCapacity + 1> taken_;  // sequence numbers
   uint32_t lowest_free_ = 1;
+  Classifier classifier_;
 };
 
 // Whether some packet could meet both.

@@ -69,8 +69,8 @@ void TernarySearch::remove(size_t record) {
 std::optional<size_t> TernarySearch::first(const Key &key) const {
   const Digits digits = digits_of(key);
   for (size_t number = 0; number < blocks_.size(); ++number) {
-    if (const std::optional<size_t> record = blocks_[number].first(digits)) {
-      return number * kBlock + *record;
+    if (const Row matching = blocks_[number].matching(digits); any(matching)) {
+      return number * kBlock + lowest_bit(matching);
     }
   }
   return std::nullopt;
@@ -101,12 +101,12 @@ void TernarySearch::Block::find_asked() {
   }
 }
 
-std::optional<size_t> TernarySearch::Block::first(const Digits &key) const {
+TernarySearch::Row TernarySearch::Block::matching(const Digits &key) const {
   Row matching = present;
   for (size_t i = 0; i < asked.size() && any(matching); ++i) {
     intersect(matching, accepting[asked[i]][key[asked[i]]]);
   }
-  return any(matching) ? std::optional(lowest_bit(matching)) : std::nullopt;
+  return matching;
 }
 
 }  // namespace host::asic

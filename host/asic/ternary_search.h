@@ -17,6 +17,7 @@
 #define HOST_ASIC_TERNARY_SEARCH_H
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -38,6 +39,10 @@ class TernarySearch {
   // The lowest number of a record that matches.
   std::optional<size_t> first(const Key &key) const;
 
+  // Visits the numbers of all records that match, rising.
+  template <typename Visit>
+  void for_each(const Key &key, Visit visit) const;
+
  private:
   static constexpr size_t kDigits = 2 * sizeof(Key);
   static constexpr size_t kBlock = 512;
@@ -53,13 +58,26 @@ class TernarySearch {
 
     void set_digit(size_t digit, size_t record, unsigned value, unsigned mask);
     void find_asked();
-    std::optional<size_t> first(const Digits &key) const;
+    Row matching(const Digits &key) const;
   };
 
   static Digits digits_of(const Key &key);
 
   std::vector<Block> blocks_;
 };
+
+template <typename Visit>
+void TernarySearch::for_each(const Key &key, Visit visit) const {
+  const Digits digits = digits_of(key);
+  for (size_t block = 0; block < blocks_.size(); ++block) {
+    const Row matching = blocks_[block].matching(digits);
+    for (size_t word = 0; word < matching.size(); ++word) {
+      for (uint64_t bits = matching[word]; bits != 0; bits &= bits - 1) {
+        visit(block * kBlock + word * 64 + static_cast<size_t>(std::countr_zero(bits)));
+      }
+    }
+  }
+}
 
 }  // namespace host::asic
 

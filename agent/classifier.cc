@@ -1,0 +1,86 @@
+#include "agent/classifier.h"
+
+#include <bit>
+
+#include "agent/batch_placement.h"
+#include "agent/flow_table.h"
+#include "platform/asic_sdk.h"
+
+namespace agent {
+namespace {
+
+using host::asic::Key;
+
+// The fields stand in the key one behind the other, each in whole octets.
+template <typename GetValue>
+Key key_of(GetValue value_of) {
+  Key key{};
+  size_t at = 0;
+  for (const FieldRow &row : field_rows()) {
+    uint64_t value = value_of(row);
+    for (const size_t end = at + (static_cast<size_t>(std::bit_width(row.exact)) + 7) / 8; at < end; value >>= 8) {
+      key.at(at++) = static_cast<uint8_t>(value);
+    }
+  }
+  return key;
+}
+
+}  // namespace
+
+void Classifier::insert(TableEntry &entry) {
+  size_t place = places_.size();
+  if (free_.empty()) {
+    places_.emplace_back();
+  } else {
+    place = free_.back();
+    free_.pop_back();
+  }
+  places_[place].entry = &entry;
+  place_of_[&entry] = place;
+  note_change(place);
+}
+
+void Classifier::erase(const TableEntry &entry) {
+  const auto node = place_of_.extract(&entry);
+  places_[node.mapped()].entry = nullptr;
+  note_change(node.mapped());
+  free_.push_back(node.mapped());
+}
+
+TableEntry *Classifier::find(const Packet &packet) const {
+  follow_changes();
+  const Place *best = nullptr;
+  search_->for_each(key_of([&](const FieldRow &row) { return row.of_packet(packet); }), [&](size_t place) {
+    const Place &at = places_[place];
+    best = best == nullptr || at.rank > best->rank ? &at : best;
+  });
+  return best == nullptr ? nullptr : best->entry;
+}
+
+void Classifier::note_change(size_t place) {
+  if (!places_[place].changed) {
+    places_[place].changed = true;
+    changed_.push_back(place);
+  }
+}
+
+void Classifier::follow_changes() const {
+  if (search_ == nullptr) {
+    search_ = std::make_unique<host::asic::TernarySearch>(TCAM_INDICES);
+  }
+  for (const size_t place : changed_) {
+    const Place &at = places_[place];
+    at.changed = false;
+    if (at.entry == nullptr) {
+      search_->remove(place);
+      continue;
+    }
+    const Flow &flow = at.entry->flow;
+    at.rank = library_priority(flow);
+    search_->set(place, key_of([&](const FieldRow &row) { return flow.match[row.field].value; }),
+                 key_of([&](const FieldRow &row) { return flow.match[row.field].mask; }));
+  }
+  changed_.clear();
+}
+
+}  // namespace agent
