@@ -33,7 +33,7 @@ Agent::Agent(host::Switch &device, uint64_t datapath_id)
     : device_(device),
       changes_(device, flows_),
       ports_(device.interfaces(), datapath_id),
-      packets_(device, flows_, ports_, [this](const PacketIn &packet) { tell(&Listener::packet_in, packet); }) {
+      packets_(device, flows_, ports_, now_, [this](const PacketIn &packet) { tell(&Listener::packet_in, packet); }) {
   reread();
 }
 
@@ -156,8 +156,9 @@ Aggregate Agent::aggregate_statistics(const Match &match, uint32_t out_port, Tim
 }
 
 TableStatistics Agent::table_statistics() const {
-  const auto &lookups = device_.asic().lookups();
-  return {flows_.size(), lookups.packets, lookups.packets - lookups.missed};
+  const auto &hardware = device_.asic().lookups();
+  const uint64_t lookups = hardware.packets + packets_.looked_up();
+  return {flows_.size(), lookups, lookups - hardware.missed - packets_.missed()};
 }
 
 std::optional<Agent::PortModError> Agent::modify_port(uint32_t ifindex, const std::array<uint8_t, 6> &hw_addr,

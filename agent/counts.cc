@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "agent/hardware.h"
 #include "agent/requests.h"
 #include "agent/responses.h"
 #include "oftab/oftab.h"
@@ -9,8 +10,17 @@
 namespace agent {
 namespace {
 
-// Counts that went back were cleared in between; those that stayed the same counted nothing.
-void update(TableEntry &entry, const Counts &collected, Time now) {
+// Counts that went back were cleared in between; those that stayed the same counted nothing. What the record of one of
+// the CPU's flows counts is not the flow's: others' packets may be among them.
+void update(TableEntry &entry, const Counts &record, Time now) {
+  if (is_on_cpu(entry.flow)) {
+    entry.punted = record;
+    return;
+  }
+  if (record.packets < entry.punted.packets) {
+    entry.punted = {};
+  }
+  const Counts collected{record.packets - entry.punted.packets, record.bytes - entry.punted.bytes};
   if (collected.packets != 0 && collected.packets != entry.collected.packets) {
     entry.used = now;
   }

@@ -11,12 +11,9 @@ namespace agent {
 // What was refused changed nothing, but for a flow whose buffered packet is not there: the flow stays.
 struct AgentError {
   enum class Kind : uint8_t {
-    Field,          // the hardware cannot match a field, or this value of it
-    Rewrite,        // packets cannot be changed
-    Queue,          // there are no queues
-    Port,           // an output that does not exist, or that cannot be sent to
+    Field,          // a VLAN or an interface that the switch does not have
+    Port,           // an output that does not exist, or that flows do not send to
     Application,    // no application of the controller has this number
-    Combination,    // the hardware cannot do these actions together
     Emergency,      // there are no emergency flows
     Overlap,        // the flow was not to overlap another of its priority, and does
     Number,         // a sequence number that is another flow's, or nobody's

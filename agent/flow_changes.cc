@@ -16,9 +16,8 @@ using Command = FlowMod::Command;
 using Reason = RemovedFlow::Reason;
 
 // A changed record goes on naming the multicast index that it had: one that loses its outputs is replaced.
-bool loses_outputs(const Flow &flow, const std::vector<Action> &actions) {
-  return lowered(flow.actions).kind == HardwareActions::Kind::Output &&
-         lowered(actions).kind != HardwareActions::Kind::Output;
+bool loses_outputs(const Placement &before, const Placement &after) {
+  return before.actions.kind == HardwareActions::Kind::Output && after.actions.kind != HardwareActions::Kind::Output;
 }
 
 }  // namespace
@@ -108,15 +107,20 @@ void FlowChanges::modify(size_t mod) {
 }
 
 void FlowChanges::modify(size_t mod, const TableEntry &entry) {
-  const std::vector<Action> &actions = change_.flow.actions;
-  if (!loses_outputs(entry.flow, actions)) {
-    return pending_.change(mod, entry, actions);
+  Flow changed = entry.flow;
+  changed.actions = change_.flow.actions;
+  const Placement before = placement_of(entry.flow);
+  const Placement after = placement_of(changed);
+  const bool another_record = loses_outputs(before, after);
+  if (another_record || before.on_cpu() != after.on_cpu()) {
+    need_counts();
   }
-  need_counts();
+  if (!another_record) {
+    return pending_.change(mod, entry, std::move(changed.actions));
+  }
   TableEntry by = entry;
-  by.flow.actions = actions;
-  by.earlier = entry.counts();
-  by.collected = {};
+  by.flow = std::move(changed);
+  by.change_record();
   replace(mod, entry, std::move(by), std::nullopt);
 }
 

@@ -14,43 +14,20 @@ namespace {
 
 using Kind = AgentError::Kind;
 
-constexpr uint32_t kApplications = 8;
-
-Kind kind_of(Refusal::Kind kind) {
-  switch (kind) {
-    case Refusal::Kind::Field:
-      return Kind::Field;
-    case Refusal::Kind::Rewrite:
-      return Kind::Rewrite;
-    case Refusal::Kind::Queue:
-      return Kind::Queue;
-    case Refusal::Kind::Port:
-      return Kind::Port;
-    case Refusal::Kind::Combination:
-      break;
-  }
-  return Kind::Combination;
-}
-
-AgentError error_of(const Refusal &refusal) {
-  return {kind_of(refusal.kind), refusal.reason, refusal.action};
-}
-
-bool is_reserved(uint64_t port) {
-  return port >= kPortIn && port <= kPortNone;
-}
-
 // Outputs that exist, applications that exist.
 std::optional<AgentError> refused(const Action &action, size_t position, const host::services::Interfaces &interfaces) {
   const auto port = static_cast<uint32_t>(action.value);
   const bool sends = action.kind == Action::Kind::Output || action.kind == Action::Kind::Enqueue;
-  if (sends && !is_reserved(port) && !interfaces.exists(port)) {
+  if (sends && !is_reserved_port(port) && !interfaces.exists(port)) {
     return AgentError{Kind::Port, concat("there is no interface ", interface_name(port)), position};
   }
-  if (is_output_to(action, kPortController) && (action.app_id == 0 || action.app_id > kApplications)) {
-    return AgentError{
-        Kind::Application,
-        concat("controller applications are 1 to ", kApplications, ": ", action.app_id, " is none of them"), position};
+  if (sends && (port == kPortTable || port == kPortNone)) {
+    return AgentError{Kind::Port, "flows do not send packets there", position};
+  }
+  if (is_output_to(action, kPortController) && (action.app_id == 0 || action.app_id >= kCpuApplication)) {
+    return AgentError{Kind::Application,
+                      concat("controller applications are 1 to ", kCpuApplication - 1, ", not ", action.app_id),
+                      position};
   }
   return std::nullopt;
 }
@@ -61,15 +38,11 @@ std::optional<AgentError> refused(const std::vector<Action> &actions, const host
       return error;
     }
   }
-  const auto result = lower(actions);
-  const Refusal *refusal = std::get_if<Refusal>(&result);
-  return refusal == nullptr ? std::nullopt : std::optional(error_of(*refusal));
+  return std::nullopt;
 }
 
+// What the record of a flow in the TCAM compares must be known to the host.
 std::optional<AgentError> refused(const Match &match, host::Switch &device) {
-  if (const auto refusal = unmatchable(match)) {
-    return error_of(*refusal);
-  }
   const Masked vlan = match[Field::DlVlan];
   if (vlan.mask != 0 && !device.asic().vlans().bridge_domain(vlan_for_host(vlan.value))) {
     return AgentError{Kind::Field, concat("VLAN ", vlan.value, " has no bridge domain")};
@@ -101,7 +74,7 @@ Kind kind_of(int32_t status) {
 
 std::optional<AgentError> refused(host::Switch &device, const Flow &flow) {
   auto error = refused_change(device, flow);
-  return error ? error : refused(flow.match, device);
+  return error ? error : refused(placement_of(flow).match, device);
 }
 
 std::optional<AgentError> refused_flags(uint16_t flags) {

@@ -26,14 +26,14 @@ std::set<uint32_t> ports_of(const std::vector<uint32_t> &outputs, const host::se
 
 // Whether a record does what a flow says; which application of the controller it is for does not stand in it.
 bool same_actions(const InstalledFlow &installed, const Flow &flow, const host::services::Interfaces &interfaces) {
-  const HardwareActions due = lowered(flow.actions);
+  const HardwareActions due = placement_of(flow).actions;
   return installed.hardware.kind == due.kind && installed.hardware.copy_to_controller == due.copy_to_controller &&
          ports_of(installed.hardware.outputs, interfaces) == ports_of(due.outputs, interfaces);
 }
 
 bool same_identity(const InstalledFlow &installed, const TableEntry *entry) {
   return entry != nullptr && priority_of(entry->flow) == priority_of(installed.flow) &&
-         entry->flow.match == installed.flow.match;
+         placement_of(entry->flow).match == installed.flow.match;
 }
 
 std::string named(const Flow &flow) {
@@ -53,7 +53,7 @@ std::vector<std::string> differences(host::Switch &device, const FlowTable &tabl
       lines.push_back(concat("the agent does not know ", named(installed.flow), " at index ", installed.index));
     } else if (!same_actions(installed, entry->flow, device.interfaces())) {
       lines.push_back(concat(named(installed.flow), " has other actions at index ", installed.index, ": ",
-                             to_text(installed.hardware), " instead of ", to_text(lowered(entry->flow.actions))));
+                             to_text(installed.hardware), " instead of ", to_text(placement_of(entry->flow).actions)));
     }
   }
   for (const auto &[seq_no, entry] : table.entries()) {

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "agent/classifier.h"
@@ -37,10 +38,27 @@ struct TableEntry {
   Flow flow;           // with its sequence number and priority
   Time added{};        // durations and the hard timeout run from here
   Time used{};         // when a reading last found new packets; the idle timeout runs from here
-  Counts collected{};  // of the library's record, as of the latest reading
-  Counts earlier{};    // of the records that stood for the flow before
+  Counts collected{};  // by the hardware, of the library's record, as of the latest reading
+  Counts punted{};     // what else the record has counted: packets that it brought to the CPU
+  Counts others{};     // by the CPU, and of the records that stood for the flow before
 
-  Counts counts() const { return Counts(collected) += earlier; }
+  Counts counts() const { return Counts(collected) += others; }
+
+  // The CPU took a packet for the flow.
+  void took(size_t bytes, Time now) {
+    others += {1, bytes};
+    used = now;
+  }
+  // What the record counts from now on is for the CPU to count, or for the hardware again.
+  void close_record() {
+    punted += collected;
+    others += std::exchange(collected, {});
+  }
+  // The flow goes on with another record, which counts from 0.
+  void change_record() {
+    close_record();
+    punted = {};
+  }
 };
 
 class FlowTable {

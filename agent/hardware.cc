@@ -1,7 +1,8 @@
 #include "agent/hardware.h"
 
 #include <algorithm>
-#include <stdexcept>
+#include <tuple>
+#include <utility>
 
 #include "agent/actions.h"
 #include "agent/fields.h"
@@ -13,72 +14,74 @@ namespace {
 
 namespace hw = oftab::hw;
 
+using host::services::Interfaces;
 using Kind = HardwareActions::Kind;
 
 // Takes the actions of a flow one after the other, up to the first that the hardware cannot do.
 class Lowering {
  public:
-  std::optional<Refusal> take(const Action &action, size_t position);
+  std::optional<CpuReason> take(const Action &action);
   HardwareActions finish() const;
 
  private:
-  std::optional<Refusal> take_output(const Action &action, size_t position);
-  std::optional<Refusal> take_controller(const Action &action, size_t position);
-  std::optional<Refusal> take_port(uint32_t port, size_t position);
-  std::optional<Refusal> set_kind(Kind kind, size_t position);
+  std::optional<CpuReason> take_output(const Action &action);
+  std::optional<CpuReason> take_controller(const Action &action);
+  std::optional<CpuReason> take_port(uint32_t port);
+  std::optional<CpuReason> set_kind(Kind kind);
 
   HardwareActions actions_;
   std::optional<Kind> kind_;  // of what is done beside the controller
   bool controller_ = false;
 };
 
-std::optional<Refusal> Lowering::take(const Action &action, size_t position) {
+std::optional<CpuReason> Lowering::take(const Action &action) {
   switch (action.kind) {
     case Action::Kind::Output:
-      return take_output(action, position);
+      return take_output(action);
     case Action::Kind::Enqueue:
-      return Refusal{Refusal::Kind::Queue, "the hardware has no queues", position};
+      return "the hardware has no queues";
     default:
-      return Refusal{Refusal::Kind::Rewrite, "the hardware cannot change packets", position};
+      return "the hardware cannot change packets";
   }
 }
 
-std::optional<Refusal> Lowering::take_output(const Action &action, size_t position) {
+std::optional<CpuReason> Lowering::take_output(const Action &action) {
   switch (action.value) {
     case kPortNormal:
-      return set_kind(Kind::Normal, position);
+      return set_kind(Kind::Normal);
     case kPortController:
-      return take_controller(action, position);
+      return take_controller(action);
     default:
-      return take_port(static_cast<uint32_t>(action.value), position);
+      return take_port(static_cast<uint32_t>(action.value));
   }
 }
 
-std::optional<Refusal> Lowering::take_controller(const Action &action, size_t position) {
-  if (controller_ && actions_.app_id != action.app_id) {
-    return Refusal{Refusal::Kind::Combination, "the hardware copies a packet to one controller application only",
-                   position};
+std::optional<CpuReason> Lowering::take_controller(const Action &action) {
+  if (controller_) {
+    return "the hardware copies a packet to the controller once";
   }
   controller_ = true;
   actions_.app_id = action.app_id;
   return std::nullopt;
 }
 
-std::optional<Refusal> Lowering::take_port(uint32_t port, size_t position) {
-  if (is_reserved_port(port)) {
-    return Refusal{Refusal::Kind::Port, "the hardware sends to ports and port channels only", position};
+std::optional<CpuReason> Lowering::take_port(uint32_t port) {
+  if (port == kPortIn) {
+    return "the hardware sends no packet back out of the port that it came in by";
   }
-  if (std::find(actions_.outputs.begin(), actions_.outputs.end(), port) != actions_.outputs.end()) {
-    return Refusal{Refusal::Kind::Combination, interface_name(port) + " is an output already", position};
+  if (is_reserved_port(port)) {
+    return "the hardware sends to ports and port channels only";
+  }
+  if (std::ranges::find(actions_.outputs, port) != actions_.outputs.end()) {
+    return concat("the hardware sends a packet to ", interface_name(port), " once");
   }
   actions_.outputs.push_back(port);
-  return set_kind(Kind::Output, position);
+  return set_kind(Kind::Output);
 }
 
-std::optional<Refusal> Lowering::set_kind(Kind kind, size_t position) {
-  if (kind_ && *kind_ != kind) {
-    return Refusal{Refusal::Kind::Combination, "the hardware either forwards normally or sends to given ports",
-                   position};
+std::optional<CpuReason> Lowering::set_kind(Kind kind) {
+  if (kind_ == Kind::Normal || (kind_ && *kind_ != kind)) {
+    return "the hardware either forwards normally, once, or sends to given ports";
   }
   kind_ = kind;
   return std::nullopt;
@@ -103,28 +106,57 @@ uint64_t key_class(const Match &match) {
   }
 }
 
-Refusal no_place(const Match &match, Field field) {
-  return {Refusal::Kind::Field, concat("the hardware cannot match ", spelling_in(match, field).name), 0, field};
+constexpr uint64_t kLastVlan = 0xFFF;  // for which the hardware has no bridge domain
+
+// Why no packet that comes in can match; controllers may send some that do.
+std::optional<CpuReason> impossible(const Match &match) {
+  const auto port = static_cast<uint32_t>(match[Field::InPort].value);
+  if (match[Field::InPort].mask != 0 && !Interfaces::port_slot(port) && !Interfaces::pc_number(port)) {
+    return "packets come in to the hardware by ports and port channels only";
+  }
+  const Masked &vlan = match[Field::DlVlan];
+  if (vlan.mask != 0 && vlan.value > kLastVlan && vlan.value != kUntagged) {
+    return concat("no packet has dl_vlan ", vlan.value);
+  }
+  return std::nullopt;
+}
+
+// Of frames that a group sent, which no port takes.
+Match match_of_nothing() {
+  Match match;
+  match[Field::DlSrc] = {kExactMac, kExactMac};
+  return match;
+}
+
+// The narrowest match of the hardware that covers one, and why it is another, if it is.
+std::pair<Match, std::optional<CpuReason>> matchable(const Match &match) {
+  if (auto reason = impossible(match)) {
+    return {match_of_nothing(), std::move(reason)};
+  }
+  std::pair<Match, std::optional<CpuReason>> result{match, std::nullopt};
+  for (const FieldRow &row : field_rows()) {
+    Masked &field = result.first[row.field];
+    const bool has_place = row.key.in(key_class(match)) != nullptr;
+    const bool has_domain = row.field != Field::DlVlan || field.value != kLastVlan;
+    if (field.mask != 0 && !(has_place && has_domain)) {
+      const std::string name(spelling_in(match, row.field).name);
+      result.second = concat("the hardware cannot match ", name, has_place ? concat(" ", field.value) : "");
+      field = {};
+    }
+  }
+  return result;
 }
 
 }  // namespace
 
-std::variant<HardwareActions, Refusal> lower(const std::vector<Action> &actions) {
+std::variant<HardwareActions, CpuReason> lower(const std::vector<Action> &actions) {
   Lowering lowering;
-  for (size_t i = 0; i < actions.size(); ++i) {
-    if (auto refusal = lowering.take(actions[i], i)) {
-      return *std::move(refusal);
+  for (const Action &action : actions) {
+    if (auto reason = lowering.take(action)) {
+      return *std::move(reason);
     }
   }
   return lowering.finish();
-}
-
-HardwareActions lowered(const std::vector<Action> &actions) {
-  auto result = lower(actions);
-  if (const auto *refusal = std::get_if<Refusal>(&result)) {
-    throw std::invalid_argument(refusal->reason);
-  }
-  return std::get<HardwareActions>(std::move(result));
 }
 
 std::vector<Action> raised(const HardwareActions &actions) {
@@ -140,24 +172,23 @@ std::vector<Action> raised(const HardwareActions &actions) {
   return list;
 }
 
-std::optional<Refusal> unmatchable(const Match &match) {
-  for (const FieldRow &row : field_rows()) {
-    if (match[row.field].mask != 0 && row.key.in(key_class(match)) == nullptr) {
-      return no_place(match, row.field);
-    }
+Placement placement_of(const Flow &flow) {
+  Placement placement;
+  std::tie(placement.match, placement.cpu) = matchable(flow.match);
+  auto actions = lower(flow.actions);
+  if (auto *reason = std::get_if<CpuReason>(&actions); reason != nullptr && !placement.cpu) {
+    placement.cpu = std::move(*reason);
   }
-  if (match[Field::InPort].mask != 0 && is_reserved_port(match[Field::InPort].value)) {
-    return Refusal{Refusal::Kind::Field, "packets come in by ports and port channels only", 0, Field::InPort};
+  if (placement.cpu) {
+    placement.actions = {.kind = Kind::Controller, .outputs = {}, .app_id = kCpuApplication};
+  } else {
+    placement.actions = std::get<HardwareActions>(std::move(actions));
   }
-  return std::nullopt;
+  return placement;
 }
 
-std::optional<Refusal> unserved(const Flow &flow) {
-  auto actions = lower(flow.actions);
-  if (auto *refusal = std::get_if<Refusal>(&actions)) {
-    return std::move(*refusal);
-  }
-  return unmatchable(flow.match);
+std::string to_text(const Placement &placement) {
+  return placement.cpu ? "CPU: " + *placement.cpu : "hardware";
 }
 
 std::string to_text(const HardwareActions &actions) {

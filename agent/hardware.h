@@ -1,4 +1,8 @@
-// What the hardware can do: the one place that decides whether a flow can stand in the TCAM.
+// What the hardware can do: the one place that decides who serves a flow, the hardware or the CPU, and why.
+//
+// A flow that the hardware can match and do is served there alone. For any other, the TCAM has a record at the flow's
+// place in the order that matches all of the flow's packets, and perhaps more, and brings them to the CPU. There the
+// agent finds the flow of each among all flows, and does its actions.
 #ifndef AGENT_HARDWARE_H
 #define AGENT_HARDWARE_H
 
@@ -23,35 +27,36 @@ struct HardwareActions {
   bool operator==(const HardwareActions &) const = default;
 };
 
-// Why the hardware cannot serve a flow.
-struct Refusal {
-  enum class Kind : uint8_t {
-    Field,       // it cannot match the field
-    Rewrite,     // it cannot change packets
-    Queue,       // it has no queues
-    Port,        // it cannot send to this port
-    Combination  // it cannot do these actions together
-  };
-  Kind kind;
-  std::string reason;           // for people: "the hardware cannot match dl_vlan_pcp"
-  size_t action = 0;            // the position of the one that is to blame
-  Field field = Field::kCount;  // for Kind::Field, that field
+// The applications that flows can name are below it: it is the one that takes the packets of the CPU's flows.
+constexpr uint32_t kCpuApplication = 8;
+
+// Why the hardware cannot do something, for people: "it cannot match dl_vlan_pcp".
+using CpuReason = std::string;
+
+// Who serves a flow, and what stands in the TCAM for it.
+struct Placement {
+  Match match;                   // the flow's, or the narrowest that the hardware has and that covers it
+  HardwareActions actions;       // the flow's, or the controller
+  std::optional<CpuReason> cpu;  // why the CPU serves the flow; none: the hardware does
+
+  bool on_cpu() const { return cpu.has_value(); }
 };
 
-// The actions in the hardware's terms.
-std::variant<HardwareActions, Refusal> lower(const std::vector<Action> &actions);
+// Matches are normalised.
+Placement placement_of(const Flow &flow);
 
-// The actions of a flow that the hardware is known to serve; a std::invalid_argument with the reason otherwise.
-HardwareActions lowered(const std::vector<Action> &actions);
+inline bool is_on_cpu(const Flow &flow) {
+  return placement_of(flow).on_cpu();
+}
+
+// "hardware", "CPU: the hardware cannot change packets".
+std::string to_text(const Placement &placement);
+
+// The actions in the hardware's terms, or why it has none for them.
+std::variant<HardwareActions, CpuReason> lower(const std::vector<Action> &actions);
 
 // The same actions as a flow has them.
 std::vector<Action> raised(const HardwareActions &actions);
-
-// Why the hardware cannot match this; none when it can.
-std::optional<Refusal> unmatchable(const Match &match);
-
-// Why the hardware cannot serve this flow; none when it can.
-std::optional<Refusal> unserved(const Flow &flow);
 
 // In flow syntax.
 std::string to_text(const HardwareActions &actions);

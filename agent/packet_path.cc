@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "agent/interface_names.h"
+#include "agent/rewriting.h"
 #include "agent/table_view.h"
 #include "agent/text.h"
 #include "host/asic/packet.h"
@@ -21,14 +22,8 @@ AgentError missing(uint32_t id, PacketBuffers::Miss miss) {
 // What a controller's packet cannot be made to do.
 std::optional<AgentError> refused(const Action &action, size_t position, const Ports &ports) {
   const auto port = static_cast<uint32_t>(action.value);
-  if (action.kind == Action::Kind::Enqueue) {
-    return AgentError{Kind::Queue, "there are no queues", position};
-  }
-  if (action.kind != Action::Kind::Output) {
-    return AgentError{Kind::Rewrite, "packets cannot be changed", position};
-  }
   const bool reserved = port >= kPortIn && port < kPortNone;
-  if (!reserved && ports.find(port) == nullptr) {
+  if (!changes_packets(action.kind) && !reserved && ports.find(port) == nullptr) {
     return AgentError{Kind::Port, concat("there is no port ", interface_name(port)), position};
   }
   return std::nullopt;
@@ -98,29 +93,38 @@ void PacketPath::not_sent(uint32_t ifindex, size_t bytes) {
   }
 }
 
-// A frame does not leave by the port that it came in by.
+// The hardware does not know of ports that no packet comes in by.
 void PacketPath::look_up(uint32_t in_port, Frame frame) {
-  const uint16_t interface_id =
-      device_.interfaces().exists(in_port) ? device_.interfaces().intf_id(in_port).value_or(0) : 0;
-  const host::asic::PacketHeader packet = host::asic::parse_frame(frame, frame.size());
-  const host::asic::Fate fate = device_.asic().forward(interface_id, packet);
+  const Packet packet{in_port, host::asic::parse_frame(frame, frame.size())};
+  if (!device_.interfaces().exists(in_port)) {
+    ++looked_up_;
+    return serve(packet, frame);
+  }
+  const uint16_t interface_id = device_.interfaces().intf_id(in_port).value_or(0);
+  const host::asic::Fate fate = device_.asic().forward(interface_id, packet.header);
+  if (is_for_cpu(fate)) {
+    admit(packet, frame);
+  } else {
+    act(packet, frame, fate);
+  }
+}
+
+// A frame does not leave by the port that it came in by.
+void PacketPath::act(const Packet &packet, Frame frame, const host::asic::Fate &fate) {
   for (const uint8_t sdk_port : fate.sdk_ports) {
-    if (const uint32_t port = sdk_port_ifindex(sdk_port); port != in_port) {
+    if (const uint32_t port = sdk_port_ifindex(sdk_port); port != packet.ifindex) {
       transmit(port, frame);
     }
   }
   if (fate.verdict == host::asic::Verdict::Forward && !fate.is_trapped()) {
-    forward_normally(in_port, packet, frame);
+    forward_normally(packet.ifindex, packet.header, frame);
   }
   if (fate.cpu_code) {
-    punt(in_port, frame, fate);
+    punt(packet.ifindex, frame, fate);
   }
 }
 
 void PacketPath::punt(uint32_t in_port, Frame frame, const host::asic::Fate &fate) {
-  if (ports_.find(in_port) != nullptr && !ports_.reports(in_port)) {
-    return;
-  }
   PacketIn packet{.in_port = in_port, .frame = frame};
   if (fate.tcam_index && *fate.tcam_index != OFTAB_CATCH_ALL_INDEX) {
     packet.reason = PacketIn::Reason::Action;
@@ -130,6 +134,16 @@ void PacketPath::punt(uint32_t in_port, Frame frame, const host::asic::Fate &fat
 }
 
 void PacketPath::report(PacketIn packet) {
+  Port *port = ports_.find(packet.in_port);
+  if (port != nullptr && !ports_.reports(packet.in_port)) {
+    return;
+  }
+  if (!guard_.admits_packet_in(now_)) {
+    if (port != nullptr) {
+      ++port->counts.packet_ins_dropped;
+    }
+    return;
+  }
   packet.buffer_id = buffers_.keep(packet.in_port, packet.frame);
   report_(packet);
 }
@@ -141,9 +155,7 @@ std::optional<AgentError> PacketPath::send(const PacketOut &packet) {
   if (const auto *buffer_id = std::get_if<uint32_t>(&packet.packet)) {
     return release(*buffer_id, packet.actions);
   }
-  for (const Action &action : packet.actions) {
-    output(action, packet.in_port, std::get<std::vector<uint8_t>>(packet.packet));
-  }
+  perform(packet.actions, packet.in_port, std::get<std::vector<uint8_t>>(packet.packet));
   return std::nullopt;
 }
 
@@ -153,9 +165,7 @@ std::optional<AgentError> PacketPath::release(uint32_t buffer_id, const std::vec
     return missing(buffer_id, *miss);
   }
   const auto &packet = std::get<BufferedPacket>(kept);
-  for (const Action &action : actions) {
-    output(action, packet.in_port, packet.frame);
-  }
+  perform(actions, packet.in_port, packet.frame);
   return std::nullopt;
 }
 

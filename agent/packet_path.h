@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "agent/error.h"
+#include "agent/fields.h"
 #include "agent/flow_table.h"
+#include "agent/guard.h"
 #include "agent/packet_buffers.h"
 #include "agent/ports.h"
 #include "host/switch.h"
@@ -52,8 +54,9 @@ class PacketPath : public host::ports::Receiver {
  public:
   using Report = std::function<void(const PacketIn &)>;
 
-  PacketPath(host::Switch &device, const FlowTable &flows, Ports &ports, Report report)
-      : device_(device), flows_(flows), ports_(ports), report_(std::move(report)) {}
+  // `now` is the agent's time, as it passes.
+  PacketPath(host::Switch &device, FlowTable &flows, Ports &ports, const Time &now, Report report)
+      : device_(device), flows_(flows), ports_(ports), now_(now), report_(std::move(report)) {}
 
   // Frames that leave are dropped as long as no wire is connected.
   void connect(Wire *wire) { wire_ = wire; }
@@ -64,17 +67,36 @@ class PacketPath : public host::ports::Receiver {
   void overrun(uint32_t ifindex, uint64_t frames) override;
   void not_sent(uint32_t ifindex, size_t bytes) override;
 
-  // The hardware copied a packet to the CPU: the controllers get it.
-  void punt(uint32_t in_port, Frame frame, const host::asic::Fate &fate);
+  // A packet that was put into the hardware, not by a port: what of it the hardware brought to the CPU goes to its flow
+  // or to the controllers, and leaves by no port.
+  void punt_aside(const Packet &packet, Frame frame, const host::asic::Fate &fate);
+
+  // Whether the hardware brought a packet to the CPU so that its flow is found there.
+  bool is_for_cpu(const host::asic::Fate &fate) const;
+
+  // The CPU takes such a packet: its flow, which counts it; null when it meets none.
+  const TableEntry *take(const Packet &packet);
+
+  // How many packets a second reach the CPU. What is dropped is counted by its port.
+  Guard &guard() { return guard_; }
+
+  // Packets that the CPU alone looked up, and those that met no flow of the table where the hardware had one for them.
+  uint64_t looked_up() const { return looked_up_; }
+  uint64_t missed() const { return missed_; }
 
   // Does what a controller asks for. The reason why not; nothing is sent then.
   std::optional<AgentError> send(const PacketOut &packet);
 
-  // The same for a packet that was kept, by actions of a flow that the hardware serves.
+  // The same for a packet that was kept, by actions of a flow.
   std::optional<AgentError> release(uint32_t buffer_id, const std::vector<Action> &actions);
 
  private:
   void look_up(uint32_t in_port, Frame frame);
+  void admit(const Packet &packet, Frame frame);
+  void serve(const Packet &packet, Frame frame);
+  void act(const Packet &packet, Frame frame, const host::asic::Fate &fate);
+  void punt(uint32_t in_port, Frame frame, const host::asic::Fate &fate);
+  void perform(std::span<const Action> actions, uint32_t in_port, Frame frame);
   void output(const Action &action, uint32_t in_port, Frame frame);
   void flood(uint32_t in_port, Frame frame, bool all);
   void transmit(uint32_t ifindex, Frame frame);
@@ -83,9 +105,13 @@ class PacketPath : public host::ports::Receiver {
   void report(PacketIn packet);
 
   host::Switch &device_;
-  const FlowTable &flows_;
+  FlowTable &flows_;
   Ports &ports_;
+  const Time &now_;
   Report report_;
+  Guard guard_;
+  uint64_t looked_up_ = 0;
+  uint64_t missed_ = 0;
   PacketBuffers buffers_;
   Wire *wire_ = nullptr;
 };

@@ -14,14 +14,22 @@ namespace {
 
 // The flow goes on with another record, which counts from 0.
 TableEntry renewed(TableEntry entry, uint32_t seq_no) {
-  entry.earlier = entry.counts();
-  entry.collected = {};
+  entry.change_record();
   entry.flow.seq_no = seq_no;
   return entry;
 }
 
-bool has_outputs(const std::vector<Action> &actions) {
-  return lowered(actions).kind == HardwareActions::Kind::Output;
+bool has_outputs(const Flow &flow) {
+  return placement_of(flow).actions.kind == HardwareActions::Kind::Output;
+}
+
+// Its counts have been read, if another counts for it from now on: the hardware or the CPU.
+void change_actions(TableEntry &entry, std::vector<Action> actions) {
+  const bool was_on_cpu = is_on_cpu(entry.flow);
+  entry.flow.actions = std::move(actions);
+  if (was_on_cpu != is_on_cpu(entry.flow)) {
+    entry.close_record();
+  }
 }
 
 }  // namespace
@@ -172,7 +180,7 @@ void PendingChanges::send_changes() {
   restore({undone, changes_.end()});
   changes_.erase(undone, changes_.end());
   for (Change &change : changes_) {
-    table_.find(change.seq_no)->flow.actions = std::move(change.actions);
+    change_actions(*table_.find(change.seq_no), std::move(change.actions));
   }
   changes_.clear();
 }
@@ -183,7 +191,9 @@ void PendingChanges::restore(std::span<const Change> changes) {
   std::vector<const Flow *> flows;
   for (const Change &change : changes) {
     const TableEntry &entry = *table_.find(change.seq_no);
-    if (has_outputs(entry.flow.actions) || !has_outputs(change.actions)) {
+    Flow changed = entry.flow;
+    changed.actions = change.actions;
+    if (has_outputs(entry.flow) || !has_outputs(changed)) {
       flows.push_back(&entry.flow);
     } else {
       mend(entry);

@@ -53,8 +53,7 @@ void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
   std::vector<const Flow *> flows;
   for (const uint32_t seq_no : seq_nos) {
     TableEntry &entry = *table_.find(seq_no);
-    entry.earlier = entry.counts();
-    entry.collected = {};
+    entry.change_record();
     flows.push_back(&entry.flow);
   }
   lost_ = std::move(seq_nos);

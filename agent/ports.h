@@ -32,11 +32,13 @@ struct PortCounts {
   uint64_t tx_packets = 0;
   uint64_t rx_bytes = 0;
   uint64_t tx_bytes = 0;
-  uint64_t rx_dropped = 0;   // by the port's configuration
-  uint64_t rx_errors = 0;    // too short, too long, or sent by a group address; not among the packets
-  uint64_t rx_overruns = 0;  // came faster than they were taken; not among the packets
-  uint64_t tx_dropped = 0;   // by the port's configuration, or for want of a link
-  uint64_t tx_errors = 0;    // not taken by what the port leads to
+  uint64_t rx_dropped = 0;          // by the port's configuration
+  uint64_t rx_errors = 0;           // too short, too long, or sent by a group address; not among the packets
+  uint64_t rx_overruns = 0;         // came faster than they were taken; not among the packets
+  uint64_t tx_dropped = 0;          // by the port's configuration, or for want of a link
+  uint64_t tx_errors = 0;           // not taken by what the port leads to
+  uint64_t cpu_dropped = 0;         // that the CPU was to take, and had no time for
+  uint64_t packet_ins_dropped = 0;  // that came in too fast for the controllers
 };
 
 // What a port says of its link that leads to nothing real.

@@ -58,12 +58,13 @@ uint32_t result_type(HardwareActions::Kind kind) {
   return OFTAB_ACTION_CONTROLLER;
 }
 
-void append_flow(Bytes &message, const Flow &flow, const HardwareActions &actions, uint32_t priority) {
+void append_record(Bytes &message, uint32_t seq_no, const Placement &placement, uint32_t priority) {
+  const HardwareActions &actions = placement.actions;
   oftab_flow_t record{};
   record.priority = priority;
-  record.seq_no = flow.seq_no.value_or(0);
-  record.context = record.seq_no;
-  const Match match = for_host(flow.match);
+  record.seq_no = seq_no;
+  record.context = seq_no;
+  const Match match = for_host(placement.match);
   record.value = match_block(match, &Masked::value);
   record.mask = match_block(match, &Masked::mask);
   record.result_type = result_type(actions.kind);
@@ -89,7 +90,7 @@ Bytes flow_request(uint32_t entry_op, std::span<const Flow *const> flows) {
   Bytes message = begin<oftab_entry_update_req_t>(entry_op, flows.size());
   message.reserve(message.size() + flows.size() * sizeof(oftab_flow_t));
   for (const Flow *flow : flows) {
-    append_flow(message, *flow, lowered(flow->actions), library_priority(*flow));
+    append_record(message, flow->seq_no.value_or(0), placement_of(*flow), library_priority(*flow));
   }
   return message;
 }
@@ -101,7 +102,7 @@ Bytes flow_request(uint32_t entry_op, const Flow &flow) {
 
 Bytes catch_all_request(const HardwareActions &actions) {
   Bytes message = begin<oftab_entry_update_req_t>(OFTAB_ENTRY_ADD, 1);
-  append_flow(message, Flow{}, actions, OFTAB_CATCH_ALL_PRIORITY);
+  append_record(message, 0, {.match = {}, .actions = actions, .cpu = {}}, OFTAB_CATCH_ALL_PRIORITY);
   return message;
 }
 

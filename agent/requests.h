@@ -15,7 +15,7 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr size_t kMostRecords = 65535;  // that one request can carry
 
-// Add or modify (`entry_op`). Every flow is one that the hardware serves, and has its sequence number, which is its
+// Adds or modifies (`entry_op`) what stands in the TCAM for flows. Every flow has its sequence number, which is its
 // context too.
 Bytes flow_request(uint32_t entry_op, std::span<const Flow *const> flows);
 Bytes flow_request(uint32_t entry_op, const Flow &flow);

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "agent/field_values.h"
+#include "host/asic/packet.h"
 
 namespace agent {
 namespace {
@@ -105,11 +106,11 @@ class Ipv4 {
 };
 
 std::optional<Ipv4> Ipv4::in(Bytes &frame, TransportChecksum checksum) {
-  const size_t start = kTagAt + (has_tag(frame) ? kTagSize : 0) + kTypeSize;
-  if (frame.size() < start + kShortest || word_at(frame, start - kTypeSize) != kIpv4) {
+  const host::asic::PacketHeader header = host::asic::parse_frame(frame, frame.size());
+  if (header.ethertype != kIpv4 || frame.size() < header.payload_at + kShortest) {
     return std::nullopt;
   }
-  const Ipv4 packet(frame, start, checksum);
+  const Ipv4 packet(frame, header.payload_at, checksum);
   return packet.is_whole() ? std::optional(packet) : std::nullopt;
 }
 

@@ -24,11 +24,12 @@ void check_reading_back(const agent::Match &match, host::Switch &device) {
 
 void check_adding(agent::Flow flow, host::Switch &device) {
   flow.seq_no = 1;
+  const agent::Placement placement = agent::placement_of(flow);
   require(agent::submit_entries(device, agent::flow_request(OFTAB_ENTRY_ADD, flow)).status == OFTAB_OK, "not added");
   const std::vector<agent::InstalledFlow> installed = agent::installed_flows(device);
-  require(installed.size() == 1 && installed[0].flow.match == flow.match, "the hardware has another match");
+  require(installed.size() == 1 && installed[0].flow.match == placement.match, "the hardware has another match");
   require(installed[0].flow.priority == agent::priority_of(flow), "the table has another priority");
-  require(installed[0].hardware.kind == agent::lowered(flow.actions).kind, "the hardware has another action");
+  require(installed[0].hardware.kind == placement.actions.kind, "the hardware has another action");
   fuzz::require_sound(device);
   require(agent::submit_entries(device, agent::delete_request({&*flow.seq_no, 1})).status == OFTAB_OK, "not deleted");
 }

@@ -148,16 +148,16 @@ TEST_F(AgentTest, NamesWhatItRefuses) {
   FlowMod emergency = numbered(1, 1);
   emergency.flow.flags = kEmergency;
   FlowMod vlan = numbered(1, 1);
-  vlan.flow.match[Field::DlVlan] = {4095, kExactVlan};
+  vlan.flow.match[Field::DlVlan] = {110, kExactVlan};
+  rig_.sw.asic().vlans().remove(110);
   FlowMod taken = numbered(2, 1);
   taken.flow.seq_no = 1;
   Action wrong_application = output_to(kPortController);
-  wrong_application.app_id = 9;
+  wrong_application.app_id = 8;
   ASSERT_EQ(apply(numbered(9, 9)), std::nullopt);
-  EXPECT_EQ(apply(with_actions({{.kind = Action::Kind::SetNwTos}})), Kind::Rewrite);
-  EXPECT_EQ(apply(with_actions({{.kind = Action::Kind::Enqueue, .value = port(1)}})), Kind::Queue);
+  EXPECT_EQ(apply(with_actions({{.kind = Action::Kind::Enqueue, .value = port(60)}})), Kind::Port);
+  EXPECT_EQ(apply(with_actions({output_to(kPortTable)})), Kind::Port);
   EXPECT_EQ(apply(with_actions({output_to(test::port_channel(9))})), Kind::Port);
-  EXPECT_EQ(apply(with_actions({output_to(kPortNormal), output_to(port(1))})), Kind::Combination);
   EXPECT_EQ(apply(with_actions({wrong_application})), Kind::Application);
   EXPECT_EQ(apply(emergency), Kind::Emergency);
   EXPECT_EQ(apply(vlan), Kind::Field);
@@ -206,9 +206,8 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
   }
   EXPECT_EQ(packet_ins_.size(), 1U);
   sent_.clear();
-  const PacketOut refused{.actions = {output_to(port(9)), {.kind = Action::Kind::StripVlan}}, .packet = arp_frame()};
-  EXPECT_EQ(agent_.packets().send(refused)->kind, Kind::Rewrite);
-  EXPECT_EQ(agent_.packets().send({.actions = {output_to(48)}, .packet = arp_frame()})->kind, Kind::Port);
+  const PacketOut refused{.actions = {output_to(port(9)), output_to(48)}, .packet = arp_frame()};
+  EXPECT_EQ(agent_.packets().send(refused)->kind, Kind::Port);
   EXPECT_THAT(sent_, testing::IsEmpty());
   EXPECT_EQ(agent_.ports().find(port(9))->counts.tx_packets, 5U);
 }

@@ -238,11 +238,8 @@ const Refused kRefusals[] = {
     {"OutputToTable", kAny + kAdd + "0000 0008 fff90000", "0002 0004"},
     {"SetVlan4096", kAny + kAdd + "0001 0008 10000000", "0002 0005"},
     {"SetPriority8", kAny + kAdd + "0002 0008 08000000", "0002 0005"},
-    {"Rewriting", kTcp + kAdd + "0006 0008 0a000001", "0002 0000"},
-    {"Queue", kAny + kAdd + "000b 0010 0001 000000000000 00000005", "0002 0008"},
     {"UnknownCommand", kAny + "0000000000000000 0005 0000 0000 8000 ffffffff ffff 0000", "0003 0004"},
     {"Emergency", kAny + "0000000000000000 0000 0000 0000 8000 ffffffff ffff 0004", "0003 0005"},
-    {"VlanPriority", "002fffff 00x36 " + kAdd, "0003 0005"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, OpenFlowRefusal, testing::ValuesIn(kRefusals), test::case_name);

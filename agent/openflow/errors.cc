@@ -9,10 +9,6 @@ using Kind = AgentError::Kind;
 
 std::pair<ErrorType, uint16_t> code_of(Kind kind) {
   switch (kind) {
-    case Kind::Rewrite:
-      return {OFPET_BAD_ACTION, OFPBAC_BAD_TYPE};
-    case Kind::Queue:
-      return {OFPET_BAD_ACTION, OFPBAC_BAD_QUEUE};
     case Kind::Port:
       return {OFPET_BAD_ACTION, OFPBAC_BAD_OUT_PORT};
     case Kind::Application:
@@ -20,7 +16,6 @@ std::pair<ErrorType, uint16_t> code_of(Kind kind) {
     case Kind::NoFanout:
       return {OFPET_BAD_ACTION, OFPBAC_TOO_MANY};
     case Kind::Field:
-    case Kind::Combination:
     case Kind::Emergency:
       return {OFPET_FLOW_MOD_FAILED, OFPFMFC_UNSUPPORTED};
     case Kind::Overlap:

@@ -39,12 +39,19 @@ bool FlowArguments::empty() const {
 
 namespace {
 
+// Flows of the CPU do more than any of these.
+bool does(const Flow &flow, HardwareActions::Kind kind) {
+  const auto actions = lower(flow.actions);
+  const auto *known = std::get_if<HardwareActions>(&actions);
+  return known != nullptr && known->kind == kind;
+}
+
 bool meant(const TableEntry &entry, const Selection &selection) {
   const Flow &wanted = selection.flow;
   const Flow &flow = entry.flow;
   const bool priority = !wanted.priority || wanted.priority == flow.priority;
   const bool output = selection.out_port == kPortNone || sends_to(flow, selection.out_port);
-  const bool action = !selection.kind || lowered(flow.actions).kind == *selection.kind;
+  const bool action = !selection.kind || does(flow, *selection.kind);
   const uint64_t packets = entry.counts().packets;
   const bool hits = !selection.hits || (*selection.hits == 0 ? packets == 0 : packets >= *selection.hits);
   return priority && output && action && hits;

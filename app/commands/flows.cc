@@ -123,11 +123,12 @@ void compact(Session &session, Arguments &arguments) {
 void change_catch_all(Session &session, Arguments &arguments) {
   const Word word = arguments.next("the action");
   arguments.finish();
-  const HardwareActions actions = lowered(parse_actions(word, session.device.interfaces()));
-  if (actions.kind == HardwareActions::Kind::Output || actions.copy_to_controller) {
+  const auto lowered = lower(parse_actions(word, session.device.interfaces()));
+  const auto *actions = std::get_if<HardwareActions>(&lowered);
+  if (actions == nullptr || actions->kind == HardwareActions::Kind::Output || actions->copy_to_controller) {
     throw TextError(word.column, "the catch-all entry can drop, normal or controller");
   }
-  require_success(submit_entries(session.device, catch_all_request(actions)), Operation::CatchAll, "catch-all");
+  require_success(submit_entries(session.device, catch_all_request(*actions)), Operation::CatchAll, "catch-all");
   *session.out << "catch-all entry: "
                << to_text(actions_of(oftab_hw_rsrc_g.catch_all_entry, session.device.interfaces())) << '\n';
 }
@@ -165,7 +166,7 @@ constexpr Command kCommands[] = {
     {"compact", "", "close the holes that deleted flows left in the TCAM", compact},
     {"catch-all", "drop|normal|controller",
      "set what happens to packets that no flow matches\n"
-     "ACTION is drop, normal, controller or controller(app=N), N from 1 to 8.",
+     "ACTION is drop, normal, controller or controller(app=N), N from 1 to 7.",
      change_catch_all},
 };
 

@@ -26,7 +26,7 @@ void print_fate(Session &session, const host::asic::PacketHeader &packet, const 
 host::asic::Fate enter(Session &session, uint32_t ifindex, const CapturedPacket &packet) {
   const host::asic::Fate fate = session.device.inject(ifindex, packet.header);
   if (fate.cpu_code) {
-    session.agent.packets().punt(ifindex, packet.frame, fate);
+    session.agent.packets().punt_aside({ifindex, packet.header}, packet.frame, fate);
   }
   return fate;
 }

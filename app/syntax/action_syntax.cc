@@ -1,5 +1,7 @@
 #include "app/syntax/action_syntax.h"
 
+#include <algorithm>
+
 #include "agent/actions.h"
 #include "agent/hardware.h"
 #include "agent/interface_names.h"
@@ -14,7 +16,6 @@ namespace {
 using host::services::Interfaces;
 
 constexpr uint64_t kLongest = 0xFFFF;  // of what the controller gets of a packet
-constexpr uint64_t kApplications = 8;
 
 // Takes the actions one after the other.
 class ActionReader {
@@ -25,7 +26,6 @@ class ActionReader {
   std::vector<Action> finish() const;
 
  private:
-  void add(const Action &action, const Word &word);
   void take_ports(const Word &ports);
   void take_controller(const Item &action);
   void take_enqueue(const Item &action);
@@ -33,7 +33,6 @@ class ActionReader {
 
   const Interfaces &interfaces_;
   std::vector<Action> actions_;
-  std::vector<Word> words_;  // where each of them stands
   std::optional<Word> drop_;
 };
 
@@ -53,17 +52,12 @@ void ActionReader::take(const Item &action) {
   }
 }
 
-void ActionReader::add(const Action &action, const Word &word) {
-  actions_.push_back(action);
-  words_.push_back(word);
-}
-
 void ActionReader::take_ports(const Word &ports) {
   if (same_ignoring_case(ports.text, "controller")) {
     return take_controller({ports, std::nullopt});
   }
   for (const uint32_t port : ports_named(ports, interfaces_)) {
-    add(output_to(port), ports);
+    actions_.push_back(output_to(port));
   }
 }
 
@@ -76,12 +70,12 @@ void ActionReader::take_controller(const Item &action) {
       const Word &value = length ? argument_of(item) : item.name;
       controller.max_len = static_cast<uint16_t>(number_in(value, 0, kLongest, "max_len"));
     } else if (item.name.text == "app") {
-      controller.app_id = static_cast<uint32_t>(number_in(argument_of(item), 1, kApplications, "an application"));
+      controller.app_id = static_cast<uint32_t>(number_in(argument_of(item), 1, kCpuApplication - 1, "an application"));
     } else if (item.name.text != "reason" || argument_of(item).text != "action") {
       throw TextError(item.name.column, concat("OpenFlow 1.0 has no ", quoted(item.name), " for the controller"));
     }
   }
-  add(controller, action.name);
+  actions_.push_back(controller);
 }
 
 // "enqueue:PORT:QUEUE", "enqueue(PORT,QUEUE)".
@@ -94,7 +88,7 @@ void ActionReader::take_enqueue(const Item &action) {
   }
   Action enqueue{.kind = Action::Kind::Enqueue, .value = interface_named(parts.before, interfaces_)};
   enqueue.queue = static_cast<uint32_t>(number_in(*parts.behind, 0, 0xFFFFFFFF, "a queue"));
-  add(enqueue, action.name);
+  actions_.push_back(enqueue);
 }
 
 // What is no action by its name is a port.
@@ -104,7 +98,7 @@ void ActionReader::take_other(const Item &action) {
     if (!reads) {
       refuse_argument(action);
     }
-    add({.kind = change->kind, .value = reads ? change->read(argument_of(action)) : 0}, action.name);
+    actions_.push_back({.kind = change->kind, .value = reads ? change->read(argument_of(action)) : 0});
   } else if (!action.argument && names_port(action.name)) {
     take_ports(action.name);
   } else {
@@ -112,14 +106,9 @@ void ActionReader::take_other(const Item &action) {
   }
 }
 
-// What the hardware cannot do is refused where it stands.
 std::vector<Action> ActionReader::finish() const {
-  const auto result = lower(actions_);
-  if (const auto *refusal = std::get_if<Refusal>(&result)) {
-    throw TextError(words_[refusal->action].column, refusal->reason);
-  }
-  const HardwareActions::Kind kind = std::get<HardwareActions>(result).kind;
-  if (drop_ && kind != HardwareActions::Kind::Drop && kind != HardwareActions::Kind::Controller) {
+  const auto goes_on = [](const Action &action) { return !is_output_to(action, kPortController); };
+  if (drop_ && std::ranges::any_of(actions_, goes_on)) {
     throw TextError(drop_->column, "a flow that drops packets sends them nowhere but to the controller");
   }
   return actions_;

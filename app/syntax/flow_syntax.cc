@@ -226,9 +226,6 @@ void FlowReader::finish(const Word &text) {
     throw TextError(text.column + text.text.size(),
                     "actions are missing: actions=drop, normal, output:PORT or controller");
   }
-  if (const auto refusal = unmatchable(flow.match)) {
-    throw TextError(match_.place_of(refusal->field).column, refusal->reason);
-  }
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 //   priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:2
 //
 // Commas or spaces separate the fields; actions come last; '#' begins a comment. Beyond that syntax, seq=N gives the
-// flow its sequence number. What the hardware cannot match or do is refused, never approximated. What that client
-// prints beside a flow (durations and counts) is read over.
+// flow its sequence number. What that client prints beside a flow (durations and counts) is read
+// over.
 #ifndef APP_SYNTAX_FLOW_SYNTAX_H
 #define APP_SYNTAX_FLOW_SYNTAX_H
 

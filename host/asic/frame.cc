@@ -129,6 +129,7 @@ PacketHeader parse_frame(std::span<const uint8_t> frame, size_t wire_length) {
   const bool has_type = type_at + 2 <= frame.size();
   const auto [ethertype, payload_at] = has_type ? read_type(whole, type_at) : Payload{whole.u16(type_at), type_at + 2};
   packet.ethertype = ethertype;
+  packet.payload_at = payload_at;
   if (packet.ethertype == kIpv4) {
     read_ipv4(packet, whole.from(payload_at));
   }

@@ -27,6 +27,7 @@ struct PacketHeader {
   uint16_t dst_port = 0;  // ICMP: code
   size_t length = 0;      // bytes on the wire
   bool cut = false;       // the capture ends before a field that can be compared
+  size_t payload_at = 0;  // where in the frame what the ethertype names begins
 
   // What flows can name and no key format carries.
   uint8_t vlan_pcp = 0;  // priority in the outer tag

@@ -16,6 +16,7 @@ namespace {
 constexpr size_t kShortest = 14;
 constexpr size_t kLongest = 9216 + 22;  // of one that is not still to be cut into segments
 constexpr size_t kSource = 6;
+constexpr uint8_t kNeedsChecksum = 1;  // of Offload::flags
 
 bool is_sound(const Packet &packet) {
   const size_t length = packet.frame.size();
@@ -118,6 +119,21 @@ void FrontPanel::receive_from(uint32_t ifindex) {
   send_queues();
 }
 
+bool FrontPanel::checksum_is_due() const {
+  return current_ != nullptr && (current_->offload.flags & kNeedsChecksum) != 0;
+}
+
+// What is sent while a frame is handed over is that frame, perhaps with a tag more or less in front of its checksum.
+Offload FrontPanel::offload_of(Frame frame) const {
+  Offload offload = current_ == nullptr ? Offload{} : current_->offload;
+  if (offload.flags != 0 || offload.gso_type != 0) {
+    const size_t moved = frame.size() - current_->frame.size();
+    offload.csum_start = static_cast<uint16_t>(offload.csum_start + moved);
+    offload.hdr_len = static_cast<uint16_t>(offload.hdr_len + moved);
+  }
+  return offload;
+}
+
 // Frames of the batch wait until it has been handed over; what lies elsewhere goes at once, behind those that wait.
 void FrontPanel::transmit(uint32_t ifindex, Frame frame) {
   const auto found = ports_.find(ifindex);
@@ -126,8 +142,7 @@ void FrontPanel::transmit(uint32_t ifindex, Frame frame) {
   }
   AttachedPort &port = found->second;
   const bool waits = current_ != nullptr && frame.data() == current_->frame.data();
-  const bool as_it_came = waits && frame.size() == current_->frame.size();
-  port.queue.push_back({frame, as_it_came ? current_->offload : Offload{}});
+  port.queue.push_back({frame, offload_of(frame)});
   if (!waits) {
     send_queue(ifindex, port);
   }

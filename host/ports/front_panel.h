@@ -75,9 +75,13 @@ class FrontPanel {
   // Hands a batch of waiting frames of each port over, in order, and sends what is to become of them. Does not wait.
   void receive();
 
-  // Sends a frame by a port. One that came in with a checksum or segments to be done leaves with them, if it is passed
-  // on where it lies; it leaves when its batch has been handed over. What a port without end is to send ends there.
+  // Sends a frame by a port. While one is handed over it is that frame, perhaps with other fields or another tag: with
+  // a checksum or segments to be done if it came in with them. Passed on where it lies, it leaves when its batch has
+  // been handed over. What a port without end is to send ends there.
   void transmit(uint32_t ifindex, Frame frame);
+
+  // Whether the TCP or UDP checksum of the frame that is handed over is still to be done where it leaves.
+  bool checksum_is_due() const;
 
   // Ordinary forwarding of a packet that came in by a port or port channel (another number: by none of them): takes
   // note of its sender, and says where its receiver is. There is no loop protection.
@@ -94,6 +98,7 @@ class FrontPanel {
  private:
   void watch(uint32_t ifindex, const PortEnd &end) const;
   void receive_from(uint32_t ifindex);
+  Offload offload_of(Frame frame) const;
   void send_queue(uint32_t ifindex, AttachedPort &port);
   void send_queues();
   void follow_link(uint32_t ifindex, AttachedPort &port);
