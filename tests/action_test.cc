@@ -93,6 +93,27 @@ TEST_F(SwitchTest, IndicesRiseFromTheLastOneAndWrap) {
   }
 }
 
+TEST_F(SwitchTest, RefusedIndicesComeLastAndNamedOnesNever) {
+  set_up({add({numbered_flow(1, 30), numbered_flow(2, 20)})});
+  uint32_t index = 0;
+  for (uint32_t i = 1; i < OFTAB_MCST_IDX_COUNT; ++i) {
+    ASSERT_EQ(oftab_mcst_idx_alloc(&index), 1);
+  }
+  const Bytes request = add({numbered_flow(3, 10, output({port(1)}))});
+  sw.faults().fail("libsdk_mcst_tree_create", 1, 77);
+  EXPECT_EQ(submit(request).status, -10);
+  set_up({request});
+  EXPECT_EQ(find_record(3)->mcst_idx, 12191U);
+  set_up({erase({3})});
+  const Flow outward = numbered_flow(1, 30, output({port(1)}));
+  const Response response = submit(modify({outward, numbered_flow(1, 30), numbered_flow(2, 20, outward.action)}));
+  EXPECT_THAT(response.entry_statuses(), testing::ElementsAre(0, 0, -10));
+  set_up({modify({numbered_flow(2, 20)})});
+  for (index = 8192; index < 12191; ++index) {
+    ASSERT_EQ(oftab_mcst_idx_dealloc(index), 1);
+  }
+}
+
 TEST_F(SwitchTest, FlowsIndexIsNotReleasedByNumber) {
   EXPECT_EQ(oftab_mcst_idx_dealloc(8192), 0);
   EXPECT_THAT(traced(102), testing::ElementsAre("g_oftab_mcast_idx_bmp is not created yet"));

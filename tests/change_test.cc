@@ -54,6 +54,14 @@ TEST_F(ChangeTest, ModificationReplacesTheActionInPlace) {
   EXPECT_EQ(result_at(2002), "0940000002");  // denied, and still naming the index that was released
 }
 
+TEST_F(ChangeTest, CompactionTellsOfAHeaderThatClaimsTooManyHoles) {
+  set_up({erase({2})});
+  ++oftab_hw_rsrc_g.current_table->free_entries;
+  EXPECT_EQ(oftab_defragment_entries(), 0);
+  EXPECT_THAT(traced(103), ElementsAre("Something is wrong. More entries to free:1 (2-1) \n"));
+  set_up({purge()});
+}
+
 TEST_F(ChangeTest, UnknownFlowFailsTheWholeModification) {
   const State before = state();
   const Response response = submit(modify({{.seq_no = 3}, {.seq_no = 99}, {.seq_no = 1, .action = output({port(4)})}}));

@@ -174,6 +174,7 @@ TEST_F(SwitchTest, MessagesAreReadAndWrittenAtAnyAddress) {
     auto *const request_header = reinterpret_cast<oftab_entry_update_req_t *>(request.data() + offset);
     auto *const response_header = reinterpret_cast<oftab_entry_update_resp_t *>(response.data() + offset);
     oftab_dump_entry_update_req(request_header);
+    EXPECT_EQ(oftab_install_catch_all_entry(1, request_header, nullptr), 0);
     EXPECT_EQ(oftab_install_catch_all_entry(1, request_header, response_header), 0);
     EXPECT_EQ(hex(std::span(response).subspan(offset + 8, 16)), "00000000443322110700000000000000");
     response_header->num_entries = 1;
@@ -207,6 +208,8 @@ TEST_F(SwitchTest, MissingArgumentsAreReported) {
     EXPECT_EQ(convert(nullptr, &flow), -3);
     EXPECT_EQ(convert(&entry, nullptr), -3);
   }
+  EXPECT_EQ(oftab_modify_action(nullptr, &flow), -3);
+  EXPECT_EQ(oftab_modify_action(&entry, nullptr), -3);
   oftab_entry_update_resp_t response{};
   EXPECT_EQ(oftab_process_entry_del_req(nullptr, &response), -3);
 }

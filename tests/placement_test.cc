@@ -140,5 +140,32 @@ TEST_F(SwitchTest, DownwardPlacementIsTracedAsTopDown) {
                                                   "using top_down for bottom up start_index:2000 install_dir:2 \n"}));
 }
 
+// Of two flows that are placed by a direct call, only what lies before the end of the array is in the header.
+TEST_F(SwitchTest, DirectInsertionsKeepWithinTheArray) {
+  const struct {
+    uint16_t start;
+    std::array<int, 3> header;  // first, last, allocated
+    std::vector<int32_t> statuses;
+  } cases[] = {{4094, {4094, 4094, 1}, {0, -5}}, {4095, {0, 0, 0}, {-5, -5}}, {5000, {0, 0, 0}, {-5, -5}}};
+  const Bytes request = add({numbered_flow(1, 20), numbered_flow(2, 10)});
+  for (const auto &row : cases) {
+    sw.tracing().clear();
+    Bytes response(sizeof(oftab_entry_update_resp_t) + 2 * sizeof(oftab_resp_entry_t));
+    auto *const header = reinterpret_cast<oftab_entry_update_resp_t *>(response.data());
+    header->num_entries = 2;
+    EXPECT_EQ(oftab_cp_current_to_shadow(1, 2), 0);
+    oftab_insert_entries_top_down(reinterpret_cast<const oftab_entry_update_req_t *>(request.data()), row.start, 1,
+                                  header);
+    const oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
+    EXPECT_EQ((std::array<int, 3>{shadow.tcam_st_idx, shadow.tcam_end_idx, shadow.entries_allocated}), row.header);
+    EXPECT_EQ(decode(response).entry_statuses(), row.statuses);
+    EXPECT_EQ(traced(103).size(), 1U);
+    for (uint16_t i = 0; i < shadow.entries_allocated; ++i) {  // what a direct call converts is the caller's
+      libsdk_l3_route_stats_destroy(0, shadow.tcam_entry[row.start + i].stats_id);
+    }
+    set_up({erase({1})});
+  }
+}
+
 }  // namespace
 }  // namespace test

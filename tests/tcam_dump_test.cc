@@ -127,6 +127,16 @@ TEST_F(SwitchTest, StoredRecordsAreDumpedHolesIncluded) {
   entries[1].hw = kept[1];
 }
 
+TEST_F(SwitchTest, RecordOfACallerIsShownAsThoseOfTheTcamAre) {
+  set_up({add({numbered_flow(1, 10)})});
+  const cache_unified_entry &hw = find_record(1)->hw;
+  Screen of_the_tcam;
+  Screen of_the_caller;
+  oftab_display_cache_tcam(of_the_tcam.context(sw), 2000, 2000);
+  EXPECT_EQ(oftab_dump_tcam_entry(of_the_caller.context(sw), 2000, hw.key, hw.mask, hw.result), 0);
+  EXPECT_EQ(of_the_caller.text(), of_the_tcam.text());
+}
+
 TEST_F(SwitchTest, EmptyTablesAreDumpedAsSuch) {
   oftab_dump_tcam_tbl();
   EXPECT_THAT(traced(102), testing::ElementsAre("TCAM Not Initialized yet\n"));
