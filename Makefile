@@ -6,6 +6,7 @@
 # make bench      measure against the floor (BENCH_SECONDS=0.1 for each row)
 # make bench-openflow  flow-mods and dumps through a socket
 # make coverage   lines and branches of the library that the tests reach
+# make mutate     change the library in one place at a time, and tell what no test notices (SAMPLE=100; SAMPLE= for all)
 # make soak       a switch's life in random steps (STEPS=100000; PRESET=sanitize or UNDER=valgrind)
 # make lint       check format and run clang-tidy
 # make demo       three switches and four hosts in Mininet, under a controller (as root)
@@ -26,13 +27,14 @@ PACKETS ?= 5000
 SEED ?= 1
 FUZZ_SECONDS ?= 60
 BENCH_SECONDS ?= 0.1
+SAMPLE ?= 100
 STEPS ?= 100000
 PRESET ?= release
 UNDER ?=
 
 SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
-.PHONY: run test sanitize clang fuzz bench bench-openflow coverage soak lint format-check tidy demo debs clean root \
+.PHONY: run test sanitize clang fuzz bench bench-openflow coverage mutate soak lint format-check tidy demo debs clean root \
   packages clang-packages format-packages tidy-packages demo-packages
 
 run: configure-release
@@ -62,11 +64,14 @@ coverage: configure-coverage
 	cmake --build --preset coverage
 	find build/coverage -name '*.gcda' -delete
 	ctest --preset coverage
-	python3 -B tests/coverage/report.py build/coverage
+	python3 -B tools/coverage/report.py build/coverage
+
+mutate: coverage
+	python3 -B tools/mutation/mutate.py build/coverage $(SAMPLE)
 
 soak: configure-$(PRESET)
 	cmake --build --preset $(PRESET) --target oftab_test
-	python3 -B tests/soak.py $(STEPS) $(UNDER) build/$(PRESET)/bin/oftab_test --gtest_filter='Model.*'
+	python3 -B tools/soak.py $(STEPS) $(UNDER) build/$(PRESET)/bin/oftab_test --gtest_filter='Model.*'
 
 lint: format-check tidy
 

@@ -56,7 +56,8 @@ void print_packets(const Run &run) {
 bool Table::ReportContext(const Context &context) {
   utsname system{};
   uname(&system);
-  printf("%s, %d cores, Linux %s, %s\n\n", processor().c_str(), context.cpu_info.num_cpus, system.release, __VERSION__);
+  printf("%s, %d cores, Linux %s, compiler %s\n\n", processor().c_str(), context.cpu_info.num_cpus, system.release,
+         __VERSION__);
   printf("%-20s%13s%11s%11s%10s%11s%7s  %s\n", "operation", "flows", "us", "ns a flow", "calls", "floor us", "ratio",
          "mark");
   return true;

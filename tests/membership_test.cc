@@ -120,6 +120,9 @@ TEST_F(Membership, PortChannelWithoutFlowsIsLeftToLaterFlows) {
   set_up({purge()});
   sw.leave(port(7), kPc);
   EXPECT_EQ(traced(104).back(), "tcam_entry = (nil) entries_allocated = 0\n");
+  set_up({erase({1})});  // leaves an array without a record
+  sw.join(port(7), kPc);
+  EXPECT_THAT(traced(104).back(), testing::EndsWith(" entries_allocated = 0\n"));
 }
 
 TEST_F(Membership, RefusedTreeDoesNotStopTheOthersAndCatchesUp) {

@@ -140,6 +140,12 @@ TEST_F(SwitchTest, DownwardPlacementIsTracedAsTopDown) {
                                                   "using top_down for bottom up start_index:2000 install_dir:2 \n"}));
 }
 
+TEST_F(SwitchTest, FlowsThatAllFailPlaceNothing) {
+  EXPECT_EQ(submit(add(std::vector<Flow>(OFTAB_FLOW_CAPACITY, {.action = {.type = 9}}))).status, -11);
+  EXPECT_EQ(traced(103).size(), 1U);
+  EXPECT_THAT(sw.asic().tcam().valid_indices(), testing::ElementsAre(OFTAB_CATCH_ALL_INDEX));
+}
+
 // Of two flows that are placed by a direct call, only what lies before the end of the array is in the header.
 TEST_F(SwitchTest, DirectInsertionsKeepWithinTheArray) {
   const struct {
