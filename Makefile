@@ -31,6 +31,7 @@ SAMPLE ?= 100
 STEPS ?= 100000
 PRESET ?= release
 UNDER ?=
+VALGRIND = valgrind -q --error-exitcode=9 --suppressions=tools/valgrind.supp
 
 SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
@@ -71,7 +72,7 @@ mutate: coverage
 
 soak: configure-$(PRESET)
 	cmake --build --preset $(PRESET) --target oftab_test
-	python3 -B tools/soak.py $(STEPS) $(UNDER) build/$(PRESET)/bin/oftab_test --gtest_filter='Model.*'
+	python3 -B tools/soak.py $(STEPS) $(if $(UNDER),$(VALGRIND)) build/$(PRESET)/bin/oftab_test --gtest_filter='Model.*'
 
 lint: format-check tidy
 
