@@ -16,7 +16,8 @@
 # Missing Debian packages are installed first.
 
 PACKAGES := g++ cmake ninja-build pkg-config python3 libcli11-dev libpcap-dev libedit-dev libgtest-dev libgmock-dev \
-  libbenchmark-dev abigail-tools dpkg-dev libasio-dev libssl-dev openvswitch-common python3-os-ken
+  libbenchmark-dev abigail-tools dpkg-dev libasio-dev libssl-dev openvswitch-common openvswitch-testcontroller \
+  python3-os-ken python3-scapy
 CLANG_PACKAGES := clang libclang-rt-dev
 FORMAT_PACKAGES := clang-format
 TIDY_PACKAGES := clang-tidy

@@ -11,14 +11,16 @@ namespace {
 
 using host::asic::Key;
 
-// The fields stand in the key one behind the other, each in whole octets.
+// The fields stand in the key one behind the other, each in whole octets: the last first, as that is where flows differ
+// most, and the search begins there.
 template <typename GetValue>
 Key key_of(GetValue value_of) {
   Key key{};
   size_t at = 0;
-  for (const FieldRow &row : field_rows()) {
-    uint64_t value = value_of(row);
-    for (const size_t end = at + (static_cast<size_t>(std::bit_width(row.exact)) + 7) / 8; at < end; value >>= 8) {
+  const auto rows = field_rows();
+  for (auto row = rows.rbegin(); row != rows.rend(); ++row) {
+    uint64_t value = value_of(*row);
+    for (const size_t end = at + (static_cast<size_t>(std::bit_width(row->exact)) + 7) / 8; at < end; value >>= 8) {
       key.at(at++) = static_cast<uint8_t>(value);
     }
   }

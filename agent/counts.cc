@@ -10,17 +10,12 @@
 namespace agent {
 namespace {
 
-// Counts that went back were cleared in between; those that stayed the same counted nothing. What the record of one of
-// the CPU's flows counts is not the flow's: others' packets may be among them.
+// Counts that stayed the same counted nothing.
 void update(TableEntry &entry, const Counts &record, Time now) {
-  if (is_on_cpu(entry.flow)) {
-    entry.punted = record;
-    return;
+  const Counts collected = entry.collected_of(record);
+  if (is_on_cpu(entry.flow) || record.packets < entry.punted.packets) {
+    entry.punted = is_on_cpu(entry.flow) ? record : Counts{};
   }
-  if (record.packets < entry.punted.packets) {
-    entry.punted = {};
-  }
-  const Counts collected{record.packets - entry.punted.packets, record.bytes - entry.punted.bytes};
   if (collected.packets != 0 && collected.packets != entry.collected.packets) {
     entry.used = now;
   }
@@ -40,6 +35,16 @@ std::vector<StatisticsResponse::Entry> all_counts(host::Switch &device) {
 }
 
 }  // namespace
+
+// Counts that went back were cleared in between. What the record of one of the CPU's flows counts is not the flow's:
+// others' packets may be among them.
+Counts TableEntry::collected_of(const Counts &record) const {
+  if (is_on_cpu(flow)) {
+    return {};
+  }
+  return record.packets < punted.packets ? record
+                                         : Counts{record.packets - punted.packets, record.bytes - punted.bytes};
+}
 
 void read_counts(host::Switch &device, FlowTable &table, Time now) {
   device.collect_statistics();

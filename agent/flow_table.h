@@ -44,6 +44,10 @@ struct TableEntry {
 
   Counts counts() const { return Counts(collected) += others; }
 
+  // What the hardware has counted for the flow, and what has been counted in all, when its record counts `record`.
+  Counts collected_of(const Counts &record) const;
+  Counts counts_of(const Counts &record) const { return collected_of(record) += others; }
+
   // The CPU took a packet for the flow.
   void took(size_t bytes, Time now) {
     others += {1, bytes};

@@ -109,6 +109,19 @@ std::vector<InstalledFlow> installed_flows(host::Switch &device) {
   return flows;
 }
 
+std::vector<InstalledFlow> installed_flows(host::Switch &device, const FlowTable &table) {
+  std::vector<InstalledFlow> flows = installed_flows(device);
+  for (InstalledFlow &each : flows) {
+    if (const TableEntry *entry = table.find(*each.flow.seq_no)) {
+      const Counts counts = entry->counts_of({each.packets, each.bytes});
+      each.flow = entry->flow;
+      each.packets = counts.packets;
+      each.bytes = counts.bytes;
+    }
+  }
+  return flows;
+}
+
 const oftab_sw_entry_t *live_record_at(uint16_t tcam_index) {
   const auto records = table_records();
   if (records.empty() || tcam_index < oftab_hw_rsrc_g.current_table->tcam_st_idx) {

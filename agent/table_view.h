@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "agent/flow.h"
+#include "agent/flow_table.h"
 #include "agent/hardware.h"
 #include "host/switch.h"
 #include "oftab/oftab.h"
@@ -35,6 +36,10 @@ struct InstalledFlow {
 
 // The live flows, in the order in which the hardware compares them.
 std::vector<InstalledFlow> installed_flows(host::Switch &device);
+
+// The same flows as the agent knows them: with the match and actions that they were given, and with what the CPU has
+// counted for them.
+std::vector<InstalledFlow> installed_flows(host::Switch &device, const FlowTable &table);
 
 // That of a live record.
 InstalledFlow installed_flow(host::Switch &device, const oftab_sw_entry_t &record);

@@ -114,6 +114,7 @@ int start(const Options &options) {
   app::Service service(session, agent, options.serve.identity);
   if (options.serves) {
     app::set_miss(agent, options.serve.miss);
+    agent.packets().guard().set_rates(options.serve.cpu);
     app::attach_ports(device, options.serve.ports);
   }
   const bool good = options.serves ? serve(service, session, options) : run(session, options);

@@ -9,8 +9,8 @@
 namespace agent::openflow {
 namespace {
 
-// The hardware changes no packets and has no queues.
-constexpr uint32_t kActions = 1U << static_cast<unsigned>(Action::Kind::Output);
+// All of them.
+constexpr uint32_t kActions = (1U << (static_cast<unsigned>(Action::Kind::Enqueue) + 1)) - 1;
 
 }  // namespace
 

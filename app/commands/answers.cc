@@ -12,6 +12,7 @@
 #include "app/syntax/packet_syntax.h"
 #include "app/terminal/signals.h"
 #include "app/views/explanation.h"
+#include "app/views/fate.h"
 
 namespace app {
 
@@ -39,12 +40,23 @@ Explanation read_explanation(Session &session, Arguments &arguments) {
   return {session.device, packet.ifindex, packet.header};
 }
 
+// What the CPU does with a packet that the hardware brings to it.
+void print_cpu(Session &session, const Explanation &explanation) {
+  if (const auto fate = explanation.fate(); fate && session.agent.packets().is_for_cpu(*fate)) {
+    *session.out << "  " << cpu_text(session.agent.flows(), explanation.packet()) << '\n';
+  }
+}
+
 void explain(Session &session, Arguments &arguments) {
-  read_explanation(session, arguments).print_all(*session.out, session.style);
+  const Explanation explanation = read_explanation(session, arguments);
+  explanation.print_all(*session.out, session.style);
+  print_cpu(session, explanation);
 }
 
 void explain_all(Session &session, Arguments &arguments) {
-  read_explanation(session, arguments).print_classes(*session.out, session.style);
+  const Explanation explanation = read_explanation(session, arguments);
+  explanation.print_classes(*session.out, session.style);
+  print_cpu(session, explanation);
 }
 
 // The first of the flows before `flow` that takes all its packets; null if none does.
@@ -57,7 +69,7 @@ const InstalledFlow *cover_of(std::span<const InstalledFlow> before, const Insta
 
 void list_shadowed(Session &session, Arguments &arguments) {
   arguments.finish();
-  const std::vector<InstalledFlow> flows = installed_flows(session.device);
+  const std::vector<InstalledFlow> flows = installed_flows(session.device, session.agent.flows());
   Table table(
       {{"Index", Column::Right}, {"Seq", Column::Right}, {"Match"}, {"Covered by", Column::Right}, {"Its match"}});
   size_t shadowed = 0;
@@ -79,7 +91,7 @@ void list_shadowed(Session &session, Arguments &arguments) {
 
 void list_unused(Session &session, Arguments &arguments) {
   arguments.finish();
-  std::vector<InstalledFlow> flows = installed_flows(session.device);
+  std::vector<InstalledFlow> flows = installed_flows(session.device, session.agent.flows());
   std::erase_if(flows, [](const InstalledFlow &each) { return each.packets != 0; });
   Table table({{"Index", Column::Right}, {"Seq", Column::Right}, {"Priority", Column::Right}, {"Match"}});
   for (const InstalledFlow &each : flows) {

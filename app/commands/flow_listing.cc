@@ -55,7 +55,7 @@ std::vector<Listed> listed_flows(Session &session, Arguments &words) {
   const Selection selection = parse_selection(arguments.line, arguments.start, session.device.interfaces());
   std::vector<Listed> flows;
   const auto entries = selected(session.agent.flows(), selection, arguments.strict);
-  for (InstalledFlow &installed : installed_flows(session.device)) {
+  for (InstalledFlow &installed : installed_flows(session.device, session.agent.flows())) {
     const TableEntry *entry = session.agent.flows().find(*installed.flow.seq_no);
     if (std::ranges::find(entries, entry) != entries.end()) {
       flows.push_back({std::move(installed), entry});
@@ -69,20 +69,31 @@ std::vector<Listed> listed_flows(Session &session, Arguments &words) {
 
 void list_flows(Session &session, Arguments &arguments) {
   const std::vector<Listed> flows = listed_flows(session, arguments);
-  Table table({{"Index", Column::Right},
-               {"Seq", Column::Right},
-               {"Priority", Column::Right},
-               {"Packets", Column::Right},
-               {"Bytes", Column::Right},
-               {"Actions"},
-               {"Match"}});
+  const auto on_cpu = std::ranges::count_if(flows, [](const Listed &each) { return is_on_cpu(each.entry->flow); });
+  std::vector<Column> columns{{"Index", Column::Right},
+                              {"Seq", Column::Right},
+                              {"Priority", Column::Right},
+                              {"Packets", Column::Right},
+                              {"Bytes", Column::Right},
+                              {"Actions"},
+                              {"Match"}};
+  if (on_cpu != 0) {
+    columns.push_back({"Served by"});
+  }
+  Table table(std::move(columns));
   for (const auto &[each, entry] : flows) {
-    table.add({std::to_string(each.index), std::to_string(*each.flow.seq_no), std::to_string(priority_of(each.flow)),
-               std::to_string(each.packets), std::to_string(each.bytes), to_text(entry->flow.actions),
-               to_text(each.flow.match)});
+    std::vector<std::string> row{
+        std::to_string(each.index),   std::to_string(*each.flow.seq_no), std::to_string(priority_of(each.flow)),
+        std::to_string(each.packets), std::to_string(each.bytes),        to_text(each.flow.actions),
+        to_text(each.flow.match)};
+    if (on_cpu != 0) {
+      row.push_back(is_on_cpu(entry->flow) ? "CPU" : "hardware");
+    }
+    table.add(std::move(row));
   }
   table.print(*session.out, session.style);
-  *session.out << counted(flows.size(), "flow") << '\n';
+  *session.out << counted(flows.size(), "flow")
+               << (on_cpu == 0 ? "" : concat(", ", static_cast<size_t>(on_cpu), " on the CPU")) << '\n';
 }
 
 std::string duration_text(Time duration) {
@@ -93,12 +104,16 @@ std::string duration_text(Time duration) {
 
 void dump_flows(Session &session, Arguments &arguments) {
   session.agent.refresh_counts();
+  const bool verbose = FlowArguments(arguments).verbose;
   for (const auto &[each, entry] : listed_flows(session, arguments)) {
     const Counts counts = entry->counts();
     *session.out << "cookie=" << hex(entry->flow.cookie)
                  << ", duration=" << duration_text(session.agent.now() - entry->added)
                  << ", table=0, n_packets=" << counts.packets << ", n_bytes=" << counts.bytes << ", "
                  << flow_text(entry->flow) << '\n';
+    if (verbose) {
+      *session.out << "# " << to_text(placement_of(entry->flow)) << '\n';
+    }
   }
 }
 
@@ -138,9 +153,10 @@ constexpr Command kCommands[] = {
      "of\n"
      "the latest collection.",
      list_flows, true},
-    {"dump-flows", "[SELECTION] [--strict] [--sort KEY]",
+    {"dump-flows", "[SELECTION] [--strict] [--sort KEY] [-v]",
      "print flows as lines that 'add-flow' takes\n"
-     "The flows of 'flows', with cookies, timeouts and the counts of this moment.",
+     "The flows of 'flows', with cookies, timeouts and the counts of this moment; with -v, behind each who serves it:\n"
+     "the hardware, or the CPU, and why.",
      dump_flows, true},
     {"dump-aggregate", "[SELECTION]", "add up what flows have counted", dump_aggregate},
     {"dump-ports", "[PORT]", "print what the ports have counted", dump_ports, true},

@@ -15,6 +15,9 @@ FlowArguments::FlowArguments(const Arguments &arguments) : line(arguments.line()
     if (word->text == "--strict") {
       strict = true;
       blank(*word);
+    } else if (word->text == "-v") {
+      verbose = true;
+      blank(*word);
     } else if (word->text == "--sort") {
       blank(*word);
       if (++word == words.end()) {

@@ -21,6 +21,7 @@ struct FlowArguments {
   std::string line;
   size_t start;
   bool strict = false;              // --strict
+  bool verbose = false;             // -v
   std::optional<agent::Word> sort;  // --sort KEY
 
  private:

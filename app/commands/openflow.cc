@@ -55,7 +55,30 @@ void list_controllers(Session &session, Arguments &arguments) {
   table.print(*session.out, session.style);
 }
 
+void guard_cpu(Session &session, Arguments &arguments) {
+  constexpr uint64_t most = 0xFFFFFFFF;
+  Guard &guard = session.agent.packets().guard();
+  Guard::Rates rates = guard.rates();
+  rates.packets = static_cast<uint32_t>(arguments.take_number("rate", 0, most, rates.packets));
+  rates.packet_ins = static_cast<uint32_t>(arguments.take_number("packet-ins", 0, most, rates.packet_ins));
+  arguments.finish();
+  guard.set_rates(rates);
+  *session.out << "a second, " << counted(rates.packets, "packet") << " of flows that the CPU serves and "
+               << counted(rates.packet_ins, "packet-in") << " at most\n";
+  Table table({{"Port"}, {"Packets dropped", Column::Right}, {"Packet-ins dropped", Column::Right}});
+  for (const auto &[ifindex, port] : session.agent.ports().all()) {
+    if (port.counts.cpu_dropped + port.counts.packet_ins_dropped != 0) {
+      table.add({port.name, std::to_string(port.counts.cpu_dropped), std::to_string(port.counts.packet_ins_dropped)});
+    }
+  }
+  table.print(*session.out, session.style);
+}
+
 constexpr Command kCommands[] = {
+    {"cpu", "[rate=N] [packet-ins=N]",
+     "show, or set, how many packets a second reach the CPU\n"
+     "Those of flows that the hardware cannot serve, and those for the controllers; and what was dropped, by port.",
+     guard_cpu},
     {"listen", "ptcp:PORT[:ADDRESS]|pssl:PORT[:ADDRESS]",
      "take OpenFlow 1.0 clients and controllers\n"
      "From then on the switch's time passes as the wall clock's does.",

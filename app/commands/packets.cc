@@ -18,8 +18,10 @@ using namespace agent;
 
 namespace {
 
-void print_fate(Session &session, const host::asic::PacketHeader &packet, const host::asic::Fate &fate) {
-  *session.out << to_text(packet) << ": matched " << match_text(fate) << ": " << destination_text(fate) << '\n';
+void print_fate(Session &session, const Packet &packet, const host::asic::Fate &fate) {
+  const bool for_cpu = session.agent.packets().is_for_cpu(fate);
+  *session.out << to_text(packet.header) << ": matched " << match_text(fate) << ": "
+               << (for_cpu ? cpu_text(session.agent.flows(), packet) : destination_text(fate)) << '\n';
 }
 
 // Into an interface; what the hardware copies to the CPU is reported to the controllers.
@@ -35,7 +37,7 @@ void send_described(Session &session, const Arguments &arguments) {
   const Packet packet = parse_packet(arguments.line(), arguments.start(), session.device.interfaces());
   const host::asic::Fate fate =
       enter(session, packet.ifindex, {packet.header, host::asic::compose_frame(packet.header)});
-  print_fate(session, packet.header, fate);
+  print_fate(session, packet, fate);
 }
 
 void send_capture(Session &session, Arguments &arguments) {
@@ -52,11 +54,11 @@ void send_capture(Session &session, Arguments &arguments) {
       break;
     }
     const host::asic::Fate fate = enter(session, ifindex, packet);
-    summary.add(packet.header, fate);
+    summary.add(packet.header, fate, session.agent.packets().is_for_cpu(fate));
     ++number;
     if (verbose) {
       *session.out << std::setw(6) << number << "  ";
-      print_fate(session, packet.header, fate);
+      print_fate(session, {ifindex, packet.header}, fate);
     }
   }
   *session.out << '\n'
@@ -69,7 +71,7 @@ void send_capture(Session &session, Arguments &arguments) {
                                              "those are taken as 0"))
                  << '\n';
   }
-  summary.print(*session.out, session.style, session.device);
+  summary.print(*session.out, session.style, session.device, session.agent.flows());
   if (number < packets.size()) {
     throw Interrupted(concat(number, " of ", counted(packets.size(), "packet"), " were sent"));
   }

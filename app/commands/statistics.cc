@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "agent/actions.h"
 #include "agent/requests.h"
 #include "agent/responses.h"
 #include "agent/status.h"
@@ -55,13 +56,13 @@ void clear_statistics(Session &session, Arguments &arguments) {
 
 void add_row(Table &table, const InstalledFlow &each) {
   table.add({std::to_string(each.packets), std::to_string(each.bytes), std::to_string(*each.flow.seq_no),
-             std::to_string(each.index), to_text(each.hardware), to_text(each.flow.match)});
+             std::to_string(each.index), to_text(each.flow.actions), to_text(each.flow.match)});
 }
 
 void show_counters(Session &session, Arguments &arguments) {
   const size_t top = arguments.take_number("top", 1, OFTAB_FLOW_CAPACITY, OFTAB_FLOW_CAPACITY);
   arguments.finish();
-  std::vector<InstalledFlow> flows = installed_flows(session.device);
+  std::vector<InstalledFlow> flows = installed_flows(session.device, session.agent.flows());
   const size_t all = flows.size();
   std::erase_if(flows, [](const InstalledFlow &each) { return each.packets == 0; });
   std::stable_sort(flows.begin(), flows.end(),

@@ -69,6 +69,10 @@ CLI::App *add_serve(CLI::App &parser, ServeOptions &options) {
   command->add_option("--miss", options.miss, "what becomes of packets that no flow matches")
       ->check(CLI::IsMember(&kMisses))
       ->capture_default_str();
+  command->add_option("--cpu-rate", options.cpu.packets, "packets a second for flows that the CPU serves")
+      ->capture_default_str();
+  command->add_option("--packet-in-rate", options.cpu.packet_ins, "packets a second for the controllers")
+      ->capture_default_str();
   command->add_option("--socket", options.socket, "where 'attach' finds this switch")
       ->default_str(default_console_path());
   add_tls(*command, options.tls);

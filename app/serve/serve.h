@@ -23,6 +23,7 @@ struct ServeOptions {
   std::vector<std::string> ports;
   agent::openflow::Identity identity;
   std::string miss = "controller";
+  agent::Guard::Rates cpu;
   std::string socket;
   agent::openflow::TlsFiles tls;
 };

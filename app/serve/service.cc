@@ -26,7 +26,11 @@ Service::Service(Session &session, agent::Agent &agent, const agent::openflow::I
     : session_(session),
       agent_(agent),
       server_(context_, agent, identity, log_line),
-      clock_(context_, [this] { agent_.advance({}); }),
+      clock_(context_,
+             [this] {
+               agent_.advance({});
+               drops_.look(agent_.ports(), agent_.now());
+             }),
       ports_(context_, session.device.ports(), agent_.packets()),
       input_(context_) {
   session.service = this;

@@ -11,6 +11,7 @@
 #include "agent/openflow/server.h"
 #include "app/commands/command.h"
 #include "app/serve/console_socket.h"
+#include "app/serve/drop_log.h"
 #include "app/serve/live_ports.h"
 #include "app/serve/wall_clock.h"
 
@@ -48,6 +49,7 @@ class Service {
   agent::Agent &agent_;
   asio::io_context context_;
   agent::openflow::Server server_;
+  DropLog drops_;
   WallClock clock_;
   LivePorts ports_;
   std::unique_ptr<ConsoleSocket> console_;

@@ -180,6 +180,10 @@ void Explanation::print_hit(std::ostream &out, Style style) const {
   out << "  " << destination_text(fate) << '\n';
 }
 
+std::optional<host::asic::Fate> Explanation::fate() const {
+  return matched() ? std::optional(device_.asic().fate_of(candidates_.back().index)) : std::nullopt;
+}
+
 void Explanation::print_all(std::ostream &out, Style style) const {
   print_packet(out);
   for (const Candidate &each : candidates_) {

@@ -3,11 +3,13 @@
 #define APP_VIEWS_EXPLANATION_H
 
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "agent/fields.h"
 #include "app/views/format.h"
 #include "host/asic/packet.h"
 #include "host/switch.h"
@@ -26,6 +28,11 @@ class Explanation {
 
   // The same with one line for all records that differ in the same field first.
   void print_classes(std::ostream &out, Style style) const;
+
+  agent::Packet packet() const { return {ifindex_, packet_}; }
+
+  // What the hardware does with it; none when nothing matches.
+  std::optional<host::asic::Fate> fate() const;
 
  private:
   struct Candidate {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "agent/actions.h"
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
 #include "agent/text.h"
@@ -80,6 +81,13 @@ std::string match_text(const Fate &fate) {
     return index + " (no flow of the table)";
   }
   return concat("flow ", record->seq_no, " (", index, ", priority ", record->priority, ")");
+}
+
+std::string cpu_text(const FlowTable &flows, const Packet &packet) {
+  const TableEntry *entry = flows.winner(packet);
+  return entry == nullptr ? "on the CPU: no flow"
+                          : concat("on the CPU: flow ", *entry->flow.seq_no, " (priority ", priority_of(entry->flow),
+                                   "): ", to_text(entry->flow.actions));
 }
 
 std::string destination_text(const Fate &fate) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "agent/actions.h"
 #include "agent/flow.h"
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
@@ -47,9 +48,9 @@ TrafficSummary::Class TrafficSummary::class_of(const PacketHeader &packet) {
   }
 }
 
-void TrafficSummary::add(const PacketHeader &packet, const Fate &fate) {
+void TrafficSummary::add(const PacketHeader &packet, const Fate &fate, bool for_cpu) {
   Counts one{1, packet.length, packet.vlan ? 1U : 0U, {}, is_copied(fate) ? 1U : 0U};
-  one.outcomes[static_cast<size_t>(outcome_of(fate))] = 1;
+  one.outcomes[static_cast<size_t>(for_cpu ? Outcome::Cpu : outcome_of(fate))] = 1;
   classes_[class_of(packet)] += one;
   if (fate.tcam_index) {
     ++by_index_[*fate.tcam_index];
@@ -59,53 +60,64 @@ void TrafficSummary::add(const PacketHeader &packet, const Fate &fate) {
   }
 }
 
-void TrafficSummary::print(std::ostream &out, Style style, host::Switch &device) const {
+void TrafficSummary::print(std::ostream &out, Style style, host::Switch &device, const FlowTable &flows) const {
   if (std::all_of(classes_.begin(), classes_.end(), [](const Counts &each) { return each.packets == 0; })) {
     return;
   }
   print_classes(out, style);
-  print_flows(out, style, device);
+  print_flows(out, style, installed_flows(device, flows));
   print_ports(out, style);
 }
 
-void TrafficSummary::add_row(Table &table, const char *name, const Counts &counts) {
+void TrafficSummary::add_row(Table &table, const char *name, const Counts &counts, bool with_cpu) {
   std::vector<std::string> row{name, std::to_string(counts.packets), std::to_string(counts.bytes),
                                std::to_string(counts.tagged)};
-  for (const uint64_t packets : counts.outcomes) {
-    row.push_back(packets == 0 ? "-" : std::to_string(packets));
+  const auto add = [&row](uint64_t packets) { row.push_back(packets == 0 ? "-" : std::to_string(packets)); };
+  for (size_t outcome = 0; outcome < static_cast<size_t>(Outcome::Cpu); ++outcome) {
+    add(counts.outcomes[outcome]);
   }
-  row.push_back(counts.copied == 0 ? "-" : std::to_string(counts.copied));
+  add(counts.copied);
+  if (with_cpu) {
+    add(counts.outcomes[static_cast<size_t>(Outcome::Cpu)]);
+  }
   table.add(std::move(row));
 }
 
 void TrafficSummary::print_classes(std::ostream &out, Style style) const {
-  Table table({{"Class"},
-               {"Packets", Column::Right},
-               {"Bytes", Column::Right},
-               {"Tagged", Column::Right},
-               {"Normal", Column::Right},
-               {"Output", Column::Right},
-               {"Controller", Column::Right},
-               {"Dropped", Column::Right},
-               {"Unmatched", Column::Right},
-               {"CPU copies", Column::Right}});
   Counts total;
+  for (const Counts &each : classes_) {
+    total += each;
+  }
+  std::vector<Column> columns({{"Class"},
+                               {"Packets", Column::Right},
+                               {"Bytes", Column::Right},
+                               {"Tagged", Column::Right},
+                               {"Normal", Column::Right},
+                               {"Output", Column::Right},
+                               {"Controller", Column::Right},
+                               {"Dropped", Column::Right},
+                               {"Unmatched", Column::Right},
+                               {"CPU copies", Column::Right}});
+  const bool with_cpu = total.outcomes[static_cast<size_t>(Outcome::Cpu)] != 0;
+  if (with_cpu) {
+    columns.push_back({"CPU flows", Column::Right});
+  }
+  Table table(std::move(columns));
   for (size_t i = 0; i < classes_.size(); ++i) {
     if (classes_[i].packets != 0) {
-      add_row(table, kClassNames[i], classes_[i]);
-      total += classes_[i];
+      add_row(table, kClassNames[i], classes_[i], with_cpu);
     }
   }
   table.add_rule();
-  add_row(table, "Total", total);
+  add_row(table, "Total", total, with_cpu);
   table.print(out, style);
 }
 
-void TrafficSummary::print_flows(std::ostream &out, Style style, host::Switch &device) const {
+void TrafficSummary::print_flows(std::ostream &out, Style style, std::span<const InstalledFlow> flows) const {
   std::vector<std::pair<uint64_t, InstalledFlow>> hits;
-  for (InstalledFlow &flow : installed_flows(device)) {
+  for (const InstalledFlow &flow : flows) {
     if (const auto hit = by_index_.find(flow.index); hit != by_index_.end()) {
-      hits.emplace_back(hit->second, std::move(flow));
+      hits.emplace_back(hit->second, flow);
     }
   }
   if (hits.empty()) {
@@ -123,7 +135,7 @@ void TrafficSummary::print_flows(std::ostream &out, Style style, host::Switch &d
   for (size_t i = 0; i < shown; ++i) {
     const auto &[packets, hit] = hits[i];
     table.add({std::to_string(packets), std::to_string(*hit.flow.seq_no), std::to_string(hit.index),
-               std::to_string(priority_of(hit.flow)), to_text(hit.hardware), to_text(hit.flow.match)});
+               std::to_string(priority_of(hit.flow)), to_text(hit.flow.actions), to_text(hit.flow.match)});
   }
   table.print(out, style);
 }

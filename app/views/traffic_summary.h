@@ -7,6 +7,7 @@
 #include <map>
 #include <ostream>
 
+#include "agent/table_view.h"
 #include "app/views/fate.h"
 #include "app/views/format.h"
 #include "host/asic/packet.h"
@@ -16,8 +17,8 @@ namespace app {
 
 class TrafficSummary {
  public:
-  void add(const host::asic::PacketHeader &packet, const host::asic::Fate &fate);
-  void print(std::ostream &out, Style style, host::Switch &device) const;
+  void add(const host::asic::PacketHeader &packet, const host::asic::Fate &fate, bool for_cpu);
+  void print(std::ostream &out, Style style, host::Switch &device, const agent::FlowTable &flows) const;
 
  private:
   enum Class { Arp, Tcp, Udp, Icmp, OtherIpv4, Ipv6, Other, kClasses };
@@ -33,9 +34,9 @@ class TrafficSummary {
   };
 
   static Class class_of(const host::asic::PacketHeader &packet);
-  static void add_row(Table &table, const char *name, const Counts &counts);
+  static void add_row(Table &table, const char *name, const Counts &counts, bool with_cpu);
   void print_classes(std::ostream &out, Style style) const;
-  void print_flows(std::ostream &out, Style style, host::Switch &device) const;
+  void print_flows(std::ostream &out, Style style, std::span<const agent::InstalledFlow> flows) const;
   void print_ports(std::ostream &out, Style style) const;
 
   std::array<Counts, kClasses> classes_{};

@@ -1,0 +1,138 @@
+// Packets that the CPU takes: finding the flow among 4095, changing the packet, and the whole way from port to port
+// beside that of a flow of the hardware.
+#include <benchmark/benchmark.h>
+
+#include "agent/agent.h"
+#include "agent/rewriting.h"
+#include "bench/table.h"
+
+namespace bench {
+namespace {
+
+using agent::Action;
+using agent::Field;
+using agent::TableEntry;
+using host::services::Interfaces;
+
+constexpr uint32_t kStride = 7;
+
+uint32_t port(uint32_t slot) {
+  return Interfaces::port_ifindex(slot);
+}
+
+// A TCP segment of 64 octets for each number.
+std::vector<uint8_t> frame_of(uint32_t number) {
+  std::vector<uint8_t> frame(64);
+  frame[5] = 1;
+  frame[6] = 2;
+  frame[12] = 0x08;
+  frame[14] = 0x45;
+  frame[17] = 50;  // the length of the packet
+  frame[23] = agent::kTcp;
+  frame[32] = static_cast<uint8_t>(number >> 8);
+  frame[33] = static_cast<uint8_t>(number);
+  return frame;
+}
+
+agent::Packet packet_of(uint32_t number) {
+  const auto frame = frame_of(number);
+  return {port(0), host::asic::parse_frame(frame, frame.size())};
+}
+
+// As a learning controller enters it: all that the packet has.
+agent::Flow exact_flow(uint32_t number) {
+  agent::Flow flow;
+  const agent::Packet packet = packet_of(number);
+  for (const agent::FieldRow &row : agent::field_rows()) {
+    flow.match[row.field] = {row.of_packet(packet) & row.exact, row.exact};
+  }
+  flow.match = agent::normalised(flow.match);
+  return flow;
+}
+
+// No two flows compare the same bits.
+agent::Flow masked_flow(uint32_t number) {
+  agent::Flow flow = exact_flow(number);
+  flow.match[Field::DlDst].mask = flow.match[Field::DlSrc].mask = 0;
+  flow.match[Field::DlDst].value = flow.match[Field::DlSrc].value = 0;
+  flow.match[Field::DlDst].mask = uint64_t{number} << 8;
+  flow.priority = number;
+  return flow;
+}
+
+void find_flow(benchmark::State &state, agent::Flow (*flow_of)(uint32_t number), uint32_t first_packet) {
+  std::vector<std::unique_ptr<TableEntry>> entries;
+  agent::Classifier classifier;
+  std::vector<agent::Packet> packets;
+  for (uint32_t number = 1; number <= OFTAB_FLOW_CAPACITY; ++number) {
+    entries.push_back(std::make_unique<TableEntry>(TableEntry{.flow = flow_of(number)}));
+    classifier.insert(*entries.back());
+    packets.push_back(packet_of(first_packet + number));
+  }
+  size_t next = 0;
+  for ([[maybe_unused]] auto iteration : state) {
+    benchmark::DoNotOptimize(classifier.find(packets[next]));
+    next = (next + kStride) % packets.size();
+  }
+}
+BENCHMARK_CAPTURE(find_flow, exact, exact_flow, 0);
+BENCHMARK_CAPTURE(find_flow, exact_missed, exact_flow, 10000);
+BENCHMARK_CAPTURE(find_flow, many_masks, masked_flow, 0);
+
+void change_packet(benchmark::State &state, Action::Kind kind) {
+  std::vector<uint8_t> frame = frame_of(1);
+  uint64_t value = 0;
+  for ([[maybe_unused]] auto iteration : state) {
+    agent::rewrite(frame, {.kind = kind, .value = ++value & 7});
+  }
+}
+BENCHMARK_CAPTURE(change_packet, vlan_id, Action::Kind::SetVlanVid);
+BENCHMARK_CAPTURE(change_packet, mac_address, Action::Kind::SetDlDst);
+BENCHMARK_CAPTURE(change_packet, ip_address, Action::Kind::SetNwDst);
+BENCHMARK_CAPTURE(change_packet, type_of_service, Action::Kind::SetNwTos);
+BENCHMARK_CAPTURE(change_packet, transport_port, Action::Kind::SetTpDst);
+
+class Nowhere : public agent::Wire {
+  void transmit(uint32_t, agent::Frame frame) override { benchmark::DoNotOptimize(frame.data()); }
+};
+
+// From port to port by one of a thousand flows, of which each has a tree of its own in hardware.
+void pass_packet(benchmark::State &state, bool on_cpu) {
+  fill_table(0);
+  agent::Agent agent(the_switch());
+  Nowhere nowhere;
+  agent.packets().connect(&nowhere);
+  agent.packets().guard().set_rates({.packets = 1'000'000'000, .packet_ins = 0});
+  constexpr uint32_t kFlows = 1000;
+  std::vector<agent::FlowMod> mods(kFlows);
+  for (uint32_t i = 0; i < mods.size(); ++i) {
+    mods[i].flow = exact_flow(i + 1);
+    mods[i].flow.actions = {agent::output_to(port(1))};
+    if (on_cpu) {
+      mods[i].flow.actions.insert(mods[i].flow.actions.begin(), {.kind = Action::Kind::SetDlDst, .value = 5});
+    }
+  }
+  for (const auto &error : agent.apply(mods)) {
+    if (error) {
+      state.SkipWithError(error->reason.c_str());
+      return;
+    }
+  }
+  uint32_t next = 0;
+  agent.packets().receive(port(0), frame_of(1));  // which makes the search
+  for ([[maybe_unused]] auto iteration : state) {
+    agent.packets().receive(port(0), frame_of(next + 1));
+    next = (next + kStride) % kFlows;
+    if (next % 64 == 0) {
+      agent.advance(std::chrono::milliseconds(1));
+    }
+  }
+  state.SetItemsProcessed(state.iterations());
+  agent.packets().connect(nullptr);
+  fill_table(0);
+}
+BENCHMARK_CAPTURE(pass_packet, hardware, false);
+BENCHMARK_CAPTURE(pass_packet, cpu, true);
+
+}  // namespace
+}  // namespace bench

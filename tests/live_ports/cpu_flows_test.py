@@ -1,0 +1,137 @@
+"""Hosts in network namespaces whose packets the CPU serves: learning controllers, addresses translated, a flood.
+  cpu_flows_test.py OFTAB_SWITCH
+
+Skipped where namespaces are not permitted, or a controller is not installed."""
+import os
+import re
+import shutil
+import socket
+import subprocess
+import sys
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path += [os.path.join(HERE, "../../examples"), os.path.join(HERE, "../openflow_peers")]
+
+from isolation import is_permitted, isolate
+from network import Host, Switch, Tap, frame, quieten, run, until
+from peer import ECHO_REPLY, ECHO_REQUEST, Peer
+
+SKIPPED = 77
+TRANSFER = 4 << 20
+
+
+def free_port():
+    with socket.socket() as listener:
+        listener.bind(("127.0.0.1", 0))
+        return listener.getsockname()[1]
+
+
+def pings(one, address, count=20):
+    text = run("ip", "netns", "exec", one.name, "ping", "-q", "-c", str(count), "-i", "0.02", "-W", "2", address)
+    return int(re.search(r"(\d+) received", text)[1])
+
+
+def transferred(one, other, address):
+    """Octets of a TCP connection that arrive."""
+    receiver = subprocess.Popen(["ip", "netns", "exec", other.name, sys.executable, "-c", f"""
+import socket
+listener = socket.create_server(("", 5001))
+print("ready", flush=True)
+connection, count = listener.accept()[0], 0
+while part := connection.recv(65536): count += len(part)
+print(count)"""], stdout=subprocess.PIPE, text=True)
+    receiver.stdout.readline()
+    run("ip", "netns", "exec", one.name, sys.executable, "-c", f"""
+import socket
+with socket.create_connection(("{address}", 5001), 20) as connection: connection.sendall(bytes({TRANSFER}))""")
+    return int(receiver.communicate(timeout=60)[0])
+
+
+def a_learning_controller_enters_exact_matches(one, other):
+    """ovs-testcontroller in its default mode: exact matches of all fields, of ARP too."""
+    port = free_port()
+    controller = subprocess.Popen(["ovs-testcontroller", f"ptcp:{port}:127.0.0.1"], stderr=subprocess.DEVNULL,
+                                  env={**os.environ, "OVS_RUNDIR": "/tmp", "OVS_LOGDIR": "/tmp"})
+    try:
+        with Switch({1: one, 2: other}, "--controller", f"tcp:127.0.0.1:{port}") as switch:
+            until(lambda: "connected" in switch.run("controllers"), "the controller is there")
+            assert pings(one, other.address) == 20
+            flows = switch.run("dump-flows -v")
+            assert re.search(r"arp_spa=10\.0\.0\.\d.*\n# CPU: the hardware cannot match arp_", flows), flows
+            assert re.search(r"n_packets=1\d,.*icmp.*\n# hardware", flows), flows
+            assert transferred(one, other, other.address) == TRANSFER
+    finally:
+        controller.kill()
+
+
+def addresses_are_translated(one, other):
+    """An os-ken application rewrites addresses both ways between two subnets; TCP's checksums are open as veths are."""
+    other.ip("address", "add", "192.168.7.2/24", "dev", "eth0")
+    one.ip("neighbour", "replace", "10.0.0.99", "lladdr", other.mac, "dev", "eth0")
+    other.ip("neighbour", "replace", "192.168.7.99", "lladdr", one.mac, "dev", "eth0")
+    port = free_port()
+    controller = subprocess.Popen(
+        ["osken-manager", "--ofp-listen-host", "127.0.0.1", "--ofp-tcp-listen-port", str(port),
+         os.path.join(HERE, "../openflow_peers/translator_app.py")], stderr=subprocess.DEVNULL)
+    try:
+        with Switch({1: one, 2: other}, "--controller", f"tcp:127.0.0.1:{port}", "--cpu-rate", "1000000") as switch:
+            until(lambda: "connected" in switch.run("controllers"), "the controller is there")
+            assert pings(one, "10.0.0.99") == 20
+            flows = switch.run("dump-flows -v")
+            counts = [int(count) for count in re.findall(r"n_packets=(\d+)", flows)]
+            assert flows.count("# CPU: the hardware cannot change packets") == 2 and min(counts) >= 19, flows
+            assert transferred(one, other, "10.0.0.99") == TRANSFER
+    finally:
+        controller.kill()
+
+
+def tags_are_set_and_stripped(one, other):
+    with Switch({1: one, 2: other}) as switch:
+        switch.run("add-flow in_port=1,actions=mod_vlan_vid:5,mod_vlan_pcp:3,output:2,strip_vlan,in_port")
+        a, b = Tap(one), Tap(other)
+        sent = frame(2, 1)
+        a.send(sent)
+        b.expect(sent[:12] + bytes.fromhex("81006005") + sent[12:])
+        a.expect(sent)
+
+
+def a_flood_delays_nobody(one, other):
+    """Echo replies while more packets come for the CPU than it takes."""
+    with Switch({1: one, 2: other}) as switch:
+        switch.run("add-flow in_port=1,actions=mod_vlan_vid:5,output:2")
+        peer = Peer.of(f"tcp:127.0.0.1:{switch.openflow_port}")
+        a, worst = Tap(one), 0.0
+        for _ in range(100):
+            a.send(*[frame(2, 1)] * 100)
+            begin = time.monotonic()
+            peer.send(ECHO_REQUEST, b"alive")
+            peer.wait_for(ECHO_REPLY)
+            worst = max(worst, time.monotonic() - begin)
+        dropped = re.search(r"Eth1/1 +(\d+)", until(lambda: switch.run("cpu"), "the guard tells"))
+        assert dropped and int(dropped[1]) > 0, switch.run("cpu")
+        until(lambda: "too many packets for the CPU" in switch.read_log(), "the log tells")
+        assert worst < 0.5, f"an echo took {worst:.3f} s"
+        print(f"  {dropped[1]} dropped, slowest echo {1000 * worst:.1f} ms")
+
+
+SCENARIOS = (tags_are_set_and_stripped, a_flood_delays_nobody, a_learning_controller_enters_exact_matches,
+             addresses_are_translated)
+
+
+def main():
+    missing = [each for each in ("ovs-testcontroller", "osken-manager") if shutil.which(each) is None]
+    if os.geteuid() != 0 or not is_permitted() or missing:
+        print("skipped: network namespaces are not permitted here, or missing:", *missing)
+        sys.exit(SKIPPED)
+    isolate("-B")
+    quieten()
+    hosts = [Host(number) for number in (1, 2)]
+    for scenario in SCENARIOS:
+        begin = time.monotonic()
+        scenario(*hosts)
+        print(f"{scenario.__name__.replace('_', ' ')}: {time.monotonic() - begin:.2f} s", flush=True)
+
+
+if __name__ == "__main__":
+    main()
