@@ -67,8 +67,9 @@ TEST_F(SwitchTest, OutputsBecomeTheTreesPorts) {
 }
 
 TEST_F(SwitchTest, UnknownOutputSetsNoPort) {
-  set_up({add({{.action = output({port(3), 0x12345678, port(5)})}})});
+  set_up({add({{.action = output({0x12345678, port(3), port(5)})}})});
   EXPECT_THAT(sw.asic().trees().ports(8192), testing::ElementsAre(4, 6));
+  EXPECT_THAT(traced(104), testing::Contains(" 0/3 ,ifindex:0x12345678 asic port:0 \n"));
   EXPECT_EQ(traced(103).size(), 1U);
 }
 

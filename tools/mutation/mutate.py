@@ -51,7 +51,7 @@ class Laboratory:
         self.program = self.build / "bin/oftab_test"
         self.place = self.build / "mutant"
         self.tests = self.list_tests()
-        self.objects = {source: self.compile(source, self.place / "sound") for source in self.commands}
+        self.objects = self.compile_all(self.commands, self.place / "sound")
 
     def list_tests(self):
         listed = subprocess.run([self.program, "--gtest_list_tests"], capture_output=True, text=True, check=True).stdout
@@ -71,21 +71,25 @@ class Laboratory:
         changed = directory / source
         made = (directory / "objects" / source).with_suffix(".o")
         made.parent.mkdir(parents=True, exist_ok=True)
-        words = [word for word in shlex.split(command["command"]) if word not in ("--coverage", "-Werror")]
+        left_out = ("--coverage", "-Werror")
+        words = [word for word in shlex.split(command["command"]) if word not in left_out and "ccache" not in word]
         words[words.index("-o") + 1] = str(made)
         words[words.index("-c") + 1] = str(changed if changed.exists() else command["file"])
-        words.insert(words.index("-c"), f"-I{directory / 'lib'}")
-        words = [word for word in words if "ccache" not in word]
-        done = subprocess.run(words + ["-I" + str(directory / "lib")], cwd=command["directory"], capture_output=True)
+        words.insert(1, f"-I{directory / 'lib'}")
+        done = subprocess.run(words, cwd=command["directory"], capture_output=True)
         return made if done.returncode == 0 else None
 
+    def compile_all(self, sources, directory):
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            return dict(zip(sources, pool.map(lambda source: self.compile(source, directory), sources)))
+
     def library(self, path, text):
+        """Links a library with this text in a file; False if it does not compile."""
         shutil.rmtree(self.place / "now", ignore_errors=True)
         (self.place / "now" / path).parent.mkdir(parents=True)
         (self.place / "now" / path).write_text(text)
         sources = [str(path)] if path.suffix == ".cc" else list(self.commands)
-        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-            changed = dict(zip(sources, pool.map(lambda source: self.compile(source, self.place / "now"), sources)))
+        changed = self.compile_all(sources, self.place / "now")
         if None in changed.values():
             return False
         subprocess.run(["cc", "-shared", "-fPIC", "-o", self.place / "now/liboftab.so.1", "-Wl,-soname,liboftab.so.1",
