@@ -183,6 +183,7 @@ class History {
       ports = rig_.sw.asic().trees().ports(record.mcst_idx);  // whose destruction was refused
     }
     flow.sdk_ports = {ports.begin(), ports.end()};
+    flow.had_outputs = record.mcst_idx != 0;
   }
 
   // One that could not be read was installed anew.
