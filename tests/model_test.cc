@@ -76,17 +76,21 @@ class History {
   }
 
   void random_step() {
-    const uint32_t what = dice_.below(100);
-    what < 25   ? add_flows(1)
-    : what < 40 ? add_flows(2 + dice_.below(9))
-    : what < 55 ? erase_flows()
-    : what < 72 ? modify_flows()
-    : what < 74 ? purge_flows()
-    : what < 79 ? compact()
-    : what < 82 ? set_catch_all_action()
-    : what < 89 ? change_membership()
-    : what < 91 ? change_interface_id()
-                : use_statistics();
+    const std::pair<uint32_t, std::function<void()>> steps[] = {
+        {25, [this] { add_flows(1); }},          {15, [this] { add_flows(2 + dice_.below(9)); }},
+        {15, [this] { erase_flows(); }},         {17, [this] { modify_flows(); }},
+        {2, [this] { purge_flows(); }},          {5, [this] { compact(); }},
+        {3, [this] { set_catch_all_action(); }}, {7, [this] { change_membership(); }},
+        {2, [this] { change_interface_id(); }},  {9, [this] { use_statistics(); }},
+    };
+    uint32_t what = dice_.below(100);
+    for (const auto &[chances, step] : steps) {
+      if (what < chances) {
+        step();
+        return;
+      }
+      what -= chances;
+    }
   }
 
   // A change of the model, which gives the answer that is due; and one that goes by what the actions came to (nothing:
@@ -320,7 +324,8 @@ class History {
     }
     model_.set_member(member, pc, !leaves);
     const bool was_disturbed = disturber_.disturbed;
-    if (disturber_.during([&] { leaves ? rig_.sw.leave(member, pc) : rig_.sw.join(member, pc); })) {
+    const auto change = leaves ? &host::Switch::leave : &host::Switch::join;
+    if (disturber_.during([&] { (rig_.sw.*change)(member, pc); })) {
       take_over_flows(model_);
       doubt_refused_trees();
       disturber_.disturbed = was_disturbed;

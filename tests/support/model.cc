@@ -229,7 +229,10 @@ void Model::know_catch_all(const Outcome &outcome, bool anew) {
 
 void Model::set_member(uint32_t member, uint32_t pc, bool joins) {
   const auto set = [=](auto &members, auto element) {
-    joins ? void(members.insert(element)) : void(members.erase(element));
+    members.erase(element);
+    if (joins) {
+      members.insert(element);
+    }
   };
   set(port_channels.at(pc), member);
   for (auto &[seq_no, flow] : flows_) {
