@@ -39,6 +39,9 @@ FlowMod decode_flow_mod(const Message &message) {
 }  // namespace
 
 void Session::flow_mod(const Message &message) {
+  if (run_.empty()) {
+    run_.reserve(in_.size() / (wire::Header::kSize + wire::FlowMod::kSize));
+  }
   run_.push_back(decode_flow_mod(message));
   run_messages_.push_back(message);
 }
