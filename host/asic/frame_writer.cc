@@ -87,7 +87,7 @@ std::vector<uint8_t> compose_frame(const PacketHeader &packet) {
   Writer to(frame);
   to.put(packet.mac_da).put(packet.mac_sa);
   if (packet.vlan) {
-    to.put(kVlanTag, 2).put(packet.vlan_pcp << 13 | *packet.vlan, 2);
+    to.put(kVlanTag, 2).put(uint64_t{packet.vlan_pcp} << 13 | *packet.vlan, 2);
   }
   const size_t payload_at = frame.size() + 2;
   const size_t payload = packet.length - std::min(packet.length, payload_at);
