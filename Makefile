@@ -7,7 +7,7 @@
 # make bench-openflow  flow-mods and dumps through a socket
 # make coverage   lines and branches of the library that the tests reach
 # make mutate     change the library in one place at a time, and tell what no test notices (SAMPLE=100; SAMPLE= for all)
-# make soak       a switch's life in random steps (STEPS=100000; PRESET=sanitize or UNDER=valgrind)
+# make soak       a switch's life in random steps (STEPS=100000; SOAK_SEED=N; PRESET=sanitize or UNDER=valgrind)
 # make lint       check format and run clang-tidy
 # make demo       three switches and four hosts in Mininet, under a controller (as root)
 # make debs       make Debian packages in build/packages
@@ -31,6 +31,7 @@ BENCH_SECONDS ?= 0.1
 SAMPLE ?= 100
 STEPS ?= 100000
 PRESET ?= release
+SOAK_SEED ?= random
 UNDER ?=
 VALGRIND = valgrind -q --error-exitcode=9 --suppressions=tools/valgrind.supp
 
@@ -73,7 +74,7 @@ mutate: coverage
 
 soak: configure-$(PRESET)
 	cmake --build --preset $(PRESET) --target oftab_test
-	python3 -B tools/soak.py $(STEPS) $(if $(UNDER),$(VALGRIND)) build/$(PRESET)/bin/oftab_test --gtest_filter='Model.*'
+	python3 -B tools/soak.py $(STEPS) $(SOAK_SEED) $(if $(UNDER),$(VALGRIND)) build/$(PRESET)/bin/oftab_test --gtest_filter='Model.*'
 
 lint: format-check tidy
 

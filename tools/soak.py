@@ -1,8 +1,9 @@
 """A switch's life over and over: random requests, port and membership changes, traffic, time and faults, each step
-compared with a model and audited.  soak.py STEPS COMMAND...
+compared with a model and audited.  soak.py STEPS SEED COMMAND...
 
 COMMAND runs histories of 100 steps from the seed OFTAB_SEED on, OFTAB_ROUNDS of them. As many run side by side as
-there are cores. Ends with a summary, and with status 1 if a history failed."""
+there are cores. SEED is that of the first history, or "random". Ends with a summary, and with status 1 if a history
+failed."""
 import concurrent.futures
 import os
 import random
@@ -32,9 +33,10 @@ def show(done, steps, started):
 
 
 def main():
-    steps, command = int(sys.argv[1]), sys.argv[2:]
+    steps, seed, command = int(sys.argv[1]), sys.argv[2], sys.argv[3:]
     histories = max(1, steps // STEPS_OF_A_HISTORY)
-    first, started, failures, done = random.getrandbits(40), time.monotonic(), [], 0
+    first = random.getrandbits(40) if seed == "random" else int(seed)
+    started, failures, done = time.monotonic(), [], 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         runs = [pool.submit(run, command, first + at, min(HISTORIES_OF_A_RUN, histories - at))
                 for at in range(0, histories, HISTORIES_OF_A_RUN)]
