@@ -74,7 +74,7 @@ Kind kind_of(int32_t status) {
 
 std::optional<AgentError> refused(host::Switch &device, const Flow &flow) {
   auto error = refused_change(device, flow);
-  return error ? error : refused(placement_of(flow).match, device);
+  return error ? error : refused(record_match(flow.match), device);
 }
 
 std::optional<AgentError> refused_flags(uint16_t flags) {

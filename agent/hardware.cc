@@ -1,7 +1,6 @@
 #include "agent/hardware.h"
 
 #include <algorithm>
-#include <tuple>
 #include <utility>
 
 #include "agent/actions.h"
@@ -128,23 +127,26 @@ Match match_of_nothing() {
   return match;
 }
 
-// The narrowest match of the hardware that covers one, and why it is another, if it is.
-std::pair<Match, std::optional<CpuReason>> matchable(const Match &match) {
-  if (auto reason = impossible(match)) {
-    return {match_of_nothing(), std::move(reason)};
-  }
-  std::pair<Match, std::optional<CpuReason>> result{match, std::nullopt};
+// Whether the hardware can compare a field as a match asks for it.
+bool has_place(const FieldRow &row, const Match &match) {
+  return row.key.in(key_class(match)) != nullptr;
+}
+bool is_comparable(const FieldRow &row, const Match &match) {
+  const Masked &field = match[row.field];
+  const bool has_domain = row.field != Field::DlVlan || field.value != kLastVlan;
+  return field.mask == 0 || (has_place(row, match) && has_domain);
+}
+
+// Why the hardware cannot match; none when it can.
+std::optional<CpuReason> unmatchable(const Match &match) {
+  auto reason = impossible(match);
   for (const FieldRow &row : field_rows()) {
-    Masked &field = result.first[row.field];
-    const bool has_place = row.key.in(key_class(match)) != nullptr;
-    const bool has_domain = row.field != Field::DlVlan || field.value != kLastVlan;
-    if (field.mask != 0 && !(has_place && has_domain)) {
-      const std::string name(spelling_in(match, row.field).name);
-      result.second = concat("the hardware cannot match ", name, has_place ? concat(" ", field.value) : "");
-      field = {};
+    if (!reason && !is_comparable(row, match)) {
+      const std::string value = has_place(row, match) ? concat(" ", match[row.field].value) : "";
+      reason = concat("the hardware cannot match ", spelling_in(match, row.field).name, value);
     }
   }
-  return result;
+  return reason;
 }
 
 }  // namespace
@@ -172,9 +174,25 @@ std::vector<Action> raised(const HardwareActions &actions) {
   return list;
 }
 
+Match record_match(const Match &match) {
+  if (impossible(match)) {
+    return match_of_nothing();
+  }
+  Match narrowest = match;
+  for (const FieldRow &row : field_rows()) {
+    if (!is_comparable(row, match)) {
+      narrowest[row.field] = {};
+    }
+  }
+  return narrowest;
+}
+
+bool is_on_cpu(const Flow &flow) {
+  return unmatchable(flow.match) || std::holds_alternative<CpuReason>(lower(flow.actions));
+}
+
 Placement placement_of(const Flow &flow) {
-  Placement placement;
-  std::tie(placement.match, placement.cpu) = matchable(flow.match);
+  Placement placement{.match = record_match(flow.match), .actions = {}, .cpu = unmatchable(flow.match)};
   auto actions = lower(flow.actions);
   if (auto *reason = std::get_if<CpuReason>(&actions); reason != nullptr && !placement.cpu) {
     placement.cpu = std::move(*reason);

@@ -74,6 +74,7 @@ void find_flow(benchmark::State &state, agent::Flow (*flow_of)(uint32_t number),
     benchmark::DoNotOptimize(classifier.find(packets[next]));
     next = (next + kStride) % packets.size();
   }
+  state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK_CAPTURE(find_flow, exact, exact_flow, 0);
 BENCHMARK_CAPTURE(find_flow, exact_missed, exact_flow, 10000);
@@ -85,6 +86,7 @@ void change_packet(benchmark::State &state, Action::Kind kind) {
   for ([[maybe_unused]] auto iteration : state) {
     agent::rewrite(frame, {.kind = kind, .value = ++value & 7});
   }
+  state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK_CAPTURE(change_packet, vlan_id, Action::Kind::SetVlanVid);
 BENCHMARK_CAPTURE(change_packet, mac_address, Action::Kind::SetDlDst);
