@@ -47,16 +47,6 @@ TEST_F(BareSwitchTest, ValidCatchAllInTheTcamIsKept) {
   EXPECT_THAT(traced(104), testing::Contains("Unified catch all valid at 4095\n"));
 }
 
-TEST_F(SwitchTest, NextRequestReplacesALostCatchAllAndItsCounter) {
-  set_up({set_catch_all({})});
-  sw.asic().tcam().put(4095, {});
-  set_up({add({})});
-  EXPECT_EQ(hex(sw.asic().tcam().at(4095).key), kKey);
-  EXPECT_EQ(catch_all_result(*this).substr(2), result("034000").substr(2));
-  EXPECT_EQ(sw.asic().counters().ids().size(), 1U);
-  EXPECT_EQ(oftab_hw_rsrc_g.catch_all_entry.result_kind, 1U);
-}
-
 TEST_F(SwitchTest, LostCatchAllWithoutCounterIsNotWritten) {
   sw.asic().tcam().put(4095, {});
   sw.faults().fail("libsdk_l3_route_stats_create", 1, 77);
