@@ -5,6 +5,7 @@
 # make fuzz       fuzz with each target (FUZZ_SECONDS=60)
 # make bench      measure against the floor (BENCH_SECONDS=0.1 for each row)
 # make bench-openflow  flow-mods and dumps through a socket
+# make bench-frames    frames and pings through interfaces (as root)
 # make coverage   lines and branches of the library that the tests reach
 # make mutate     change the library in one place at a time, and tell what no test notices (SAMPLE=100; SAMPLE= for all)
 # make soak       a switch's life in random steps (STEPS=100000; SOAK_SEED=N; PRESET=sanitize or UNDER=valgrind)
@@ -37,8 +38,8 @@ VALGRIND = valgrind -q --error-exitcode=9 --suppressions=tools/valgrind.supp
 
 SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
-.PHONY: run test sanitize clang fuzz bench bench-openflow coverage mutate soak lint format-check tidy demo debs clean root \
-  packages clang-packages format-packages tidy-packages demo-packages
+.PHONY: run test sanitize clang fuzz bench bench-openflow bench-frames coverage mutate soak lint format-check tidy demo \
+  debs clean root packages clang-packages format-packages tidy-packages demo-packages
 
 run: configure-release
 	cmake --build --preset release --target oftab-switch
@@ -62,6 +63,10 @@ bench: configure-release
 bench-openflow: configure-release
 	cmake --build --preset release --target oftab-switch oftab_openflow_client
 	python3 -B bench/openflow.py build/release/bin/oftab-switch build/release/bin/oftab_openflow_client
+
+bench-frames: root configure-release
+	cmake --build --preset release --target oftab-switch oftab_frame_flood
+	python3 -B bench/frames.py build/release/bin/oftab-switch build/release/bin/oftab_frame_flood
 
 coverage: configure-coverage
 	cmake --build --preset coverage
@@ -90,7 +95,7 @@ demo: root demo-packages configure-release
 	/usr/bin/python3 -P -B examples/demo.py build/release/bin/oftab-switch
 
 root:
-	@[ "$$(id -u)" = 0 ] || { echo "this makes network namespaces, which needs root" >&2; exit 1; }
+	@[ "$$(id -u)" = 0 ] || { echo "make $(MAKECMDGOALS) needs root: it makes network namespaces" >&2; exit 1; }
 
 debs: build-release
 	cd build/release && cpack -B ../packages

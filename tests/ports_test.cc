@@ -240,6 +240,15 @@ TEST_F(InterfacesTest, TapExistsWhileItsPortIsAttached) {
   panel().attach(port(1), host::ports::make_end("tap:oftabT"));
   look();
   EXPECT_TRUE(agent_.ports().find(port(1))->link.up);
+  ASSERT_TRUE(run("link del oftabT"));
+  look();
+  EXPECT_FALSE(agent_.ports().find(port(1))->link.up);
+  ASSERT_TRUE(run("tuntap add oftabT mode tap"));
+  EXPECT_TRUE(becomes_true([this] {
+    look();
+    return agent_.ports().find(port(1))->link.up;
+  }));
+  ASSERT_TRUE(run("tuntap del oftabT mode tap") || run("link del oftabT"));
   panel().detach(port(1));
   EXPECT_EQ(if_nametoindex("oftabT"), 0U);
 }

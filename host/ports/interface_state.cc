@@ -63,8 +63,9 @@ LinkState interface_state(const std::string &name) {
 }
 
 void check_name(const std::string &name) {
-  if (name.size() >= IFNAMSIZ) {
-    throw std::system_error(ENAMETOOLONG, std::generic_category(), name);
+  const bool fits = name.size() < IFNAMSIZ;
+  if (!fits || name.empty() || name.find('%') != std::string::npos) {
+    throw std::system_error(fits ? EINVAL : ENAMETOOLONG, std::generic_category(), name);
   }
 }
 

@@ -11,7 +11,7 @@ namespace host::ports {
 // Down, without address and speed, for an interface that does not exist.
 LinkState interface_state(const std::string &name);
 
-// Throws std::system_error with a name that is longer than those of interfaces, which would be cut.
+// Throws std::system_error with a name that an interface cannot have: none, one that would be cut, or a pattern.
 void check_name(const std::string &name);
 
 // Sets an interface up. Throws std::system_error with its name.

@@ -11,7 +11,6 @@
 #include <cstring>
 
 #include "host/ports/batch.h"
-#include "host/ports/interface_state.h"
 
 namespace host::ports {
 namespace {
@@ -102,34 +101,26 @@ Packet packet_of(mmsghdr &received, const Slot &slot, uint8_t *place) {
 
 }  // namespace
 
-NetworkInterface::NetworkInterface(std::string name) : name_(std::move(name)) {
-  open();
-}
-
-void NetworkInterface::open() {
-  const unsigned index = if_nametoindex(name_.c_str());
-  check(index == 0 ? -1 : 0, name_);
-  Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), name_);
+Descriptor NetworkInterface::opened() {
+  const unsigned index = if_nametoindex(interface().c_str());
+  check(index == 0 ? -1 : 0, interface());
+  Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), interface());
   for (const int option : {PACKET_VNET_HDR, PACKET_AUXDATA, PACKET_IGNORE_OUTGOING}) {
-    set_option(socket.number(), option, name_);
+    set_option(socket.number(), option, interface());
   }
   enlarge_receive_buffer(socket.number());
-  join_all(socket.number(), index, name_);
-  bind_to(socket.number(), index, name_);
-  socket_ = std::move(socket);
-  index_ = index;
+  join_all(socket.number(), index, interface());
+  bind_to(socket.number(), index, interface());
+  return socket;
 }
 
 void NetworkInterface::receive(Batch &batch) {
-  if (!socket_) {
-    return;
-  }
   Slot slots[Batch::kFrames];
   mmsghdr messages[Batch::kFrames];
   for (size_t i = 0; i < Batch::kFrames; ++i) {
     messages[i] = {slots[i].message_into(batch.place(i)), 0};
   }
-  const int count = recvmmsg(socket_->number(), messages, Batch::kFrames, 0, nullptr);
+  const int count = recvmmsg(descriptor(), messages, Batch::kFrames, 0, nullptr);
   for (int i = 0; i < count; ++i) {
     const auto index = static_cast<size_t>(i);
     batch.add(packet_of(messages[index], slots[index], batch.place(index)));
@@ -137,9 +128,6 @@ void NetworkInterface::receive(Batch &batch) {
 }
 
 size_t NetworkInterface::send(std::span<const Packet> packets) {
-  if (!socket_) {
-    return 0;
-  }
   iovec parts[Batch::kFrames][2];
   mmsghdr messages[Batch::kFrames]{};
   const size_t most = std::min(packets.size(), Batch::kFrames);
@@ -150,7 +138,7 @@ size_t NetworkInterface::send(std::span<const Packet> packets) {
     messages[i].msg_hdr.msg_iov = parts[i];
     messages[i].msg_hdr.msg_iovlen = 2;
   }
-  const int count = sendmmsg(socket_->number(), messages, static_cast<unsigned>(most), 0);
+  const int count = sendmmsg(descriptor(), messages, static_cast<unsigned>(most), 0);
   return count < 0 ? 0 : static_cast<size_t>(count);
 }
 
@@ -158,28 +146,8 @@ size_t NetworkInterface::send(std::span<const Packet> packets) {
 uint64_t NetworkInterface::overruns() {
   tpacket_stats counts{};
   socklen_t size = sizeof counts;
-  const bool known = socket_ && getsockopt(socket_->number(), SOL_PACKET, PACKET_STATISTICS, &counts, &size) == 0;
+  const bool known = getsockopt(descriptor(), SOL_PACKET, PACKET_STATISTICS, &counts, &size) == 0;
   return known ? counts.tp_drops : 0;
-}
-
-LinkState NetworkInterface::state() const {
-  return socket_ ? interface_state(name_) : LinkState{};
-}
-
-bool NetworkInterface::renew() {
-  const unsigned index = if_nametoindex(name_.c_str());
-  if (index == index_) {
-    return false;
-  }
-  socket_.reset();
-  index_ = 0;
-  if (index != 0) {
-    try {
-      open();
-    } catch (const std::system_error &) {  // not yet, or gone again
-    }
-  }
-  return true;
 }
 
 }  // namespace host::ports

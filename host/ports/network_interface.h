@@ -6,33 +6,22 @@
 #ifndef HOST_PORTS_NETWORK_INTERFACE_H
 #define HOST_PORTS_NETWORK_INTERFACE_H
 
-#include <optional>
-#include <string>
-
-#include "host/ports/descriptor.h"
-#include "host/ports/port_end.h"
+#include "host/ports/interface_end.h"
 
 namespace host::ports {
 
-class NetworkInterface : public PortEnd {
+class NetworkInterface : public InterfaceEnd {
  public:
   // Throws std::system_error, naming the interface, when it does not exist or may not be opened.
-  explicit NetworkInterface(std::string name);
+  explicit NetworkInterface(std::string name) : InterfaceEnd(std::move(name)) { open(); }
 
-  std::string name() const override { return name_; }
-  int descriptor() const override { return socket_ ? socket_->number() : -1; }
+  std::string name() const override { return interface(); }
   void receive(Batch &batch) override;
   size_t send(std::span<const Packet> packets) override;
   uint64_t overruns() override;
-  LinkState state() const override;
-  bool renew() override;
 
  private:
-  void open();
-
-  std::string name_;
-  unsigned index_ = 0;
-  std::optional<Descriptor> socket_;
+  Descriptor opened() override;
 };
 
 }  // namespace host::ports

@@ -13,14 +13,15 @@
 
 namespace host::ports {
 
-Tap::Tap(std::string name)
-    : name_(std::move(name)), device_(open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC), "/dev/net/tun") {
-  check_name(name_);
+Descriptor Tap::opened() {
+  check_name(interface());
+  Descriptor device(::open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC), "/dev/net/tun");
   ifreq request{};
   request.ifr_flags = IFF_TAP | IFF_NO_PI | IFF_VNET_HDR;
-  strncpy(request.ifr_name, name_.c_str(), sizeof request.ifr_name - 1);
-  check(ioctl(device_.number(), TUNSETIFF, &request), name_);
-  set_up(name_);
+  strncpy(request.ifr_name, interface().c_str(), sizeof request.ifr_name - 1);
+  check(ioctl(device.number(), TUNSETIFF, &request), interface());
+  set_up(interface());
+  return device;
 }
 
 void Tap::receive(Batch &batch) {
@@ -28,7 +29,7 @@ void Tap::receive(Batch &batch) {
     Offload offload;
     uint8_t *const place = batch.place(batch.size());
     const iovec parts[] = {{&offload, sizeof offload}, {place, Batch::kLargest}};
-    const ssize_t length = readv(device_.number(), parts, 2);
+    const ssize_t length = readv(descriptor(), parts, 2);
     if (length < static_cast<ssize_t>(sizeof offload)) {
       return;
     }
@@ -41,16 +42,12 @@ size_t Tap::send(std::span<const Packet> packets) {
   for (const Packet &packet : packets) {
     Offload header = packet.offload;
     const iovec parts[] = {{&header, sizeof header}, {const_cast<uint8_t *>(packet.frame.data()), packet.frame.size()}};
-    if (writev(device_.number(), parts, 2) < 0) {
+    if (writev(descriptor(), parts, 2) < 0) {
       break;
     }
     ++taken;
   }
   return taken;
-}
-
-LinkState Tap::state() const {
-  return interface_state(name_);
 }
 
 }  // namespace host::ports

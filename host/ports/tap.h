@@ -1,28 +1,23 @@
-// A TAP as a port's end: an interface of the machine that exists as long as the port is attached, and is up.
+// A TAP as a port's end: an interface of the machine that is made when the port is attached, up, and goes with it. One
+// that somebody else removes is taken up again if it comes back.
 #ifndef HOST_PORTS_TAP_H
 #define HOST_PORTS_TAP_H
 
-#include <string>
-
-#include "host/ports/descriptor.h"
-#include "host/ports/port_end.h"
+#include "host/ports/interface_end.h"
 
 namespace host::ports {
 
-class Tap : public PortEnd {
+class Tap : public InterfaceEnd {
  public:
   // Throws std::system_error, naming the TAP, when it cannot be made.
-  explicit Tap(std::string name);
+  explicit Tap(std::string name) : InterfaceEnd(std::move(name)) { open(); }
 
-  std::string name() const override { return "tap:" + name_; }
-  int descriptor() const override { return device_.number(); }
+  std::string name() const override { return "tap:" + interface(); }
   void receive(Batch &batch) override;
   size_t send(std::span<const Packet> packets) override;
-  LinkState state() const override;
 
  private:
-  std::string name_;
-  Descriptor device_;
+  Descriptor opened() override;
 };
 
 }  // namespace host::ports
