@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 
+#include "host/ports/checksum.h"
 #include "host/ports/port_end.h"
 
 namespace host::ports {
@@ -23,7 +24,12 @@ class Batch {
   uint8_t *place(size_t index) { return &places_[index * (kHeadroom + kLargest) + kHeadroom]; }
 
   void clear() { count_ = 0; }
-  void add(const Packet &packet) { packets_[count_++] = packet; }
+
+  // A frame in its place. Its checksum is completed here, since it may go where nobody else would.
+  void add(std::span<uint8_t> frame, Offload offload = {}) {
+    complete_checksum(frame, offload);
+    packets_[count_++] = {frame, offload};
+  }
   bool is_full() const { return count_ == kFrames; }
   size_t size() const { return count_; }
   std::span<const Packet> packets() const { return {packets_.data(), count_}; }

@@ -20,7 +20,7 @@ void Cable::receive(Batch &batch) {
     if (length <= 0) {
       return;
     }
-    batch.add({.frame = {place, static_cast<size_t>(length)}});
+    batch.add({place, static_cast<size_t>(length)});
   }
 }
 

@@ -81,22 +81,22 @@ void write_tag(uint8_t *where, const tpacket_auxdata &data) {
 }
 
 // Puts a tag that the kernel took out of a frame back: the addresses move into the room in front of it.
-Packet with_tag(uint8_t *place, size_t bytes, Offload offload, const tpacket_auxdata &data) {
-  uint8_t *const start = place - kTag;
-  memmove(start, place, kAddresses);
+std::span<uint8_t> put_tag_back(std::span<uint8_t> frame, Offload &offload, const tpacket_auxdata &data) {
+  uint8_t *const start = frame.data() - kTag;
+  memmove(start, frame.data(), kAddresses);
   write_tag(start + kAddresses, data);
   offload.csum_start = static_cast<uint16_t>(offload.csum_start + kTag);
   offload.hdr_len = static_cast<uint16_t>(offload.hdr_len + kTag);
-  return {{start, bytes + kTag}, offload};
+  return {start, frame.size() + kTag};
 }
 
-Packet packet_of(mmsghdr &received, const Slot &slot, uint8_t *place) {
-  const size_t bytes = received.msg_len - std::min<size_t>(received.msg_len, sizeof slot.offload);
+void add(Batch &batch, mmsghdr &received, Slot &slot, uint8_t *place) {
+  std::span<uint8_t> frame(place, received.msg_len - std::min<size_t>(received.msg_len, sizeof slot.offload));
   const tpacket_auxdata data = auxiliary(received.msg_hdr);
-  if ((data.tp_status & TP_STATUS_VLAN_VALID) != 0 && bytes > kAddresses) {
-    return with_tag(place, bytes, slot.offload, data);
+  if ((data.tp_status & TP_STATUS_VLAN_VALID) != 0 && frame.size() > kAddresses) {
+    frame = put_tag_back(frame, slot.offload, data);
   }
-  return {{place, bytes}, slot.offload};
+  batch.add(frame, slot.offload);
 }
 
 }  // namespace
@@ -123,7 +123,7 @@ void NetworkInterface::receive(Batch &batch) {
   const int count = recvmmsg(descriptor(), messages, Batch::kFrames, 0, nullptr);
   for (int i = 0; i < count; ++i) {
     const auto index = static_cast<size_t>(i);
-    batch.add(packet_of(messages[index], slots[index], batch.place(index)));
+    add(batch, messages[index], slots[index], batch.place(index));
   }
 }
 

@@ -15,6 +15,8 @@ using Frame = std::span<const uint8_t>;
 // What a frame's sender left to the hardware: a checksum, or the cut into segments. All 0 for a frame that is complete.
 // The kernel's virtio_net_hdr, in the machine's byte order.
 struct Offload {
+  static constexpr uint8_t kChecksum = 1;  // in `flags`: of what is at csum_start and behind it
+
   uint8_t flags;
   uint8_t gso_type;
   uint16_t hdr_len;

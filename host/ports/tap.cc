@@ -33,7 +33,7 @@ void Tap::receive(Batch &batch) {
     if (length < static_cast<ssize_t>(sizeof offload)) {
       return;
     }
-    batch.add({{place, static_cast<size_t>(length) - sizeof offload}, offload});
+    batch.add({place, static_cast<size_t>(length) - sizeof offload}, offload);
   }
 }
 

@@ -2,14 +2,17 @@
 
 Skipped where namespaces are not permitted."""
 import os
+import random
 import re
+import socket
 import sys
+import threading
 import time
 
 sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../examples"))
 
 from isolation import is_permitted, isolate
-from network import Host, Switch, Tap, frame, ping_result, quieten, run, until
+from network import PATIENCE, Host, Switch, Tap, frame, ping_result, quieten, run, socket_in, until
 import openflow
 
 SKIPPED = 77
@@ -123,6 +126,33 @@ def controllers_get_and_send_frames(one, other, third):
         a.expect_silence()
 
 
+def checksums_are_complete_where_they_must_be(one, other, third):
+    """Hosts leave them to their interfaces: a packet that waits for a controller has to get its own, segments theirs."""
+    with Switch({1: one, 2: other}) as switch:
+        switch.run("add-flow priority=10,arp,actions=normal")
+        controller = openflow.Client(switch)
+        listener = socket_in(other, socket.AF_INET, socket.SOCK_DGRAM)
+        listener.bind((other.address, 9000))
+        listener.settimeout(PATIENCE)
+        socket_in(one, socket.AF_INET, socket.SOCK_DGRAM).sendto(b"odd", (other.address, 9000))
+        buffer, port = controller.packet_in()
+        controller.packet_out(2, port, buffer=buffer)
+        expect("by packet-out", listener.recv(100), b"odd")
+
+        switch.run(both_ways((1, 2)))
+        server = socket_in(other, socket.AF_INET, socket.SOCK_STREAM)
+        server.bind((other.address, 9000))
+        server.listen()
+        client = socket_in(one, socket.AF_INET, socket.SOCK_STREAM)
+        client.connect((other.address, 9000))
+        with server.accept()[0] as receiver, client:
+            sent = random.Random(1).randbytes(200_000)
+            sender = threading.Thread(target=lambda: (client.sendall(sent), client.shutdown(socket.SHUT_WR)))
+            sender.start()
+            assert receiver.makefile("rb").read() == sent, "a stream arrives as it was sent"
+            sender.join()
+
+
 def every_frame_is_counted(one, other, third):
     """Frames in = frames out + dropped, whatever becomes of them."""
     kinds = {0x9001: "output:2", 0x9002: "drop", 0x9003: "output:2,output:3", 0x9004: "output:1", 0x9005: "output:9"}
@@ -188,7 +218,8 @@ def bad_input_names_itself(program):
 
 
 SCENARIOS = (flows_carry_pings, bridges_learn, tags_stay, links_go_down, ports_do_as_told,
-             controllers_get_and_send_frames, every_frame_is_counted, members_leave_and_join)
+             controllers_get_and_send_frames,
+             checksums_are_complete_where_they_must_be, every_frame_is_counted, members_leave_and_join)
 
 
 def main():

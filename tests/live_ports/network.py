@@ -94,27 +94,31 @@ def ping_result(ping):
     return int(counts[1]), int(counts[2]), int(duplicates[1]) if duplicates else 0
 
 
+def socket_in(host, *kind):
+    """A socket of a host, for this program."""
+    before, inside = (os.open(path, os.O_RDONLY) for path in ("/proc/self/ns/net", f"/run/netns/{host.name}"))
+    try:
+        _enter(inside)
+        return socket.socket(*kind)
+    finally:
+        _enter(before)
+        os.close(before)
+        os.close(inside)
+
+
+def _enter(namespace):
+    if _libc.setns(namespace, _CLONE_NEWNET) != 0:
+        raise OSError(ctypes.get_errno(), "setns")
+
+
 class Tap:
     """A host's interface, for frames as they are, tags included; what the host itself sends is not seen."""
 
     def __init__(self, host):
-        before = os.open("/proc/self/ns/net", os.O_RDONLY)
-        inside = os.open(f"/run/netns/{host.name}", os.O_RDONLY)
-        try:
-            self._enter(inside)
-            self.socket = socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(_ETH_P_ALL))
-            self.socket.bind(("eth0", _ETH_P_ALL))
-        finally:
-            self._enter(before)
-            os.close(before)
-            os.close(inside)
+        self.socket = socket_in(host, socket.AF_PACKET, socket.SOCK_RAW, socket.htons(_ETH_P_ALL))
+        self.socket.bind(("eth0", _ETH_P_ALL))
         self.socket.setsockopt(_SOL_PACKET, _PACKET_AUXDATA, 1)
         self.socket.setblocking(False)
-
-    @staticmethod
-    def _enter(namespace):
-        if _libc.setns(namespace, _CLONE_NEWNET) != 0:
-            raise OSError(ctypes.get_errno(), "setns")
 
     def send(self, *frames):
         for frame in frames:
