@@ -24,10 +24,10 @@ class MatchReader {
   // masks.
   agent::Match finish() const;
 
+ private:
   // Where a field was given; at column 1 if it was not.
   agent::Word place_of(agent::Field field) const;
 
- private:
   struct Given {
     agent::Word word;
     agent::Needs needs;

@@ -16,7 +16,6 @@ namespace {
 constexpr size_t kShortest = 14;
 constexpr size_t kLongest = 9216 + 22;  // of one that is not still to be cut into segments
 constexpr size_t kSource = 6;
-constexpr uint8_t kNeedsChecksum = 1;  // of Offload::flags
 
 bool is_sound(const Packet &packet) {
   const size_t length = packet.frame.size();
@@ -120,7 +119,7 @@ void FrontPanel::receive_from(uint32_t ifindex) {
 }
 
 bool FrontPanel::checksum_is_due() const {
-  return current_ != nullptr && (current_->offload.flags & kNeedsChecksum) != 0;
+  return current_ != nullptr && (current_->offload.flags & Offload::kChecksum) != 0;
 }
 
 // What is sent while a frame is handed over is that frame, perhaps with a tag more or less in front of its checksum.
