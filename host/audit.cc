@@ -2,7 +2,6 @@
 #include "host/audit.h"
 
 #include <algorithm>
-#include <array>
 #include <string>
 
 #include "host/audit_checks.h"
@@ -52,20 +51,9 @@ bool keeps_last_copy(const AuditContext &context, uint16_t index) {
 // Whether the index was to hold the flow, be it with another action.
 bool was_refused(const asic::Tcam &tcam, uint16_t index, const Entry &entry, bool other_match) {
   const asic::Record *refused = tcam.refused_at(index);
-  return refused != nullptr && is_copy_of(*refused, entry) && (other_match || same_result(*refused, entry));
-}
-
-// Whether a modification that failed explains the record: the table's lost its action, the hardware's kept it.
-bool keeps_action(const asic::Record &record, const Entry &entry) {
-  using fields = oftab::hw::forward_result;
-  std::array<uint8_t, TCAM_RESULT_SIZE> table{};
-  std::ranges::copy(entry.hw.result, table.begin());
-  const bool without_copy =
-      oftab::hw::get(table.data(), fields::cp_to_cpu) == 0 && oftab::hw::get(table.data(), fields::cpu_code) == 0;
-  for (const oftab::hw::field field : {fields::drop, fields::cp_to_cpu, fields::cpu_code}) {
-    oftab::hw::set(table.data(), field, oftab::hw::get(record.result.data(), field));
-  }
-  return without_copy && table == record.result;
+  return refused != nullptr && is_copy_of(*refused, entry) &&
+         (other_match ||
+          (*refused != tcam.at(index) && (same_result(*refused, entry) || keeps_action(*refused, entry))));
 }
 
 void check_record(const AuditContext &context, uint16_t index, const Entry &entry) {

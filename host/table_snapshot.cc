@@ -1,6 +1,7 @@
 #include "host/table_snapshot.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 
 #include "host/services/bitset.h"
@@ -62,6 +63,18 @@ bool same_result(const asic::Record &record, const oftab_sw_entry_t &entry) {
   return std::ranges::equal(record.result, entry.hw.result);
 }
 
+bool keeps_action(const asic::Record &record, const oftab_sw_entry_t &entry) {
+  using fields = hw::forward_result;
+  std::array<uint8_t, TCAM_RESULT_SIZE> table{};
+  std::ranges::copy(entry.hw.result, table.begin());
+  const bool without_copy =
+      hw::get(table.data(), fields::cp_to_cpu) == 0 && hw::get(table.data(), fields::cpu_code) == 0;
+  for (const hw::field field : {fields::drop, fields::cp_to_cpu, fields::cpu_code}) {
+    hw::set(table.data(), field, hw::get(record.result.data(), field));
+  }
+  return without_copy && table == record.result;
+}
+
 uint32_t counter_named_by(const asic::Record &record) {
   return hw::get32(record.result.data(), hw::forward_result::adj_stats_ptr);
 }
@@ -117,7 +130,8 @@ bool TableSnapshot::is_stray(uint16_t index) const {
   }
   const oftab_sw_entry_t &entry = *found->second;
   const asic::Record *refused = asic_.tcam().refused_at(index);
-  const bool not_restored = refused != nullptr && same_result(*refused, entry) && !same_result(tcam(index), entry);
+  const bool not_restored =
+      refused != nullptr && *refused != tcam(index) && is_copy_of(*refused, entry) && !same_result(tcam(index), entry);
   return not_restored || !is_copy_of(tcam(index), entry);
 }
 

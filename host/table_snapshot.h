@@ -27,6 +27,9 @@ bool same_match(const asic::Record &record, const oftab_sw_entry_t &entry);
 bool is_copy_of(const asic::Record &record, const oftab_sw_entry_t &entry);
 bool same_result(const asic::Record &record, const oftab_sw_entry_t &entry);
 
+// Whether a modification that failed explains the record: the table's lost its action, the hardware's kept it.
+bool keeps_action(const asic::Record &record, const oftab_sw_entry_t &entry);
+
 // The counter that a TCAM record counts on.
 uint32_t counter_named_by(const asic::Record &record);
 
