@@ -101,7 +101,8 @@ void PacketPath::look_up(uint32_t in_port, Frame frame) {
     return serve(packet, frame);
   }
   const uint16_t interface_id = device_.interfaces().intf_id(in_port).value_or(0);
-  const host::asic::Fate fate = device_.asic().forward(interface_id, packet.header);
+  const host::asic::Fate fate =
+      device_.asic().forward(interface_id, host::services::Interfaces::sdk_port(in_port), packet.header);
   if (is_for_cpu(fate)) {
     admit(packet, frame);
   } else {
@@ -109,12 +110,9 @@ void PacketPath::look_up(uint32_t in_port, Frame frame) {
   }
 }
 
-// A frame does not leave by the port that it came in by.
 void PacketPath::act(const Packet &packet, Frame frame, const host::asic::Fate &fate) {
   for (const uint8_t sdk_port : fate.sdk_ports) {
-    if (const uint32_t port = sdk_port_ifindex(sdk_port); port != packet.ifindex) {
-      transmit(port, frame);
-    }
+    transmit(sdk_port_ifindex(sdk_port), frame);
   }
   if (fate.verdict == host::asic::Verdict::Forward && !fate.is_trapped()) {
     forward_normally(packet.ifindex, packet.header, frame);

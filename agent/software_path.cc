@@ -45,7 +45,8 @@ void PacketPath::serve(const Packet &packet, Frame frame) {
     const std::vector<Action> actions = entry->flow.actions;  // which who is told of the packet may change
     perform(actions, packet.ifindex, frame);
   } else {
-    act(packet, frame, device_.asic().fate_of(OFTAB_CATCH_ALL_INDEX));
+    act(packet, frame,
+        device_.asic().fate_of(OFTAB_CATCH_ALL_INDEX, host::services::Interfaces::sdk_port(packet.ifindex)));
   }
 }
 

@@ -109,7 +109,7 @@ asic::Fate Switch::inject(uint32_t ifindex, const asic::PacketHeader &packet) {
   if (!l2lif) {
     throw std::invalid_argument("the ingress interface has no hardware interface id");
   }
-  return asic().forward(*l2lif, packet);
+  return asic().forward(*l2lif, services::Interfaces::sdk_port(ifindex), packet);
 }
 
 void Switch::join(uint32_t member_ifindex, uint32_t pc_ifindex) {

@@ -62,8 +62,9 @@ class Switch {
   // Throws std::invalid_argument for another code, and for a request that is shorter than its own counts say.
   Reply submit(uint32_t code, std::span<const uint8_t> request);
 
-  // Sends a packet into an interface: `ifindex` supplies the ingress interface id, the VLAN the bridge domain. Throws
-  // std::invalid_argument for an unknown interface and for one without interface id.
+  // Sends a packet into an interface: `ifindex` supplies the ingress interface id, the VLAN the bridge domain. It does
+  // not leave by the port that it came in by. Throws std::invalid_argument for an unknown interface and for one without
+  // interface id.
   asic::Fate inject(uint32_t ifindex, const asic::PacketHeader &packet);
 
   // A member joins or leaves a port channel: the interface manager is told, then the library. Throws

@@ -193,7 +193,7 @@ class History {
   // One that could not be read was installed anew.
   void take_over_catch_all(uint16_t counter_before) {
     const bool anew = oftab_hw_rsrc_g.catch_all_entry.stats_id != counter_before;
-    const host::asic::Fate fate = rig_.sw.asic().fate_of(OFTAB_CATCH_ALL_INDEX);
+    const host::asic::Fate fate = rig_.sw.asic().fate_of(OFTAB_CATCH_ALL_INDEX, 0);
     model_.know_catch_all({fate.verdict, {}, fate.cpu_code}, anew);
   }
 

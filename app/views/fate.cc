@@ -23,10 +23,14 @@ std::string code_text(const Fate &fate) {
 }
 
 std::string ports_text(const Fate &fate) {
+  const char *pruned = fate.pruned ? " (not back out of the port that it came in by)" : "";
   if (!fate.sdk_ports.empty()) {
     std::vector<uint32_t> ports;
     std::transform(fate.sdk_ports.begin(), fate.sdk_ports.end(), std::back_inserter(ports), sdk_port_ifindex);
-    return interface_names(ports);
+    return interface_names(ports) + pruned;
+  }
+  if (fate.pruned) {
+    return concat("no port", pruned);
   }
   return fate.tree_missing ? concat("no port (multicast index ", fate.mcst_idx, " has no tree)")
                            : concat("no port (the tree of multicast index ", fate.mcst_idx, " is empty)");

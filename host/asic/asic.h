@@ -35,22 +35,23 @@ class Asic {
   const Vlans &vlans() const { return vlans_; }
   const StaticMatches &static_matches() const { return static_matches_; }
 
-  // Packets that were looked up so far, and those among them that no record matched but the last, which is for what
-  // all others leave.
+  // Packets that were looked up so far, those among them that no record matched but the last, which is for what all
+  // others leave, and those that were copied to the CPU.
   struct Lookups {
     uint64_t packets = 0;
     uint64_t missed = 0;
+    uint64_t to_cpu = 0;
   };
   const Lookups &lookups() const { return lookups_; }
 
   // Looks a packet up, counts it on the counter of the record that matched, and tells what became of it. `l2lif`: the
-  // hardware interface id of its ingress port.
-  Fate forward(uint16_t l2lif, const PacketHeader &packet);
+  // hardware interface id of its ingress port. `sdk_port`: that port, by which no copy leaves; 0 if it is none.
+  Fate forward(uint16_t l2lif, uint8_t sdk_port, const PacketHeader &packet);
 
   // The key that a packet is looked up with, and what becomes of packets that match the record at an index: what
   // `forward` would do, without doing it.
   Key key_of(uint16_t l2lif, const PacketHeader &packet) const;
-  Fate fate_of(uint16_t index) const;
+  Fate fate_of(uint16_t index, uint8_t sdk_port) const;
 
  private:
   Tcam tcam_;

@@ -49,7 +49,8 @@ struct Fate {
   std::optional<uint16_t> tcam_index;  // the entry that matched
   uint32_t mcst_idx = 0;               // Replicate: the multicast index, and whether it has a tree
   bool tree_missing = false;
-  std::vector<uint8_t> sdk_ports;   // Replicate: in rising order
+  std::vector<uint8_t> sdk_ports;   // Replicate: in rising order, without the port that the packet came in by
+  bool pruned = false;              // Replicate: the tree has that port, too
   std::optional<uint8_t> cpu_code;  // goes to the CPU with this code
 
   bool is_trapped() const;  // it goes there instead of anywhere else

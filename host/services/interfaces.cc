@@ -114,6 +114,11 @@ void Interfaces::set_intf_id(uint32_t ifindex, std::optional<uint16_t> intf_id) 
   get(ifindex).intf_id = intf_id;
 }
 
+uint8_t Interfaces::sdk_port(uint32_t ifindex) {
+  const auto slot = port_slot(ifindex);
+  return slot ? static_cast<uint8_t>(*slot + 1) : 0;
+}
+
 std::optional<uint8_t> Interfaces::asic_port(uint32_t ifindex) const {
   return get_port(ifindex).asic_port;
 }

@@ -56,6 +56,7 @@ class Interfaces {
   static constexpr uint32_t pc_ifindex(uint32_t number) { return 0x16000000 + number; }
   static std::optional<uint32_t> port_slot(uint32_t ifindex);
   static std::optional<uint32_t> pc_number(uint32_t ifindex);
+  static uint8_t sdk_port(uint32_t ifindex);  // of a front-panel port; 0 for what is none
 
   bool exists(uint32_t ifindex) const { return interfaces_.contains(ifindex); }
 

@@ -266,7 +266,12 @@ std::optional<Outcome> Model::forward(const Packet &packet) {
   if (flow == nullptr) {
     return catch_all_;
   }
-  return flow->action_known ? std::optional(outcome(*flow)) : std::nullopt;
+  if (!flow->action_known) {
+    return std::nullopt;
+  }
+  Outcome fate = outcome(*flow);
+  fate.sdk_ports.erase(sdk_port(packet.ingress));
+  return fate;
 }
 
 void Model::collect() {
