@@ -11,6 +11,9 @@ namespace agent {
 // "no bridge domain for VLAN 110"; for a failure without words of its own, what was traced.
 std::string failure_text(const host::services::TraceRecord &failure, host::Switch &device);
 
+// The first failure that was traced since there were `count`, but for harmless ones; null if there is none.
+const host::services::TraceRecord *failure_since(uint64_t count, host::Switch &device);
+
 // "3 of 4096 valid records", as used of capacity.
 std::string usage_text(size_t used, size_t capacity);
 

@@ -419,6 +419,10 @@ const Spelling &spelling_in(const Match &match, Field field) {
   return found == spellings.end() ? *std::ranges::find(spellings, row_of(field).needs, &Spelling::needs) : *found;
 }
 
+std::span<const Shorthand> shorthands() {
+  return kShorthands;
+}
+
 const Shorthand *shorthand_named(std::string_view name) {
   return find_shorthand([&](const Shorthand &each) { return each.name == name; });
 }

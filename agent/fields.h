@@ -99,6 +99,7 @@ struct Shorthand {
   uint16_t ethertype;
   std::optional<uint8_t> protocol;
 };
+std::span<const Shorthand> shorthands();
 const Shorthand *shorthand_named(std::string_view name);
 
 // The one that says the most of what a match has; null when none fits.

@@ -86,7 +86,7 @@ uint32_t possible_port_channel_named(const Word &name) {
 uint32_t port_channel_named(const Word &name, const Interfaces &interfaces) {
   const uint32_t ifindex = possible_port_channel_named(name);
   if (!interfaces.exists(ifindex)) {
-    throw TextError(name.column, concat("port channel ", quoted(name), " does not exist"));
+    throw TextError(name.column, concat(interface_name(ifindex), " does not exist"));
   }
   return ifindex;
 }

@@ -15,7 +15,8 @@
 #include "app/commands/command.h"
 #include "app/serve/console_protocol.h"
 #include "app/terminal/command_line.h"
-#include "app/terminal/output.h"
+#include "app/terminal/live_view.h"
+#include "app/terminal/output_program.h"
 #include "app/terminal/script_reader.h"
 #include "app/terminal/signals.h"
 #include "app/terminal/terminal.h"
@@ -25,6 +26,8 @@ namespace app {
 using namespace agent;
 
 namespace {
+
+constexpr auto kPeriod = std::chrono::seconds(1);  // between pictures
 
 using Kind = ConsoleFrame::Kind;
 using asio::local::stream_protocol;
@@ -45,16 +48,16 @@ class RemoteSwitch {
   }
 
   // Runs one command with its output into `out`; what became of it.
-  Kind run(const std::string &line, std::ostream &out) {
+  ConsoleFrame run(const std::string &line, std::ostream &out) {
     send(Kind::Line, line);
     for (;;) {
-      const ConsoleFrame frame = next();
+      ConsoleFrame frame = next();
       if (frame.kind == Kind::Output) {
         out << frame.content << std::flush;
       } else if (frame.kind == Kind::Error) {
         std::cerr << frame.content << std::flush;
       } else {
-        return frame.kind;
+        return frame;
       }
     }
   }
@@ -110,48 +113,73 @@ class RemoteShell {
     return good;
   }
   bool finished() const { return finished_; }
+  int status() const { return status_; }  // when no command failed
 
  private:
   bool run(const CommandText &command) {
-    if (!command.shell.empty()) {
-      OutputProgram program(output_program(command.shell));
-      const bool good = run(command, program.stream());
-      return program.finish() == 0 && good;
+    const Command &found = *find_command(command.line, command.start).command;
+    if (found.live) {
+      return run_live(command);
     }
-    if (pages_ && find_command(command.line, command.start).command->long_output) {
+    if (!command.shell.empty()) {
+      return run_to_program(command);
+    }
+    if (pages_ && found.long_output) {
       OutputProgram pager(pager_command());
       return run(command, pager.stream());
     }
     return run(command, out_);
   }
 
+  bool run_to_program(const CommandText &command) {
+    OutputProgram program(output_program(command.shell));
+    const bool good = run(command, program.stream());
+    return program.finish() == 0 && good;
+  }
+
+  // Pictures of rates: asked for again and again, or twice where nobody watches.
+  bool run_live(const CommandText &command) {
+    bool good = true;
+    const auto print = [&](std::ostream &out) { good = run(command, out); };
+    if (command.shell.empty() && can_draw()) {
+      show_live(print, [] { return input_within(STDIN_FILENO, kPeriod); });
+      return good;
+    }
+    std::ostringstream before;
+    print(before);
+    wait(kPeriod);
+    return command.shell.empty() ? run(command, out_) : run_to_program(command);
+  }
+
   // Blanks in front keep the columns of complaints right.
   bool run(const CommandText &command, std::ostream &out) {
     const std::string line = std::string(command.start, ' ').append(command.line.substr(command.start));
-    const Kind result = remote_.run(line, out);
-    finished_ = result == Kind::Finished;
-    return result != Kind::Bad;
+    const ConsoleFrame result = remote_.run(line, out);
+    finished_ = result.kind == Kind::Finished;
+    status_ = result.content.empty() ? 0 : result.content.front();
+    return result.kind != Kind::Bad;
   }
 
   Output out_;
   RemoteSwitch remote_;
   bool pages_;
   bool finished_ = false;
+  int status_ = 0;
 };
 
-bool run_lines(RemoteShell &shell, const std::function<bool(std::string &)> &next) {
+int run_lines(RemoteShell &shell, const std::function<bool(std::string &)> &next) {
   std::string line;
   while (!shell.finished() && !interrupted() && next(line)) {
     if (!shell.run(line)) {
-      return false;
+      return 1;
     }
   }
-  return true;
+  return shell.status();
 }
 
 }  // namespace
 
-bool attach(const std::string &path, const std::optional<std::string> &commands) {
+int attach(const std::string &path, const std::optional<std::string> &commands) {
   const bool interactive = !commands && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
   RemoteShell shell(path.empty() ? default_console_path() : path, interactive);
   if (commands) {
@@ -163,7 +191,7 @@ bool attach(const std::string &path, const std::optional<std::string> &commands)
     return run_lines(shell, [&](std::string &line) { return script.next(line); });
   }
   run_terminal({[&](const std::string &line) { shell.run(line); }, [&] { return shell.finished(); }, wait_for_input});
-  return true;
+  return 0;
 }
 
 }  // namespace app

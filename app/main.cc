@@ -59,11 +59,13 @@ bool run_prompt(app::Shell &shell, app::Session &session) {
   *session.out << "A switch with 48 ports is running. 'help' lists the commands." << std::endl;
   shell.set_paging(true);
   shell.set_keep_going(false);
+  const int status = session.status;
   app::run_terminal({[&](const std::string &line) {
                        shell.run_line({"", 1, line});
                      },
                      [&] { return session.finished; },
                      [&](int descriptor) { return session.service->wait_for_input(descriptor); }});
+  session.status = status;
   return true;
 }
 
@@ -75,19 +77,17 @@ bool run(app::Session &session, const Options &options) {
   }
   const bool good = options.commands ? shell.run_text(*options.commands, "-c") : shell.run_script(options.script);
   if (options.then_prompt && !session.finished && app::termination() == 0) {
-    return run_prompt(shell, session);
+    return run_prompt(shell, session) && good;
   }
   return good;
 }
 
-int exit_status(bool good) {
+// `status`: of the commands.
+int exit_status(int status) {
   if (app::termination() != 0) {
     return kSignalled + app::termination();
   }
-  if (!good && app::interrupted()) {
-    return kSignalled + SIGINT;
-  }
-  return good ? 0 : 1;
+  return status == 1 && app::interrupted() ? kSignalled + SIGINT : status;
 }
 
 bool serve(app::Service &service, app::Session &session, const Options &options) {
@@ -110,6 +110,7 @@ int start(const Options &options) {
   agent::Agent agent(device, options.serve.identity.datapath_id);
   app::Output output(STDOUT_FILENO);
   app::Session session{device, agent, &output, app::Style(app::takes_colour(STDOUT_FILENO)), {}};
+  session.draws = app::can_draw();
   device.system_log().echo_to([&session](std::string_view text) { *session.out << "syslog: " << text; });
   app::Service service(session, agent, options.serve.identity);
   if (options.serves) {
@@ -119,7 +120,7 @@ int start(const Options &options) {
   }
   const bool good = options.serves ? serve(service, session, options) : run(session, options);
   device.system_log().echo_to({});
-  return exit_status(good);
+  return exit_status(good ? session.status : 1);
 }
 
 }  // namespace

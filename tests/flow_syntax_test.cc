@@ -123,7 +123,7 @@ TEST(FlowSyntaxTest, BadFlowLinesAreRefusedAtTheirColumn) {
       {"actions=drop,output:1", 9, "a flow that drops packets sends them nowhere but to the controller"},
       {"actions=drop,mod_vlan_vid:1", 9, "a flow that drops packets sends them nowhere but to the controller"},
       {"actions=output:Eth1/49", 21, "a port is a number from 1 to 48, not '49'"},
-      {"actions=output:pc3", 16, "port channel 'pc3' does not exist"},
+      {"actions=output:pc3", 16, "pc3 does not exist"},
       {"actions=output:pc4096", 18, "a port channel is a number from 1 to 4095, not '4096'"},
       {"actions=controller(app=0)", 24, "an application is a number from 1 to 7, not '0'"},
       {"actions=controller(id=3)", 20, "OpenFlow 1.0 has no 'id' for the controller"},

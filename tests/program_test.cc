@@ -175,16 +175,81 @@ const Invocation kInvocations[] = {
      " 1997    1         6        0      0  normal   ip\n"
      "1 flow\n"},
     {"load_that_fails",
-     {{"bad", "add-flow actions=drop\nnonsense\n"}},
-     "--keep-going -c 'add-flow seq=9,tcp,actions=drop; save good; load bad; reset; load good; flows'",
+     {{"bad", "add-flow actions=drop\nadd-flow tcp,actions=output:49\n"}},
+     "--keep-going -c 'add-flow seq=9,tcp,actions=drop; save good; packet tcp; advance 10s; load .; load bad; "
+     "counters; "
+     "reset; load good; dump-flows'",
      1,
-     "flow 9 added at index 2000\nset-up saved to good, 1 flow\nthe switch is set up as at its start\n"
-     "set-up loaded from good, 1 flow\n"
-     "Index  Seq  Priority  Packets  Bytes  Actions  Match\n"
-     "----------------------------------------------------\n"
-     " 2000    9     32768        0      0  drop     tcp\n1 flow\n",
-     "bad:2:1: error: unknown command 'nonsense'; try 'help'\n"
-     "-c:1: error: bad could not be loaded; the set-up is what it was, with counters that start anew\n"},
+     "flow 9 added at index 2000\nset-up saved to good, 1 flow\n"
+     "0.0.0.0:0 > 0.0.0.0:0 tcp length 64: matched flow 9 (index 2000, priority 32768): dropped\n"
+     "the clock stands at 10 s\n"
+     "Packets  Bytes  Seq  Index  Actions  Match\n"
+     "------------------------------------------------------------------\n"
+     "      1     64    9   2000  drop     tcp\n"
+     "------------------------------------------------------------------\n"
+     "      0      0    -   4095  drop     no flow (the catch-all entry)\n"
+     "      1     64    -      -           total\n"
+     "1 of 1 flow counted packets; the clock stands at 10 s, collections come every 10 s\n"
+     "the switch is set up as at its start\nset-up loaded from good, 1 flow\n"
+     "cookie=0x0, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=32768,tcp actions=drop\n",
+     "-c:1: error: .: Is a directory\nbad:2:29: error: a port is a number from 1 to 48, not '49'\n"
+     "-c:1: error: bad cannot be loaded; the set-up is what it was\n"},
+    {"shortened_names",
+     {},
+     "--keep-going -c 'tab | head -1; sh pol; explain all in_port=1; add arp,actions=drop; port-channel joi 1 2; show; "
+     "tr off ring'",
+     1,
+     "Flows                0\n"
+     "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64 into Eth1/1\n"
+     "index 4095 (the catch-all entry) matches: everything that is left\n  dropped\n",
+     "-c:1:16: error: 'sh' can be shadowed, show\n"
+     "-c:1:47: error: 'add' can be add-flow, add-flows\n"
+     "-c:1:86: error: pc1 does not exist\n"
+     "-c:1:91: error: 'show' needs one of its commands behind it; try 'help show'\n"
+     "-c:1:97: error: 'tr' can be trace, trees\n"},
+    {"what_the_hardware_refuses_to_erase",
+     {},
+     "--keep-going -c 'add-flow seq=1,actions=1; fault qtr_custom_cache_unified_entry_set always; del-flow seq=1; map'",
+     1,
+     "flow 1 added at index 2000\n1984 free\n"
+     "1984  ................!...............................................\n1984 free\n"
+     "4032  ...............................................................C\n"
+     "     1  !  stranded: left by a request that failed, or an erasure that was refused\n"
+     "     1  C  catch-all entry\n  4094  .  free\n",
+     "-c:1: error: the flows are gone from the table, but the hardware refused to erase 1 record, the first at TCAM "
+     "index "
+     "2000, which still takes packets; 'repair' or the next change of flows tries again: the write of TCAM index 2000 "
+     "was refused (SDK error 1), 2 of 4096 records valid\n"},
+    {"known_state",
+     {},
+     "-c 'add-flow seq=1,actions=1; audit; write clear 2000 2000; audit; map | tail -4'",
+     2,
+     "flow 1 added at index 2000\naudit: tables and hardware agree\n"
+     "syslog: installing unified catch all entry at :2000 success\nwritten\n"
+     "index 2000 (flow 1): overwritten directly (repair)\naudit: tables and hardware agree, except 1 known\n"
+     "4032  ...............................................................C\n"
+     "     1  x  flow or catch-all that stands otherwise in the hardware: 'audit' says how\n"
+     "     1  C  catch-all entry\n  4094  .  free\n"},
+    {"ports_that_frames_came_in_by",
+     {},
+     "-c 'add-flow in_port=2,actions=output:2-3; add-flow in_port=3,actions=3; packet in_port=2; explain in_port=3; "
+     "add-flow actions=in_port'",
+     1,
+     "flow 1 added at index 2000\nflow 2 added at index 1999\n"
+     "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64: matched flow 1 (index 2000, priority 32768): Eth1/3 "
+     "(not back out of the port that it came in by)\n"
+     "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64 into Eth1/3\n"
+     "index 1999 (flow 2, priority 32768) matches: in_port=Eth1/3\n  multicast index 8193, through its tree\n"
+     "  no port (not back out of the port that it came in by)\n",
+     "-c:1:124: error: the hardware sends no packet back out of the port that it came in by\n"},
+    {"text_for_the_terminal",
+     {{"script",
+       "echo \x1b[31m\necho \"a;b\" | cat; echo c | awk '{print $1; print \"d;e\"}'; echo f\n"
+       "trace on file /dev/full\ndel-flows\nadd-flow actions=1\ndel-flows\n"}},
+     "run script",
+     1,
+     "\\x1b[31m\na;b\nc\nd;e\nf\n0 flows deleted\nflow 1 added at index 2000\n",
+     "script:5: error: the trace file cannot be written, and is closed: No space left on device\n"},
     {"not_booted",
      {},
      "--no-boot -c 'echo on; add-flow actions=drop'",

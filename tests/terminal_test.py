@@ -7,6 +7,7 @@ import pty
 import re
 import select
 import signal
+import struct
 import sys
 import tempfile
 import time
@@ -79,11 +80,11 @@ class TerminalTest(unittest.TestCase):
         with open(os.path.join(self.directory, name), "w") as file:
             file.write(text)
 
-    def leaves(self, terminal):
-        """The switch is still there, with its one flow; it ends in order."""
-        self.assertIn("1 flow\r\n", terminal.run("flows | tail -1"))
+    def leaves(self, terminal, flows="1 flow", status=0):
+        """The switch is still there, with its flows; it ends in order."""
+        self.assertIn(flows + "\r\n", terminal.run("flows | tail -1"))
         terminal.type("quit\n")
-        self.assertEqual(terminal.status(), 0)
+        self.assertEqual(terminal.status(), status)
 
     def test_what_cannot_be_run_loses_nothing(self):
         terminal = self.start()
@@ -106,7 +107,13 @@ class TerminalTest(unittest.TestCase):
         terminal.run("add-flow seq=1,actions=drop")
         for typed, answer in (
             ("trace on fai", "trace on failures "),
-            ("capacity co", "capacity counters "),
+            ("trace on history w", "trace on history warnings "),
+            ("trace on ", "calls  console  failures  file  history  ring"),
+            ("cap co", "cap counters "),
+            ("add-flow priority=5,udp_d", "add-flow priority=5,udp_dst="),
+            ("flows udp,hard", "flows udp,hard_timeout="),
+            ("add-flow tcp,actions=1,no", "add-flow tcp,actions=1,normal "),
+            ("watch 1 show pol", "watch 1 show policy "),
             ("catch-all n", "catch-all normal "),
             ("interface openflow 3 of", "interface openflow 3 off "),
             ("fault libsdk_l", "fault libsdk_l3_route_stats_"),
@@ -123,8 +130,17 @@ class TerminalTest(unittest.TestCase):
 
     def test_an_interrupt_ends_the_command(self):
         self.write("endless", "advance 1000000m\n")
-        terminal = self.start(PAGER="cat; sleep 60")
+        with open(os.path.join(self.directory, "endless.pcap"), "wb") as capture:
+            capture.write(struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, 1))
+            capture.write((struct.pack("<IIII", 0, 0, 60, 60) + bytes(60)) * 200000)
+        for name in "flows", "script":
+            os.mkfifo(os.path.join(self.directory, name))
+        pager = "trap '' INT; cat; sleep 60"  # stays where it is, as pagers do at their prompts
+        terminal = self.start(PAGER=pager)
         terminal.run("add-flow seq=1,actions=drop")
+        ends = [os.open(os.path.join(self.directory, name), os.O_RDWR) for name in ("flows", "script")]
+        os.write(ends[0], b"tcp,actions=drop\n")
+        os.write(ends[1], b"echo first\n")
         terminal.type("half a line" + CTRL_C)
         terminal.expect()
         for line, begun, answer in (
@@ -132,6 +148,11 @@ class TerminalTest(unittest.TestCase):
             ("advance 1000000m", "\n", "interrupted: the clock stands at"),
             ("source endless", "\n", "endless was not run to its end"),
             ("echo x | sleep 60", "\n", None),
+            (f"echo x | sh -c \"{pager}\"", "x", None),
+            ("packet endless.pcap -v", "dropped", "of 200000 packets were sent"),
+            ("add-flows flows", "\n", "interrupted: nothing was sent"),
+            ("source script", "first", "script was not run to its end"),
+            ("watch 1 tables", "Clock", None),
         ):
             terminal.type(line + "\n")
             terminal.expect(begun)
@@ -139,6 +160,32 @@ class TerminalTest(unittest.TestCase):
             terminal.type(CTRL_C)
             if answer:
                 terminal.expect(answer)
+            terminal.expect()
+        self.leaves(terminal)
+
+    def test_an_interrupted_load_tells_what_it_did(self):
+        self.write("flows", "".join(f"priority={number},actions=drop\n" for number in range(4094)))
+        terminal = self.start(TERM="xterm")
+        for _ in range(5):
+            terminal.run("del-flows")
+            terminal.type("add-flows flows\n")
+            terminal.expect("changing flows: 25 %")
+            terminal.type(CTRL_C)
+            done = re.search(r"interrupted: (\d+) of 4094 changes were made", terminal.expect())
+            if done:
+                break
+        self.assertTrue(done, "five loads were through at once")
+        self.leaves(terminal, flows=done[1] + " flows")
+
+    def test_a_live_view(self):
+        terminal = self.start(TERM="xterm")
+        terminal.run("add-flow seq=1,actions=drop")
+        self.assertIn("TCAM records       [#.", terminal.run("top | cat"))
+        for end in "q", CTRL_C:
+            terminal.type("top\n")
+            terminal.expect("top: 1 flow")
+            terminal.expect("top: 1 flow")
+            terminal.type(end)
             terminal.expect()
         self.leaves(terminal)
 
@@ -158,7 +205,7 @@ class TerminalTest(unittest.TestCase):
         terminal = Terminal(self.directory, "run", "script", "--then-prompt")
         self.addCleanup(os.close, terminal.master)
         self.assertIn("script:2:1: error: unknown command 'nonsense'", terminal.expect())
-        self.leaves(terminal)
+        self.leaves(terminal, status=1)
 
 
 if __name__ == "__main__":

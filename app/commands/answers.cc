@@ -21,7 +21,7 @@ using namespace agent;
 namespace {
 
 Explanation explanation_of_captured(Session &session, Arguments &arguments) {
-  const std::string path(arguments.next("the capture").text);
+  const std::string path = next_file(session, arguments);
   const Word port = arguments.take_option("in_port").value_or(Word{"1", 1});
   const std::vector<CapturedPacket> packets = read_capture(path);
   if (packets.empty()) {

@@ -11,6 +11,7 @@
 #include "agent/agent.h"
 #include "agent/text.h"
 #include "app/views/format.h"
+#include "app/views/top.h"
 #include "host/audit.h"
 #include "host/switch.h"
 
@@ -33,6 +34,8 @@ class CommandRunner {
 
 class Service;
 
+constexpr int kKnownStates = 2;  // the program's status when an audit found nothing else
+
 // What commands work on.
 struct Session {
   host::Switch &device;
@@ -42,8 +45,11 @@ struct Session {
   host::AuditExceptions audit_exceptions;                            // differences that earlier commands explain
   host::services::Levels console_levels = host::services::kNoLevel;  // what the trace console prints
   bool finished = false;                                             // the operator wants to leave
+  int status = 0;                                                    // of the program, when no command failed
   CommandRunner *runner = nullptr;                                   // while commands run
   Service *service = nullptr;                                        // the switch's OpenFlow connections
+  bool draws = false;   // the output is a terminal on which pictures can be drawn, with an operator at it
+  Top top{};            // what happens right now
   bool remote = false;  // the command is an operator's who is elsewhere: the switch must not wait for it
 };
 
@@ -79,12 +85,17 @@ class Arguments {
   std::vector<agent::Word> words_;
 };
 
+// The next word, as a file that the command is going to read: "-" is standard input. A CommandError when a switch that
+// serves would have to wait for it.
+std::string next_file(const Session &session, Arguments &arguments);
+
 struct Command {
   std::string_view name;       // one or two words
   std::string_view arguments;  // in help
   std::string_view help;       // first line: what it does in a few words; details may follow
   void (*run)(Session &session, Arguments &arguments);
   bool long_output = false;  // worth a pager
+  bool live = false;         // drawn anew each second where the output is a terminal
 };
 
 struct CommandGroup {
@@ -94,7 +105,12 @@ struct CommandGroup {
 
 std::span<const CommandGroup> command_groups();
 
-// The command that begins at byte `start` of a line, and where its arguments begin. A TextError when there is none.
+// The commands whose names begin with a word, or with the only first word that it begins; none when there is none. A
+// TextError that lists the words when it begins several.
+std::vector<const Command *> commands_beginning(const agent::Word &word);
+
+// The command that begins at byte `start` of a line, and where its arguments begin. Words of its name can be shortened
+// as long as they are unique. A TextError when there is none, or more than one.
 struct FoundCommand {
   const Command *command;
   size_t arguments;
@@ -113,6 +129,7 @@ std::span<const Command> port_commands();
 std::span<const Command> port_channel_commands();
 std::span<const Command> openflow_commands();
 std::span<const Command> view_commands();
+std::span<const Command> top_commands();
 std::span<const Command> trace_commands();
 std::span<const Command> fault_commands();
 std::span<const Command> debug_commands();

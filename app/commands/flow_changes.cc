@@ -1,8 +1,10 @@
 #include "app/commands/flow_changes.h"
 
 #include <algorithm>
+#include <set>
 
 #include "agent/agent.h"
+#include "agent/failures.h"
 #include "app/commands/command_error.h"
 #include "app/terminal/progress.h"
 #include "app/terminal/signals.h"
@@ -103,6 +105,7 @@ void apply_changes(Session &session, std::span<const FlowMod> changes, const std
   if (oftab_hw_rsrc_g.initialized == 0) {
     throw CommandError("the library is not initialised");
   }
+  const uint64_t failures_before = session.device.tracing().failure_count();
   Progress progress("changing flows", changes.size());
   Refusals refusals(file);
   for (size_t done = 0; done < changes.size();) {
@@ -115,6 +118,20 @@ void apply_changes(Session &session, std::span<const FlowMod> changes, const std
     }
   }
   refusals.report(changes.size());
+  require_erased(session, failures_before);
+}
+
+void require_erased(Session &session, uint64_t failures_before) {
+  if (failure_since(failures_before, session.device) == nullptr) {
+    return;
+  }
+  std::set<uint16_t> left = host::stranded_indices(session.device.asic());
+  std::erase_if(left, [&](uint16_t index) { return session.audit_exceptions.written.contains(index); });
+  if (!left.empty()) {
+    throw CommandError(concat("the flows are gone from the table, but the hardware refused to erase ",
+                              counted(left.size(), "record"), ", the first at TCAM index ", *left.begin(),
+                              ", which still takes packets; 'repair' or the next change of flows tries again"));
+  }
 }
 
 }  // namespace app

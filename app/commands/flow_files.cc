@@ -60,7 +60,7 @@ void for_each_missing(const FlowSet &flows, const FlowSet &others, Visit visit) 
 }
 
 void add_flows(Session &session, Arguments &arguments) {
-  const std::string path(arguments.next("the file").text);
+  const std::string path = next_file(session, arguments);
   arguments.finish();
   const std::vector<FlowMod> changes = read_flow_file(path, session.device.interfaces());
   const auto adds = std::ranges::count(changes, Change::Add, &FlowMod::command);
@@ -78,7 +78,7 @@ void add_flows(Session &session, Arguments &arguments) {
 }
 
 void replace_flows(Session &session, Arguments &arguments) {
-  const std::string path(arguments.next("the file").text);
+  const std::string path = next_file(session, arguments);
   arguments.finish();
   const FlowSet wanted = flows_of(path, session.device.interfaces());
   const FlowSet present = flows_of(session.agent.flows());
@@ -96,12 +96,11 @@ void replace_flows(Session &session, Arguments &arguments) {
 }
 
 void diff_flows(Session &session, Arguments &arguments) {
-  const std::string path(arguments.next("the file").text);
-  const auto other = arguments.next_if_any();
+  const std::string path = next_file(session, arguments);
+  const auto other = arguments.empty() ? std::nullopt : std::optional(next_file(session, arguments));
   arguments.finish();
   const FlowSet first = flows_of(path, session.device.interfaces());
-  const FlowSet second =
-      other ? flows_of(std::string(other->text), session.device.interfaces()) : flows_of(session.agent.flows());
+  const FlowSet second = other ? flows_of(*other, session.device.interfaces()) : flows_of(session.agent.flows());
   size_t differences = 0;
   const auto print = [&](const char *sign) {
     return [&differences, &session, sign](const Flow &flow, bool) {

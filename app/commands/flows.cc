@@ -103,9 +103,11 @@ void delete_flows(Session &session, Arguments &words) {
 void purge(Session &session, Arguments &arguments) {
   arguments.finish();
   session.audit_exceptions.purged.merge(host::flow_bits());
+  const uint64_t failures_before = session.device.tracing().failure_count();
   if (!session.agent.purge()) {
     throw CommandError("purge: the library did not purge its table");
   }
+  require_erased(session, failures_before);
   *session.out << "all flows purged\n";
 }
 

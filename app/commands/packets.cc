@@ -41,7 +41,7 @@ void send_described(Session &session, const Arguments &arguments) {
 }
 
 void send_capture(Session &session, Arguments &arguments) {
-  const std::string path(arguments.next("the capture").text);
+  const std::string path = next_file(session, arguments);
   const Word port = arguments.take_option("in_port").value_or(Word{"1", 1});
   const bool verbose = arguments.take_flag("-v");
   arguments.finish();
@@ -62,7 +62,8 @@ void send_capture(Session &session, Arguments &arguments) {
     }
   }
   *session.out << '\n'
-               << session.style.heading(counted(number, "packet") + " of " + path + " into " + interface_name(ifindex))
+               << session.style.heading(
+                      concat(counted(number, "packet"), " of ", escaped(path), " into ", interface_name(ifindex)))
                << '\n';
   const auto cut = std::count_if(packets.begin(), packets.end(), [](const auto &each) { return each.header.cut; });
   if (cut != 0) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "agent/failures.h"
 #include "agent/interface_names.h"
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
@@ -34,7 +35,7 @@ std::vector<uint32_t> remaining_ports(Arguments &arguments, Check check) {
 
 // What a library that answers nothing traced as failures since there were `failures_before` of them.
 void report_failures(Session &session, uint32_t pc, uint64_t failures_before) {
-  if (session.device.tracing().failure_since(failures_before) != nullptr) {
+  if (failure_since(failures_before, session.device) != nullptr) {
     throw CommandError(concat("the members of ", interface_name(pc), " changed, but not all its flows follow them"));
   }
 }

@@ -13,7 +13,7 @@ void attach(Session &session, Arguments &arguments) {
   const std::string end(arguments.next("a network interface or tap:NAME").text);
   arguments.finish();
   session.device.ports().attach(ifindex, host::ports::make_end(end));
-  *session.out << interface_name(ifindex) << " leads to " << end << '\n';
+  *session.out << interface_name(ifindex) << " leads to " << escaped(end) << '\n';
 }
 
 void detach(Session &session, Arguments &arguments) {

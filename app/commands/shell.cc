@@ -1,12 +1,7 @@
 // Commands about the shell itself.
-#include <unistd.h>
-
-#include <filesystem>
-
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
-#include "app/terminal/signals.h"
-#include "app/views/format.h"
+#include "app/commands/passing_time.h"
 
 namespace app {
 
@@ -69,20 +64,17 @@ void echo(Session &session, Arguments &arguments) {
   while (const auto word = arguments.next_if_any()) {
     text += concat(text.empty() ? "" : " ", word->text);
   }
-  *session.out << session.style.heading(text) << '\n';
+  *session.out << session.style.heading(escaped(text)) << '\n';
 }
 
 void source(Session &session, Arguments &arguments) {
-  const std::string path(arguments.next("the script").text);
+  const std::string path = next_file(session, arguments);
   arguments.finish();
-  if (session.remote && !std::filesystem::is_regular_file(path)) {
-    throw CommandError("'" + path + "' is no file that the serving switch could read without waiting");
-  }
   session.runner->source(path);
 }
 
 void watch(Session &session, Arguments &arguments) {
-  const auto seconds = static_cast<uint32_t>(arguments.next_number(1, kLongestWatch, "a time in seconds"));
+  const std::chrono::seconds seconds(arguments.next_number(1, kLongestWatch, "a time in seconds"));
   if (arguments.empty()) {
     arguments.next("the command");
   }
@@ -91,16 +83,14 @@ void watch(Session &session, Arguments &arguments) {
   }
   const std::string_view line = arguments.line();
   const size_t start = arguments.first().column - 1;
-  const bool clears = is_terminal_with_controls(STDOUT_FILENO);
   while (session.out->good()) {
-    *session.out << (clears ? "\033[H\033[J" : "")
-                 << session.style.faint(concat("every ", seconds, " s: ", line.substr(start))) << '\n';
+    *session.out << (session.draws ? "\033[H\033[J" : "")
+                 << session.style.faint(concat("every ", seconds.count(), " s: ", escaped(line.substr(start)))) << '\n';
     session.runner->run_command(line, start);
     session.out->flush();
-    if (!wait(seconds)) {
+    if (!pass_time(session, seconds)) {
       return;
     }
-    session.device.advance(seconds);
   }
 }
 

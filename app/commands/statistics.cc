@@ -9,6 +9,7 @@
 #include "agent/table_view.h"
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
+#include "app/commands/flow_changes.h"
 #include "app/terminal/signals.h"
 #include "oftab/oftab.h"
 
@@ -108,6 +109,7 @@ constexpr uint32_t kStep = 600;  // seconds between looks at the operator's wish
 void advance(Session &session, Arguments &arguments) {
   const uint32_t seconds = seconds_in(arguments.next("the time"));
   arguments.finish();
+  const uint64_t failures_before = session.device.tracing().failure_count();
   for (uint32_t done = 0; done < seconds;) {
     if (interrupted()) {
       throw Interrupted(concat("the clock stands at ", session.device.clock().now(), " s"));
@@ -116,6 +118,7 @@ void advance(Session &session, Arguments &arguments) {
     session.agent.advance(std::chrono::seconds(step));
     done += step;
   }
+  require_erased(session, failures_before);
   *session.out << "the clock stands at " << session.device.clock().now() << " s\n";
 }
 

@@ -8,6 +8,7 @@
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
 #include "app/views/tcam_map.h"
+#include "app/views/usage.h"
 #include "host/repair.h"
 #include "oftab/oftab.h"
 
@@ -45,7 +46,7 @@ void show_tcam(Session &session, Arguments &arguments) {
 
 void show_map(Session &session, Arguments &arguments) {
   arguments.finish();
-  print_tcam_map(*session.out, session.style, session.device);
+  print_tcam_map(*session.out, session.style, session.device, session.audit_exceptions);
 }
 
 std::string range_text(const oftab_tcam_tbl_t &table) {
@@ -66,16 +67,14 @@ void show_tables(Session &session, Arguments &arguments) {
   if (oftab_hw_rsrc_g.current_table == nullptr) {
     throw CommandError("the library is not initialised");
   }
-  host::asic::Asic &asic = session.device.asic();
   const oftab_sw_entry_t &catch_all = oftab_hw_rsrc_g.catch_all_entry;
   Table rows{std::vector<Column>(2)};
   add_table_rows(rows, *oftab_hw_rsrc_g.current_table);
   rows.add({"Catch-all entry", concat(to_text(actions_of(catch_all, session.device.interfaces())), ", ",
                                       counted(catch_all.pkt_cnt, "packet"))});
-  rows.add({"TCAM records", usage_text(asic.tcam().valid_indices().size(), asic.tcam().capacity())});
-  rows.add({"Hardware counters", usage_text(asic.counters().ids().size(), asic.counters().capacity())});
-  rows.add({"Replication trees", usage_text(asic.trees().indices().size(), asic.trees().capacity())});
-  rows.add({"Multicast indices", usage_text(used_multicast_indices(), multicast_indices())});
+  for (const Usage &usage : hardware_usage(session.device)) {
+    rows.add({usage.name, usage_text(usage.used, usage.capacity)});
+  }
   rows.add({"OpenFlow interfaces", std::to_string(oftab_hw_rsrc_g.intf_count)});
   rows.add({"Port channels", std::to_string(session.device.interfaces().port_channels().size())});
   rows.add({"Clock", std::to_string(session.device.clock().now()) + " s"});
@@ -120,6 +119,7 @@ void audit(Session &session, Arguments &arguments) {
     *session.out << session.style.bad(violation) << '\n';
   }
   const auto known = static_cast<size_t>(std::ranges::count_if(findings, &host::Finding::known));
+  session.status = known == 0 ? 0 : kKnownStates;
   if (const size_t unknown = findings.size() - known + violations.size(); unknown != 0) {
     throw CommandError(concat("audit: ", counted(unknown, "finding")));
   }
@@ -154,7 +154,12 @@ constexpr Command kCommands[] = {
     {"show sw-table", "", "the library's view of its software table", show_sw_table, true},
     {"show policy", "", "the library's view of its flows, one line each", show_policy, true},
     {"show tcam", "FIRST [LAST]", "the hardware's records, field by field", show_tcam, true},
-    {"audit", "", "check that the library's table and the hardware agree", audit},
+    {"audit", "",
+     "check that the library's table and the hardware agree\n"
+     "Afterwards the program ends with status 2 if they agree but for states that a failure explains; with 1, as "
+     "after\n"
+     "any failure, if they do not.",
+     audit},
     {"repair", "",
      "put right what the audit finds\n"
      "Writes and erases records, programs trees and releases what nobody uses, as the software table says. A flow "

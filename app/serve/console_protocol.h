@@ -17,7 +17,7 @@ struct ConsoleFrame {
     Line = 'l',       // to the switch: a line to run
     Output = 'o',     // to the operator: what commands print
     Error = 'e',      // to the operator: what they complain of
-    Good = 'g',       // to the operator: the line was run
+    Good = 'g',       // to the operator: the line was run; with the status that the program is to end with, if not 0
     Bad = 'b',        // to the operator: a command of the line failed
     Finished = 'f',   // to the operator: the line was to leave
   };

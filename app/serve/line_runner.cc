@@ -67,8 +67,10 @@ std::string LineRunner::take(const ConsoleFrame &frame) {
 std::string LineRunner::run(const std::string &line) {
   Elsewhere elsewhere(session_, directory_, Style(colour_));
   session_.remote = true;
+  session_.status = status_;
   const bool good = Shell(session_).run_line({"", 1, line});
   session_.remote = false;
+  status_ = session_.status;
   session_.service->follow_commands();
   const bool finished = std::exchange(session_.finished, false);
   const auto in_frames = [](Kind kind, std::string_view text) {
@@ -81,7 +83,8 @@ std::string LineRunner::run(const std::string &line) {
   return in_frames(Kind::Output, elsewhere.output.view()) + in_frames(Kind::Error, elsewhere.errors.view()) +
          encode(finished ? Kind::Finished
                 : good   ? Kind::Good
-                         : Kind::Bad);
+                         : Kind::Bad,
+                std::string(good && status_ != 0 ? 1 : 0, static_cast<char>(status_)));
 }
 
 }  // namespace app

@@ -22,6 +22,7 @@ class LineRunner {
   Session &session_;
   std::string directory_ = "/";
   bool colour_ = false;
+  int status_ = 0;  // of the last audit
 };
 
 }  // namespace app

@@ -78,6 +78,15 @@ bool Service::wait_for_input(int descriptor) {
   return std::exchange(has_input_, false);
 }
 
+bool Service::serve_for(std::chrono::milliseconds time) {
+  const auto end = std::chrono::steady_clock::now() + time;
+  context_.restart();
+  while (!interrupted() && std::chrono::steady_clock::now() < end) {
+    context_.run_one_until(end);
+  }
+  return !interrupted();
+}
+
 void Service::watch(int descriptor) {
   if (!input_.is_open()) {
     input_.assign(dup(descriptor));

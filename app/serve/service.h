@@ -4,6 +4,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/posix/stream_descriptor.hpp>
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -35,6 +36,12 @@ class Service {
 
   // Serves until SIGTERM or SIGINT.
   void run();
+
+  // Whether the switch's time is the wall's.
+  bool runs() const { return clock_.runs(); }
+
+  // For commands that take their time: goes on serving; false when a signal asks to end before the time is over.
+  bool serve_for(std::chrono::milliseconds time);
 
   // For the prompt: whether there is something to be read; serves for a moment while there is not.
   bool wait_for_input(int descriptor);

@@ -116,6 +116,10 @@ std::vector<Action> ActionReader::finish() const {
 
 }  // namespace
 
+std::set<std::string> action_words() {
+  return {"controller", "drop", "normal", "output:"};
+}
+
 std::vector<Action> parse_actions(const Word &text, const Interfaces &interfaces) {
   ActionReader reader(interfaces);
   for (const Item &item : split_items(text)) {

@@ -4,6 +4,8 @@
 #ifndef APP_SYNTAX_ACTION_SYNTAX_H
 #define APP_SYNTAX_ACTION_SYNTAX_H
 
+#include <set>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -12,6 +14,9 @@
 #include "host/services/interfaces.h"
 
 namespace app {
+
+// What actions can begin with: "drop", "output:".
+std::set<std::string> action_words();
 
 // Actions that the hardware can do. Throws a TextError.
 std::vector<agent::Action> parse_actions(const agent::Word &text, const host::services::Interfaces &interfaces);

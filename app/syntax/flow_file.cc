@@ -1,12 +1,9 @@
 #include "app/syntax/flow_file.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iostream>
-
 #include "app/syntax/diagnostics.h"
 #include "app/syntax/flow_syntax.h"
+#include "app/terminal/script_reader.h"
+#include "app/terminal/signals.h"
 
 namespace app {
 
@@ -26,7 +23,7 @@ class FlowFile {
   FlowFile(const std::string &path, const host::services::Interfaces &interfaces)
       : path_(path), interfaces_(interfaces) {}
 
-  void read(std::istream &file);
+  void read(ScriptReader &file);
   std::vector<FlowMod> finish();
 
  private:
@@ -39,14 +36,14 @@ class FlowFile {
   size_t bad_lines_ = 0;
 };
 
-void FlowFile::read(std::istream &file) {
+void FlowFile::read(ScriptReader &file) {
   SourceLine line{path_, 0, ""};
-  while (std::getline(file, line.text)) {
+  while (file.next(line.text)) {
     ++line.number;
     take(line);
   }
-  if (file.bad()) {
-    throw CommandError(path_ + ": " + std::strerror(errno));
+  if (interrupted()) {
+    throw Interrupted("nothing was sent");
   }
 }
 
@@ -73,15 +70,8 @@ std::vector<FlowMod> FlowFile::finish() {
 }  // namespace
 
 std::vector<FlowMod> read_flow_file(const std::string &path, const host::services::Interfaces &interfaces) {
-  FlowFile flows(path == "-" ? "standard input" : path, interfaces);
-  if (path == "-") {
-    flows.read(std::cin);
-    return flows.finish();
-  }
-  std::ifstream file(path);
-  if (!file) {
-    throw CommandError(path + ": " + std::strerror(errno));
-  }
+  ScriptReader file(path);
+  FlowFile flows(file.name(), interfaces);
   flows.read(file);
   return flows.finish();
 }

@@ -238,6 +238,18 @@ Selection parse_selection(std::string_view line, size_t start, const Interfaces 
   return FlowReader(FlowRole::Selection, interfaces).read(flow_text(line, start));
 }
 
+std::set<std::string> flow_words() {
+  std::set<std::string> words = match_words();
+  for (const Setting &setting : kSettings) {
+    words.insert(concat(setting.name, "="));
+  }
+  for (const Flag &flag : kFlags) {
+    words.emplace(flag.name);
+  }
+  words.insert("actions=");
+  return words;
+}
+
 FlowMod parse_flow_mod(std::string_view line, const Interfaces &interfaces) {
   Word text = flow_text(line, 0);
   FlowMod mod;

@@ -9,6 +9,8 @@
 #define APP_SYNTAX_FLOW_SYNTAX_H
 
 #include <optional>
+#include <set>
+#include <string>
 #include <string_view>
 
 #include "agent/flow.h"
@@ -36,6 +38,9 @@ struct Selection {
   std::optional<uint64_t> hits;                      // only flows with as many packets, or with none if it is 0
 };
 Selection parse_selection(std::string_view line, size_t start, const host::services::Interfaces &interfaces);
+
+// What the items of a flow can begin with, up to its actions: "priority=", "tcp", "actions=".
+std::set<std::string> flow_words();
 
 // A line of a file: a flow to add, or what its first word says: add, modify, modify_strict, delete or delete_strict.
 agent::FlowMod parse_flow_mod(std::string_view line, const host::services::Interfaces &interfaces);

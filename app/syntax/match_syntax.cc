@@ -27,6 +27,19 @@ constexpr std::string_view kLater[] = {
 
 }  // namespace
 
+std::set<std::string> match_words() {
+  std::set<std::string> words;
+  for (const Shorthand &shorthand : shorthands()) {
+    words.emplace(shorthand.name);
+  }
+  for (const FieldRow &row : field_rows()) {
+    for (const Spelling &spelling : row.spellings) {
+      words.insert(concat(spelling.name, "="));
+    }
+  }
+  return words;
+}
+
 void MatchReader::take(const Item &item) {
   if (!take_shorthand(item) && !take_field(item)) {
     refuse(item.name);
@@ -60,11 +73,14 @@ bool MatchReader::take_field(const Item &item) {
 }
 
 void MatchReader::set(Field field, Masked masked, const Given &given) {
-  const auto [before, first] = given_.emplace(field, given);
+  auto [before, first] = given_.emplace(field, given);
   if (!first && match_[field] != masked) {
     const Word &word = before->second.word;
     throw TextError(given.word.column,
                     concat(quoted(given.word), " contradicts ", quoted(word), " at column ", word.column));
+  }
+  if (before->second.needs == Needs::Nothing) {
+    before->second = given;
   }
   match_[field] = masked;
 }

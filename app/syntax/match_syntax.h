@@ -3,6 +3,8 @@
 #define APP_SYNTAX_MATCH_SYNTAX_H
 
 #include <map>
+#include <set>
+#include <string>
 
 #include "agent/fields.h"
 #include "agent/flow.h"
@@ -11,6 +13,9 @@
 #include "host/services/interfaces.h"
 
 namespace app {
+
+// What the items of a match can begin with: "tcp", "nw_dst=".
+std::set<std::string> match_words();
 
 class MatchReader {
  public:

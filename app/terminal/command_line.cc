@@ -30,6 +30,20 @@ size_t end_of_command(std::string_view line, size_t start) {
   return at;
 }
 
+// Where the part of the system's shell that begins at `start` ends: at a ';' that it would not take for its own.
+size_t end_of_shell(std::string_view line, size_t start) {
+  size_t at = start;
+  while (at < line.size() && line[at] != ';') {
+    if (line[at] == '"' || line[at] == '\'') {
+      at = std::min(line.find(line[at], at + 1), line.size() - 1);
+    } else if (line[at] == '\\') {
+      ++at;
+    }
+    ++at;
+  }
+  return std::min(at, line.size());
+}
+
 bool shell_begins(std::string_view line, size_t at) {
   return at < line.size() && (line[at] == '|' || line[at] == '>');
 }
@@ -39,10 +53,10 @@ bool shell_begins(std::string_view line, size_t at) {
 std::vector<CommandText> split_commands(std::string_view line) {
   std::vector<CommandText> commands;
   for (size_t start = 0; start < line.size();) {
-    const size_t end = end_of_command(line, start);
-    const std::string_view shell = shell_begins(line, end) ? line.substr(end) : std::string_view();
-    if (!shell.empty() || line.substr(start, end - start).find_first_not_of(kSpaces) != std::string_view::npos) {
-      commands.push_back({line.substr(0, end), start, shell});
+    const size_t own = end_of_command(line, start);
+    const size_t end = shell_begins(line, own) ? end_of_shell(line, own) : own;
+    if (own < end || line.substr(start, own - start).find_first_not_of(kSpaces) != std::string_view::npos) {
+      commands.push_back({line.substr(0, own), start, line.substr(own, end - own)});
     }
     start = end < line.size() && line[end] == ';' ? end + 1 : line.size();
   }
@@ -62,8 +76,9 @@ UnfinishedLine split_unfinished(std::string_view line) {
       word = at + 1;
     } else if (is_space(c)) {
       word = at + 1;
-    } else if (c == ';' && !for_shell) {
+    } else if (c == ';') {
       start = word = at + 1;
+      for_shell = false;
     }
   }
   return {line.substr(start, word - start), word, for_shell};

@@ -7,6 +7,9 @@
 #include <vector>
 
 #include "app/commands/command.h"
+#include "app/syntax/action_syntax.h"
+#include "app/syntax/flow_syntax.h"
+#include "app/syntax/match_syntax.h"
 #include "app/terminal/command_line.h"
 #include "host/services/faults.h"
 
@@ -22,22 +25,36 @@ using Choices = std::set<std::string>;
 
 constexpr std::string_view kNeedQuotes = " \t;#|>";
 
-bool begins_with(std::span<const Word> name, std::span<const Word> typed) {
-  const auto same = [](const Word &a, const Word &b) { return a.text == b.text; };
-  return name.size() > typed.size() && std::equal(typed.begin(), typed.end(), name.begin(), same);
+// The commands that begin with a word, which may be shortened; none when that is unclear.
+std::vector<const Command *> commands_meant(const Word &word) {
+  try {
+    return commands_beginning(word);
+  } catch (const TextError &) {
+    return {};
+  }
 }
 
-// Words that follow `typed` in some command's name.
+// The word of a command's name that follows `typed`, empty when there is none.
+std::string word_behind(const Command &command, std::span<const Word> typed) {
+  const std::vector<Word> name = split_words(command.name);
+  return typed.size() < name.size() ? std::string(name[typed.size()].text) : "";
+}
+
+// Words that follow `typed` in the names of commands.
 Choices command_words(std::span<const Word> typed) {
   Choices words;
-  for (const CommandGroup &group : command_groups()) {
-    for (const Command &command : group.commands) {
-      const std::vector<Word> name = split_words(command.name);
-      if (begins_with(name, typed)) {
-        words.emplace(name[typed.size()].text);
+  if (typed.empty()) {
+    for (const CommandGroup &group : command_groups()) {
+      for (const Command &command : group.commands) {
+        words.insert(word_behind(command, typed));
       }
     }
+    return words;
   }
+  for (const Command *command : commands_meant(typed.front())) {
+    words.insert(word_behind(*command, typed));
+  }
+  words.erase("");
   return words;
 }
 
@@ -71,75 +88,121 @@ std::vector<std::string> places(const Command &command) {
   return places;
 }
 
+// Where the item that is being typed begins in a word of flow syntax: behind a comma, or where the actions begin.
+size_t item_start(std::string_view typed) {
+  for (const std::string_view name : {"actions=", "action="}) {
+    if (typed.starts_with(name)) {
+      return std::max(name.size(), typed.find_last_of(',') + 1);
+    }
+  }
+  const size_t comma = typed.find_last_of(',') + 1;
+  return comma + (comma == 0 ? 0 : item_start(typed.substr(comma)));
+}
+
+// `words` as items behind what is typed of a flow; behind its actions, other actions.
+Choices items(const Choices &words, std::span<const Word> arguments, std::string_view typed) {
+  const std::string_view before = typed.substr(0, item_start(typed));
+  const auto has_actions = [](std::string_view text) { return text.find("action") != std::string_view::npos; };
+  const bool actions =
+      has_actions(before) || std::ranges::any_of(arguments, [&](const Word &word) { return has_actions(word.text); });
+  Choices choices;
+  for (const std::string &word : actions ? action_words() : words) {
+    choices.insert(concat(before, word));
+  }
+  return choices;
+}
+
+Choices description_words() {
+  Choices words = match_words();
+  words.insert("len=");
+  return words;
+}
+
+Choices choices_behind(std::string_view command_text, std::string_view typed);
+
+// What is being typed: the whole of it, the arguments before it, and the last word.
+struct Typing {
+  std::string_view line;
+  std::span<const Word> arguments;
+  std::string_view typed;
+};
+
 // What one alternative of a place stands for: itself if it is a keyword, "name=" of an option, or a kind of words.
-Choices choices_of(std::string_view alternative, std::span<const Word> arguments, std::string_view typed) {
+Choices choices_of(std::string_view alternative, const Typing &typing) {
   if (alternative == "FILE" || alternative == "CAPTURE") {
-    return files(typed);
+    return files(typing.typed);
   }
   if (alternative == "CALL") {
     const auto names = host::services::Faults::names();
     return {names.begin(), names.end()};
   }
+  if (alternative == "FLOW" || alternative == "SELECTION") {
+    return items(flow_words(), typing.arguments, typing.typed);
+  }
+  if (alternative == "DESCRIPTION") {
+    return items(description_words(), {}, typing.typed);
+  }
   if (alternative == "COMMAND") {
-    return command_words(arguments);
+    const bool none = typing.arguments.empty();
+    return choices_behind(none ? "" : typing.line.substr(typing.arguments.front().column - 1), typing.typed);
   }
   const bool keyword = !alternative.empty() && std::isupper(static_cast<unsigned char>(alternative.front())) == 0;
   const std::string_view text = alternative.substr(0, std::min(alternative.find('='), alternative.size() - 1) + 1);
   return keyword && alternative.find("...") == std::string_view::npos ? Choices{std::string(text)} : Choices{};
 }
 
-Choices choices_at(std::string_view place, std::span<const Word> arguments, std::string_view typed) {
-  std::string_view rest = place;
-  rest.remove_prefix(rest.starts_with('[') ? 1 : 0);
-  rest.remove_suffix(rest.ends_with(']') ? 1 : 0);
+std::string_view without_brackets(std::string_view place) {
+  place.remove_prefix(place.starts_with('[') ? 1 : 0);
+  place.remove_suffix(place.ends_with(']') ? 1 : 0);
+  return place;
+}
+
+Choices choices_at(std::string_view place, const Typing &typing) {
+  std::string_view rest = without_brackets(place);
   Choices choices;
   while (!rest.empty()) {
     const size_t end = std::min(rest.find('|'), rest.size());
-    choices.merge(choices_of(rest.substr(0, end), arguments, typed));
+    choices.merge(choices_of(rest.substr(0, end), typing));
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   return choices;
 }
 
-// Optional places can be taken anywhere, the others in their order.
-Choices argument_choices(const Command &command, std::span<const Word> arguments, std::string_view typed) {
+bool is_option(std::string_view word) {
+  return word.starts_with('-') || word.find('=') != std::string_view::npos;
+}
+
+// Whether a place takes all that is behind it.
+bool takes_the_rest(std::string_view place) {
+  const std::string_view name = without_brackets(place);
+  return name == "COMMAND" || name == "FLOW" || name == "SELECTION";
+}
+
+// Options can be taken anywhere, the other places in their order.
+Choices argument_choices(const Command &command, const Typing &typing) {
+  const auto given = static_cast<size_t>(
+      std::ranges::count_if(typing.arguments, [](const Word &word) { return !is_option(word.text); }));
   Choices choices;
   size_t position = 0;
   for (const std::string &place : places(command)) {
-    const bool optional = place.starts_with('[');
-    if (optional || position == arguments.size() || place == "COMMAND") {
-      choices.merge(choices_at(place, arguments.subspan(std::min(position, arguments.size())), typed));
+    const bool option = is_option(without_brackets(place));
+    const bool rest = takes_the_rest(place) && position <= given;
+    if (option || rest || position == given) {
+      const Typing here{typing.line, rest ? typing.arguments.subspan(position) : typing.arguments, typing.typed};
+      choices.merge(choices_at(place, here));
     }
-    position += optional ? 0 : 1;
+    position += option ? 0 : 1;
   }
   return choices;
 }
 
-// The command with the longest name that `words` begin with, null if there is none.
-const Command *command_of(std::span<const Word> words) {
-  const Command *best = nullptr;
-  size_t most = 0;
-  for (const CommandGroup &group : command_groups()) {
-    for (const Command &command : group.commands) {
-      const std::vector<Word> name = split_words(command.name);
-      const bool fits =
-          name.size() <= words.size() && std::equal(name.begin(), name.end(), words.begin(),
-                                                    [](const Word &a, const Word &b) { return a.text == b.text; });
-      if (fits && name.size() > most) {
-        most = name.size();
-        best = &command;
-      }
-    }
-  }
-  return best;
-}
-
 Choices choices_behind(std::string_view command_text, std::string_view typed) {
-  const std::vector<Word> words = split_words(command_text);
-  Choices choices = command_words(words);
-  if (const Command *command = command_of(words)) {
-    const size_t name = split_words(command->name).size();
-    choices.merge(argument_choices(*command, std::span(words).subspan(name), typed));
+  Choices choices = command_words(split_words(command_text));
+  try {
+    const FoundCommand found = find_command(command_text);
+    const std::vector<Word> arguments = split_words(command_text, found.arguments);
+    choices.merge(argument_choices(*found.command, {command_text, arguments, typed}));
+  } catch (const TextError &) {  // no command yet
   }
   return choices;
 }
@@ -166,6 +229,17 @@ std::string in_line(const std::string &word, bool quoted, bool finished) {
   return concat(quotes ? "\"" : "", word, quotes && finished ? "\"" : "", finished ? " " : "");
 }
 
+// Leaves out the first bytes of the word and its choices, which stand in the line already.
+void leave_out(Completion &completion, size_t bytes) {
+  Choices rest;
+  for (const std::string &choice : completion.choices) {
+    rest.insert(choice.substr(bytes));
+  }
+  completion.choices = std::move(rest);
+  completion.word.erase(0, bytes);
+  completion.start += bytes;
+}
+
 }  // namespace
 
 Completion complete(std::string_view line) {
@@ -179,10 +253,15 @@ Completion complete(std::string_view line) {
   }
   completion.choices = unfinished.for_shell ? files(typed) : choices_behind(unfinished.command, typed);
   std::erase_if(completion.choices, [&](const std::string &word) { return !word.starts_with(typed); });
-  if (!completion.choices.empty()) {
-    const std::string word = common_beginning(completion.choices);
-    const bool finished = completion.choices.size() == 1 && !word.ends_with('/') && !word.ends_with('=');
-    completion.word = in_line(word, quoted, finished);
+  if (completion.choices.empty()) {
+    return completion;
+  }
+  const std::string word = common_beginning(completion.choices);
+  const bool finished =
+      completion.choices.size() == 1 && std::string_view("/=:").find(word.back()) == std::string::npos;
+  completion.word = in_line(word, quoted, finished);
+  if (!completion.word.starts_with('"')) {
+    leave_out(completion, item_start(typed));
   }
   return completion;
 }

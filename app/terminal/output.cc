@@ -1,30 +1,12 @@
 #include "app/terminal/output.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <system_error>
-#include <utility>
 
 #include "app/terminal/signals.h"
 
 namespace app {
-
-namespace {
-
-FILE *start_program(const std::string &command) {
-  FILE *pipe = popen(command.c_str(), "w");
-  if (pipe == nullptr) {
-    throw std::system_error(errno, std::generic_category(), command);
-  }
-  return pipe;
-}
-
-constexpr int kSignalled = 128;  // what shells add to the number of the signal that ended a program
-
-}  // namespace
 
 Output::Buffer::Buffer(int descriptor) : descriptor_(descriptor) {
   setp(pending_.data(), pending_.data() + pending_.size());
@@ -60,30 +42,6 @@ int Output::Buffer::sync() {
 void Output::recover() {
   buffer_.forget_error();
   clear();
-}
-
-OutputProgram::OutputProgram(const std::string &command) : pipe_(start_program(command)), stream_(fileno(pipe_)) {}
-
-OutputProgram::~OutputProgram() {
-  finish();
-}
-
-int OutputProgram::finish() {
-  if (pipe_ == nullptr) {
-    return 0;
-  }
-  stream_.flush();
-  const int status = pclose(std::exchange(pipe_, nullptr));
-  return WIFSIGNALED(status) ? kSignalled + WTERMSIG(status) : WEXITSTATUS(status);
-}
-
-std::string output_program(std::string_view shell) {
-  return shell.starts_with('|') ? std::string(shell.substr(1)) : "cat " + std::string(shell);
-}
-
-std::string pager_command() {
-  const char *chosen = std::getenv("PAGER");
-  return chosen == nullptr || *chosen == '\0' ? "more -e" : chosen;
 }
 
 }  // namespace app

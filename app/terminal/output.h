@@ -3,11 +3,8 @@
 #define APP_TERMINAL_OUTPUT_H
 
 #include <array>
-#include <cstdio>
 #include <ostream>
 #include <streambuf>
-#include <string>
-#include <string_view>
 
 namespace app {
 
@@ -42,31 +39,6 @@ class Output : public std::ostream {
 
   Buffer buffer_;
 };
-
-// A program of the system's shell that reads what is written to its stream.
-class OutputProgram {
- public:
-  // Throws std::system_error when it cannot be started.
-  explicit OutputProgram(const std::string &command);
-  ~OutputProgram();
-  OutputProgram(const OutputProgram &) = delete;
-  OutputProgram &operator=(const OutputProgram &) = delete;
-
-  Output &stream() { return stream_; }
-
-  // Waits for the program; its exit status, as a shell tells it.
-  int finish();
-
- private:
-  FILE *pipe_;
-  Output stream_;
-};
-
-// The program for what the system's shell is to do with output: "| grep pc1", "> file".
-std::string output_program(std::string_view shell);
-
-// The operator's pager: $PAGER, or more(1).
-std::string pager_command();
 
 }  // namespace app
 

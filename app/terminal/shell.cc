@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "agent/failures.h"
-#include "app/terminal/output.h"
+#include "app/terminal/output_program.h"
 #include "app/terminal/script_reader.h"
 #include "app/terminal/signals.h"
 
@@ -29,8 +29,12 @@ Style error_style() {
 class Redirection {
  public:
   Redirection(Session &session, std::ostream &out, Style style)
-      : session_(session), out_(std::exchange(session.out, &out)), style_(std::exchange(session.style, style)) {}
+      : session_(session),
+        out_(std::exchange(session.out, &out)),
+        style_(std::exchange(session.style, style)),
+        draws_(std::exchange(session.draws, false)) {}
   ~Redirection() {
+    session_.draws = draws_;
     session_.out = out_;
     session_.style = style_;
   }
@@ -41,6 +45,7 @@ class Redirection {
   Session &session_;
   std::ostream *out_;
   Style style_;
+  bool draws_;
 };
 
 // Counts a script that runs inside another while it lives.
@@ -93,6 +98,14 @@ bool Shell::output_is_good(const SourceLine &source) {
   return false;
 }
 
+bool Shell::trace_file_is_good(const SourceLine &source) {
+  const int error = session_.device.tracing().take_file_error();
+  if (error != 0) {
+    report(source, concat("the trace file cannot be written, and is closed: ", std::strerror(error)));
+  }
+  return error == 0;
+}
+
 void Shell::run_command(std::string_view line, size_t start) {
   const FoundCommand found = find_command(line, start);
   Arguments arguments(line, found.arguments);
@@ -116,7 +129,7 @@ void Shell::run_paged(const CommandText &command) {
 }
 
 std::string Shell::with_failure(const std::string &message, uint64_t failures_before) const {
-  const auto *failure = session_.device.tracing().failure_since(failures_before);
+  const auto *failure = failure_since(failures_before, session_.device);
   return failure == nullptr ? message : concat(message, ": ", failure_text(*failure, session_.device));
 }
 
@@ -152,6 +165,7 @@ bool Shell::run_line(const SourceLine &source) {
     for (const CommandText &command : split_commands(source.text)) {
       good = run_reported(source, command) && good;
       good = output_is_good(source) && good;
+      good = trace_file_is_good(source) && good;
       if (session_.finished || interrupted() || (!good && !keep_going_)) {
         break;
       }

@@ -44,6 +44,7 @@ class Shell : public CommandRunner {
   void report(const Diagnostic &diagnostic) const;
   void report(const SourceLine &source, const std::string &message) const;
   bool output_is_good(const SourceLine &source);
+  bool trace_file_is_good(const SourceLine &source);
   std::string with_failure(const std::string &message, uint64_t failures_before) const;
 
   Session &session_;

@@ -1,6 +1,8 @@
 #include "app/terminal/signals.h"
 
 #include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 
@@ -22,13 +24,14 @@ void note(int signal) {
       terminal_changed = 1;
       break;
     case SIGPIPE:  // shows as a failed write; ignored instead, it would be ignored in pagers and pipes too
+    case SIGCHLD:  // ends a wait
       break;
     default:
       end_signal = signal;
   }
 }
 
-constexpr int kCaught[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGWINCH, SIGCONT};
+constexpr int kCaught[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGCHLD, SIGWINCH, SIGCONT};
 
 // Holds the caught signals back while it lives.
 class Held {
@@ -50,6 +53,26 @@ class Held {
  private:
   sigset_t before_;
 };
+
+timespec timespec_of(std::chrono::milliseconds time) {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  return {static_cast<time_t>(seconds.count()), static_cast<long>(std::chrono::nanoseconds(time - seconds).count())};
+}
+
+// Ends a program that takes output, and what it started: all of the group of processes, when that is this one's own.
+// To be called while SIGTERM is held back.
+void end(pid_t program) {
+  if (getpgrp() != getpid()) {
+    kill(program, SIGTERM);
+    return;
+  }
+  kill(0, SIGTERM);
+  sigset_t own;
+  sigemptyset(&own);
+  sigaddset(&own, SIGTERM);
+  const timespec at_once{};
+  sigtimedwait(&own, nullptr, &at_once);
+}
 
 }  // namespace
 
@@ -79,13 +102,36 @@ bool wait_for_input(int descriptor) {
   return !interrupted() && terminal_changed == 0 && ppoll(&input, 1, nullptr, &held.before()) > 0;
 }
 
-bool wait(uint32_t seconds) {
+bool wait(std::chrono::milliseconds time) {
   const Held held;
-  timespec left{static_cast<time_t>(seconds), 0};
+  const timespec left = timespec_of(time);
   if (!interrupted()) {
     ppoll(nullptr, 0, &left, &held.before());
   }
   return !interrupted();
+}
+
+bool input_within(int descriptor, std::chrono::milliseconds time) {
+  const Held held;
+  const timespec left = timespec_of(time);
+  pollfd input{descriptor, POLLIN, 0};
+  return !interrupted() && ppoll(&input, 1, &left, &held.before()) > 0;
+}
+
+// One that does not end goes when it is asked again.
+int wait_for_program(pid_t program) {
+  const Held held;
+  int status = 0;
+  for (bool asked = false; waitpid(program, &status, WNOHANG) == 0;) {
+    if (asked) {
+      kill(program, SIGKILL);
+    } else if (interrupted()) {
+      asked = true;
+      end(program);
+    }
+    ppoll(nullptr, 0, nullptr, &held.before());
+  }
+  return status;
 }
 
 bool take_terminal_change() {

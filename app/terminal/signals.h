@@ -2,15 +2,17 @@
 #ifndef APP_TERMINAL_SIGNALS_H
 #define APP_TERMINAL_SIGNALS_H
 
-#include <cstdint>
+#include <sys/types.h>
+
+#include <chrono>
 #include <string>
 
 #include "app/commands/command_error.h"
 
 namespace app {
 
-// Takes over SIGINT, SIGTERM, SIGHUP and SIGPIPE, and SIGWINCH and SIGCONT for the terminal. System calls that wait end
-// with EINTR.
+// Takes over SIGINT, SIGTERM, SIGHUP, SIGPIPE and SIGCHLD, and SIGWINCH and SIGCONT for the terminal. System calls that
+// wait end with EINTR.
 void catch_signals();
 
 // Whether the running command shall end: Ctrl-C was pressed since forget_interrupt, or the program shall end.
@@ -31,10 +33,16 @@ class Interrupted : public CommandError {
 };
 
 // Lets time pass; false when a signal asks to end before that.
-bool wait(uint32_t seconds);
+bool wait(std::chrono::milliseconds time);
+
+// Waits for a program that was started, and ends it when a signal asks to end before that; its status, as of waitpid.
+int wait_for_program(pid_t program);
 
 // Waits until `descriptor` can be read. False when a signal came before that.
 bool wait_for_input(int descriptor);
+
+// The same, at most so long, whatever happens to the terminal.
+bool input_within(int descriptor, std::chrono::milliseconds time);
 
 }  // namespace app
 

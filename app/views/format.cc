@@ -28,6 +28,10 @@ bool is_terminal_with_controls(int descriptor) {
   return isatty(descriptor) != 0 && kind != nullptr && *kind != '\0' && std::string_view(kind) != "dumb";
 }
 
+bool can_draw() {
+  return isatty(STDIN_FILENO) != 0 && is_terminal_with_controls(STDOUT_FILENO);
+}
+
 bool takes_colour(int descriptor) {
   const char *no_colour = std::getenv("NO_COLOR");
   return is_terminal_with_controls(descriptor) && (no_colour == nullptr || *no_colour == '\0');

@@ -28,6 +28,9 @@ class Style {
 // Whether a file descriptor is a terminal that knows control sequences.
 bool is_terminal_with_controls(int descriptor);
 
+// Whether an operator watches such a terminal on standard output.
+bool can_draw();
+
 // Whether it takes colour: such a terminal, unless NO_COLOR is set.
 bool takes_colour(int descriptor);
 

@@ -18,7 +18,15 @@ namespace {
 
 constexpr size_t kRow = 64;  // indices in a row
 
-enum Mark : char { kFree = '.', kLive = '#', kHole = 'o', kStranded = '!', kStray = '?', kCatchAll = 'C' };
+enum Mark : char {
+  kFree = '.',
+  kLive = '#',
+  kHole = 'o',
+  kStranded = '!',
+  kStray = '?',
+  kCatchAll = 'C',
+  kOther = 'x'
+};
 
 struct Legend {
   Mark mark;
@@ -28,13 +36,14 @@ struct Legend {
 constexpr Legend kLegends[] = {
     {kLive, "live flow"},
     {kHole, "hole that a deleted flow left"},
-    {kStranded, "stranded: written by a request that failed"},
+    {kOther, "flow or catch-all that stands otherwise in the hardware: 'audit' says how"},
+    {kStranded, "stranded: left by a request that failed, or an erasure that was refused"},
     {kStray, "valid, but not the library's: written directly"},
     {kCatchAll, "catch-all entry"},
     {kFree, "free"},
 };
 
-std::array<Mark, TCAM_INDICES> marks_of(host::Switch &device) {
+std::array<Mark, TCAM_INDICES> marks_of(host::Switch &device, const host::AuditExceptions &exceptions) {
   const host::asic::Asic &asic = device.asic();
   std::array<Mark, TCAM_INDICES> marks;
   marks.fill(kFree);
@@ -45,10 +54,20 @@ std::array<Mark, TCAM_INDICES> marks_of(host::Switch &device) {
     marks[index] = kStranded;
   }
   for (size_t i = 0; i < table_records().size(); ++i) {
-    marks[oftab_hw_rsrc_g.current_table->tcam_st_idx + i] = is_live(table_records()[i]) ? kLive : kHole;
+    Mark &mark = marks[oftab_hw_rsrc_g.current_table->tcam_st_idx + i];
+    if (is_live(table_records()[i])) {
+      mark = kLive;
+    } else if (mark == kFree) {
+      mark = kHole;
+    }
   }
   if (asic.tcam().at(OFTAB_CATCH_ALL_INDEX).valid()) {
     marks[OFTAB_CATCH_ALL_INDEX] = kCatchAll;
+  }
+  for (const host::Finding &finding : host::audit(asic, exceptions)) {
+    if (finding.index && (marks[*finding.index] == kLive || marks[*finding.index] == kCatchAll)) {
+      marks[*finding.index] = kOther;
+    }
   }
   return marks;
 }
@@ -67,8 +86,8 @@ void print_legend(std::ostream &out, const std::string &picture) {
 
 }  // namespace
 
-void print_tcam_map(std::ostream &out, Style style, host::Switch &device) {
-  const auto marks = marks_of(device);
+void print_tcam_map(std::ostream &out, Style style, host::Switch &device, const host::AuditExceptions &exceptions) {
+  const auto marks = marks_of(device, exceptions);
   const std::string picture(marks.begin(), marks.end());
   for (size_t start = 0; start < picture.size(); start += kRow) {
     const size_t used = picture.find_first_not_of(kFree, start);  // the catch-all's row is always reached

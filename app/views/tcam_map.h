@@ -5,11 +5,13 @@
 #include <ostream>
 
 #include "app/views/format.h"
+#include "host/audit.h"
 #include "host/switch.h"
 
 namespace app {
 
-void print_tcam_map(std::ostream &out, Style style, host::Switch &device);
+// `exceptions`: as for the audit, whose findings are marked.
+void print_tcam_map(std::ostream &out, Style style, host::Switch &device, const host::AuditExceptions &exceptions);
 
 }  // namespace app
 

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <system_error>
-#include <utility>
 
 #include "platform/tracing.h"
 
@@ -58,8 +57,10 @@ void Tracing::open_file(const std::string &path) {
 }
 
 void Tracing::flush_file() {
-  fflush(dbg_out_file);
-  if (ftell(dbg_out_file) > file_limit_) {
+  if (fflush(dbg_out_file) != 0) {
+    file_error_ = errno;
+    close_file();
+  } else if (ftell(dbg_out_file) > file_limit_) {
     rename(file_path_.c_str(), (file_path_ + ".1").c_str());
     FILE *const anew = fopen(file_path_.c_str(), "ae");
     if (anew != nullptr) {

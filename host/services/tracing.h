@@ -11,6 +11,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace host::services {
 
@@ -69,8 +70,10 @@ class Tracing {
 
   // The output file (dbg_out_file): every message goes to its end while it is open. When it has grown past the limit it
   // is renamed, ".1" behind its name, in place of the one before it, and begun anew. Throws std::system_error.
+  // A file that cannot be written is closed; `take_file_error` then tells why, as an errno, once.
   void open_file(const std::string &path);
   void close_file();
+  int take_file_error() { return std::exchange(file_error_, 0); }
   void set_file_limit(long bytes) { file_limit_ = bytes; }
   void flush_file();
 
@@ -97,6 +100,7 @@ class Tracing {
   size_t capacity_ = kDefaultCapacity;
   std::string file_path_;
   long file_limit_ = 64L << 20;
+  int file_error_ = 0;
   std::deque<TraceRecord> ring_;
   std::deque<TraceRecord> failures_;
   uint64_t failure_count_ = 0;

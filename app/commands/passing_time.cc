@@ -1,0 +1,48 @@
+#include "app/commands/passing_time.h"
+
+#include <unistd.h>
+
+#include "app/serve/service.h"
+#include "app/terminal/signals.h"
+
+namespace app {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Lets the clock of a switch that does not serve go on by what `wait` takes.
+template <typename Wait>
+bool timed(Session &session, Wait wait) {
+  const Clock::time_point start = Clock::now();
+  const bool result = wait();
+  session.agent.advance(Clock::now() - start);
+  return result;
+}
+
+}  // namespace
+
+bool serves(const Session &session) {
+  return session.service != nullptr && session.service->runs();
+}
+
+bool pass_time(Session &session, std::chrono::milliseconds time) {
+  if (serves(session)) {
+    return session.service->serve_for(time);
+  }
+  return timed(session, [&] { return wait(time); });
+}
+
+bool key_within(Session &session, std::chrono::milliseconds time) {
+  if (!serves(session)) {
+    return timed(session, [&] { return input_within(STDIN_FILENO, time); });
+  }
+  for (const Clock::time_point end = Clock::now() + time; Clock::now() < end && !interrupted();) {
+    if (session.service->wait_for_input(STDIN_FILENO)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace app
