@@ -22,13 +22,16 @@ std::string_view second_word(std::string_view name) {
   return name.substr(std::min(first_word(name).size() + 1, name.size()));
 }
 
-Names first_words() {
-  Names names;
-  for (const CommandGroup &group : command_groups()) {
-    for (const Command &command : group.commands) {
-      names.insert(first_word(command.name));
+const Names &first_words() {
+  static const Names names = [] {
+    Names all;
+    for (const CommandGroup &group : command_groups()) {
+      for (const Command &command : group.commands) {
+        all.insert(first_word(command.name));
+      }
     }
-  }
+    return all;
+  }();
   return names;
 }
 

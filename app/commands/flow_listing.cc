@@ -50,8 +50,7 @@ void sort(std::vector<Listed> &flows, const Word &wanted) {
 }
 
 // The flows that the arguments select, in the order in which the hardware compares them unless they ask for another.
-std::vector<Listed> listed_flows(Session &session, Arguments &words) {
-  const FlowArguments arguments(words);
+std::vector<Listed> listed_flows(Session &session, const FlowArguments &arguments) {
   const Selection selection = parse_selection(arguments.line, arguments.start, session.device.interfaces());
   std::vector<Listed> flows;
   const auto entries = selected(session.agent.flows(), selection, arguments.strict);
@@ -68,7 +67,7 @@ std::vector<Listed> listed_flows(Session &session, Arguments &words) {
 }
 
 void list_flows(Session &session, Arguments &arguments) {
-  const std::vector<Listed> flows = listed_flows(session, arguments);
+  const std::vector<Listed> flows = listed_flows(session, FlowArguments(arguments));
   const auto on_cpu = std::ranges::count_if(flows, [](const Listed &each) { return is_on_cpu(each.entry->flow); });
   std::vector<Column> columns{{"Index", Column::Right},
                               {"Seq", Column::Right},
@@ -102,19 +101,29 @@ std::string duration_text(Time duration) {
   return text;
 }
 
-void dump_flows(Session &session, Arguments &arguments) {
+std::string statistics_text(Session &session, const TableEntry &entry) {
+  const Counts counts = entry.counts();
+  return concat("duration=", duration_text(session.agent.now() - entry.added), ", table=0, n_packets=", counts.packets,
+                ", n_bytes=", counts.bytes, ", ");
+}
+
+void dump_flows(Session &session, Arguments &words) {
   session.agent.refresh_counts();
-  const bool verbose = FlowArguments(arguments).verbose;
+  const FlowArguments arguments(words);
   for (const auto &[each, entry] : listed_flows(session, arguments)) {
-    const Counts counts = entry->counts();
-    *session.out << "cookie=" << hex(entry->flow.cookie)
-                 << ", duration=" << duration_text(session.agent.now() - entry->added)
-                 << ", table=0, n_packets=" << counts.packets << ", n_bytes=" << counts.bytes << ", "
-                 << flow_text(entry->flow) << '\n';
-    if (verbose) {
+    *session.out << "cookie=" << hex(entry->flow.cookie) << ", "
+                 << (arguments.no_stats ? "" : statistics_text(session, *entry)) << flow_text(entry->flow) << '\n';
+    if (arguments.verbose) {
       *session.out << "# " << to_text(placement_of(entry->flow)) << '\n';
     }
   }
+}
+
+void dump_tables(Session &session, Arguments &arguments) {
+  arguments.finish();
+  const TableStatistics statistics = session.agent.table_statistics();
+  *session.out << "table 0: active=" << statistics.active << ", max=" << FlowTable::kCapacity
+               << ", lookup=" << statistics.lookups << ", matched=" << statistics.matched << '\n';
 }
 
 void dump_aggregate(Session &session, Arguments &words) {
@@ -153,11 +162,13 @@ constexpr Command kCommands[] = {
      "of\n"
      "the latest collection.",
      list_flows, true},
-    {"dump-flows", "[SELECTION] [--strict] [--sort KEY] [-v]",
+    {"dump-flows", "[SELECTION] [--strict] [--no-stats] [--sort KEY] [-v]",
      "print flows as lines that 'add-flow' takes\n"
-     "The flows of 'flows', with cookies, timeouts and the counts of this moment; with -v, behind each who serves it:\n"
-     "the hardware, or the CPU, and why.",
+     "The flows of 'flows', with cookies, timeouts and, unless --no-stats says otherwise, the counts of this moment; "
+     "with\n"
+     "-v, behind each who serves it: the hardware, or the CPU, and why.",
      dump_flows, true},
+    {"dump-tables", "", "print how many packets were looked up, and how many met a flow", dump_tables},
     {"dump-aggregate", "[SELECTION]", "add up what flows have counted", dump_aggregate},
     {"dump-ports", "[PORT]", "print what the ports have counted", dump_ports, true},
 };

@@ -18,6 +18,9 @@ FlowArguments::FlowArguments(const Arguments &arguments) : line(arguments.line()
     } else if (word->text == "-v") {
       verbose = true;
       blank(*word);
+    } else if (word->text == "--no-stats") {
+      no_stats = true;
+      blank(*word);
     } else if (word->text == "--sort") {
       blank(*word);
       if (++word == words.end()) {

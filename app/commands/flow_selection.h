@@ -22,6 +22,7 @@ struct FlowArguments {
   size_t start;
   bool strict = false;              // --strict
   bool verbose = false;             // -v
+  bool no_stats = false;            // --no-stats
   std::optional<agent::Word> sort;  // --sort KEY
 
  private:

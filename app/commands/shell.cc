@@ -30,12 +30,13 @@ void list_commands(Session &session) {
   }
 }
 
-// Describes the commands whose names begin with the words given; returns how many there are.
-size_t describe(Session &session, std::string_view beginning) {
+// Describes the commands whose names begin with a text, up to the end of a word if it is a `whole` one; returns how
+// many there are.
+size_t describe(Session &session, const std::string &beginning, bool whole) {
   size_t found = 0;
   for (const CommandGroup &group : command_groups()) {
     for (const Command &command : group.commands) {
-      if (command.name == beginning || command.name.starts_with(concat(beginning, " "))) {
+      if (command.name == beginning || command.name.starts_with(whole ? beginning + " " : beginning)) {
         *session.out << session.style.heading(usage(command)) << '\n' << command.help << '\n';
         ++found;
       }
@@ -54,7 +55,7 @@ void help(Session &session, Arguments &arguments) {
   while (const auto word = arguments.next_if_any()) {
     name += concat(" ", word->text);
   }
-  if (describe(session, name) == 0) {
+  if (describe(session, name, true) == 0 && describe(session, name, false) == 0) {
     throw TextError(first.column, concat("unknown command '", name, "'; 'help' lists them all"));
   }
 }

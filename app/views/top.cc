@@ -49,6 +49,10 @@ void print_usage(std::ostream &out, Style style, host::Switch &device) {
   table.print(out, style);
 }
 
+uint64_t lost_of(const PortCounts &counts) {
+  return counts.rx_dropped + counts.rx_errors + counts.rx_overruns + counts.tx_dropped + counts.tx_errors;
+}
+
 // Rows by falling rate.
 template <typename Row>
 void sort_busiest(std::vector<std::pair<double, Row>> &rows) {
@@ -62,7 +66,7 @@ Top::Sample Top::take(host::Switch &device, Agent &agent) {
   Sample sample{
       agent.now(), statistics.lookups, statistics.lookups - statistics.matched, device.asic().lookups().to_cpu, {}, {}};
   for (const auto &[ifindex, port] : device.ports().ports()) {
-    sample.ports.emplace(ifindex, port.counts);
+    sample.ports.emplace(ifindex, agent.ports().find(ifindex)->counts);
   }
   for (const auto &[seq_no, entry] : agent.flows().entries()) {
     sample.flows.emplace(seq_no, entry.counts());
@@ -109,11 +113,10 @@ void Top::print_ports(std::ostream &out, Style style, host::Switch &device) cons
   std::vector<std::pair<double, std::vector<std::string>>> rows;
   for (const auto &[ifindex, counts] : now_.ports) {
     const auto found = before_.ports.find(ifindex);
-    const host::ports::Counts before = found == before_.ports.end() ? host::ports::Counts{} : found->second;
+    const PortCounts before = found == before_.ports.end() ? PortCounts{} : found->second;
     const double received = rate(counts.rx_packets, before.rx_packets);
     const double sent = rate(counts.tx_packets, before.tx_packets);
-    const double lost = rate(counts.rx_errors + counts.tx_dropped + counts.tx_errors,
-                             before.rx_errors + before.tx_dropped + before.tx_errors);
+    const double lost = rate(lost_of(counts), lost_of(before));
     rows.push_back({received + sent,
                     {interface_name(ifindex), scaled(received), scaled(8 * rate(counts.rx_bytes, before.rx_bytes)),
                      scaled(sent), scaled(8 * rate(counts.tx_bytes, before.tx_bytes)), scaled(lost),

@@ -25,7 +25,7 @@ class Top {
     uint64_t lookups = 0;
     uint64_t misses = 0;
     uint64_t to_cpu = 0;
-    std::map<uint32_t, host::ports::Counts> ports;      // by ifindex
+    std::map<uint32_t, agent::PortCounts> ports;        // by ifindex
     std::unordered_map<uint32_t, agent::Counts> flows;  // by sequence number
   };
 
