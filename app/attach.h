@@ -7,8 +7,9 @@
 
 namespace app {
 
-// Runs commands, or lines from the terminal or standard input, on the switch whose console is at `path`. The status that
-// the program ends with, 1 when a command failed; a std::runtime_error when there is no such switch, or when it is lost.
+// Runs commands, or lines from the terminal or standard input, on the switch whose console is at `path`. The status
+// that the program ends with, 1 when a command failed; a std::runtime_error when there is no such switch, or when it is
+// lost.
 int attach(const std::string &path, const std::optional<std::string> &commands);
 
 }  // namespace app
