@@ -165,7 +165,7 @@ void Explanation::print_hit(std::ostream &out, Style style) const {
     return;
   }
   const uint16_t index = candidates_.back().index;
-  const host::asic::Fate fate = device_.asic().fate_of(index, host::services::Interfaces::sdk_port(ifindex_));
+  const host::asic::Fate fate = *this->fate();
   out << style.good(record_text(index) + " matches") << ": ";
   if (const oftab_sw_entry_t *record = live_record_at(index)) {
     const auto flow = installed_flow(device_, *record).flow;
@@ -181,7 +181,10 @@ void Explanation::print_hit(std::ostream &out, Style style) const {
 }
 
 std::optional<host::asic::Fate> Explanation::fate() const {
-  return matched() ? std::optional(device_.asic().fate_of(candidates_.back().index)) : std::nullopt;
+  if (!matched()) {
+    return std::nullopt;
+  }
+  return device_.asic().fate_of(candidates_.back().index, host::services::Interfaces::sdk_port(ifindex_));
 }
 
 void Explanation::print_all(std::ostream &out, Style style) const {
