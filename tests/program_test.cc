@@ -233,15 +233,17 @@ const Invocation kInvocations[] = {
     {"ports_that_frames_came_in_by",
      {},
      "-c 'add-flow in_port=2,actions=output:2-3; add-flow in_port=3,actions=3; packet in_port=2; explain in_port=3; "
-     "add-flow actions=in_port'",
-     1,
+     "add-flow in_port=4,actions=in_port; packet in_port=4'",
+     0,
      "flow 1 added at index 2000\nflow 2 added at index 1999\n"
      "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64: matched flow 1 (index 2000, priority 32768): Eth1/3 "
      "(not back out of the port that it came in by)\n"
      "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64 into Eth1/3\n"
      "index 1999 (flow 2, priority 32768) matches: in_port=Eth1/3\n  multicast index 8193, through its tree\n"
-     "  no port (not back out of the port that it came in by)\n",
-     "-c:1:124: error: the hardware sends no packet back out of the port that it came in by\n"},
+     "  no port (not back out of the port that it came in by)\nflow 3 added at index 1998\n"
+     "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64: matched flow 3 (index 1998, priority 32768): on the "
+     "CPU: flow 3 (priority 32768): IN_PORT\n",
+     ""},
     {"text_for_the_terminal",
      {{"script",
        "echo \x1b[31m\necho \"a;b\" | cat; echo c | awk '{print $1; print \"d;e\"}'; echo f\n"
