@@ -15,6 +15,7 @@
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/counters.h"
 #include "oftab/oftab_main/reconcile.h"
+#include "oftab/oftab_main/tcam.h"
 #include "oftab/table.h"
 #include "oftab/trace.h"
 
@@ -84,18 +85,18 @@ class merge {
   // Places everything; returns the last index used (one below the start when nothing was placed), whole even where it
   // lies beyond the array.
   uint32_t run() {
-    while (flows_left_ > 0 && !passed_current_range() && next_record_ != current_.end()) {
+    while (flows_left_ > 0 && !has_passed_range(index_) && next_record_ != current_.end()) {
       if (!is_used(*next_record_)) {
         ++next_record_;
-      } else if (flow_goes_first()) {
+      } else if (flow_goes_first(*next_record_, index_)) {
         place_flow();
       } else {
-        place_record();
+        place_records(count_before_flow());
       }
     }
     while (next_record_ != current_.end()) {
       if (is_used(*next_record_)) {
-        place_record();
+        place_records(count_before_hole());
       } else {
         ++next_record_;
       }
@@ -107,12 +108,35 @@ class merge {
   }
 
  private:
-  bool passed_current_range() const { return oftab_hw_rsrc_g.current_table->tcam_end_idx < index_; }
+  static bool has_passed_range(uint32_t index) { return oftab_hw_rsrc_g.current_table->tcam_end_idx < index; }
 
   // Among equal priorities, the entry that need not move comes before the new flow, any other after it.
-  bool flow_goes_first() const {
-    return flow_->priority > next_record_->priority ||
-           (flow_->priority == next_record_->priority && next_record_->tcam_index != index_);
+  bool flow_goes_first(const oftab_sw_entry_t &record, uint32_t index) const {
+    return flow_->priority > record.priority || (flow_->priority == record.priority && record.tcam_index != index);
+  }
+
+  // Whether the entry `k` places behind the next one follows on it without a hole.
+  bool is_beside(uint32_t k) const {
+    return next_record_ + k != current_.end() && is_used(next_record_[k]) &&
+           next_record_[k].tcam_index == next_record_->tcam_index + k;
+  }
+
+  uint32_t count_before_hole() const {
+    uint32_t count = 1;
+    while (is_beside(count)) {
+      ++count;
+    }
+    return count;
+  }
+
+  // The entries side by side up to the one that the next flow goes before, or to the end of the old range.
+  uint32_t count_before_flow() const {
+    uint32_t count = 1;
+    while (is_beside(count) && !has_passed_range(index_ + count) &&
+           !flow_goes_first(next_record_[count], index_ + count)) {
+      ++count;
+    }
+    return count;
   }
 
   // The shadow record to fill next; null beyond the last index.
@@ -120,19 +144,29 @@ class merge {
     return index_ <= LAST_INDEX ? oftab_hw_rsrc_g.shadow_table->tcam_entry + index_ : nullptr;
   }
 
-  // An entry that is not at its index, after a failure, is written as if it moved.
-  void place_record() {
-    oftab_sw_entry_t *slot = free_slot();
-    if (slot != nullptr) {
-      *slot = *next_record_;
-      if (slot->tcam_index != index_ || is_write_due(*slot)) {
-        set_flags(*slot, OFTAB_ENTRY_MOVED);
+  // Entries side by side are copied in one piece: a request leaves most of the table together.
+  void place_records(uint32_t count) {
+    if (oftab_sw_entry_t *slots = free_slot()) {
+      const uint32_t room = OFTAB_FLOW_CAPACITY - index_;
+      const uint32_t fitting = count < room ? count : room;
+      memcpy(slots, next_record_, fitting * sizeof *slots);
+      if (slots->tcam_index != index_ || is_unsettled()) {
+        move(slots, fitting);
       }
-      slot->tcam_index = static_cast<uint16_t>(index_);
-      count_placed();
+      count_placed(fitting);
     }
-    ++next_record_;
-    ++index_;
+    next_record_ += count;
+    index_ += count;
+  }
+
+  // An entry that is not at its index, after a failure, is written as if it moved.
+  void move(oftab_sw_entry_t *slots, uint32_t count) const {
+    for (uint32_t k = 0; k < count; ++k) {
+      if (slots[k].tcam_index != index_ + k || is_write_due(slots[k])) {
+        set_flags(slots[k], OFTAB_ENTRY_MOVED);
+      }
+      slots[k].tcam_index = static_cast<uint16_t>(index_ + k);
+    }
   }
 
   void place_flow() {
@@ -145,7 +179,7 @@ class merge {
       response_->status = status;
     }
     if (status == OFTAB_OK) {
-      count_placed();
+      count_placed(1);
     }
     if (status == OFTAB_OK || slot == nullptr) {
       ++index_;
@@ -175,10 +209,10 @@ class merge {
     return OFTAB_OK;
   }
 
-  void count_placed() {
+  static void count_placed(uint32_t count) {
     oftab_tcam_tbl_t &shadow = *oftab_hw_rsrc_g.shadow_table;
-    ++shadow.entries_allocated;
-    --shadow.free_entries;
+    shadow.entries_allocated = static_cast<uint16_t>(shadow.entries_allocated + count);
+    shadow.free_entries = static_cast<uint16_t>(shadow.free_entries - count);
   }
 
   uint32_t index_;  // the next TCAM index to fill
