@@ -44,14 +44,14 @@ bool keeps_last_copy(const AuditContext &context, uint16_t index) {
   const asic::Tcam &tcam = context.asic.tcam();
   return std::ranges::any_of(context.table.used(), [&](const auto &used) {
     const auto &[place, entry] = used;
-    return place != index && is_copy_of(tcam.at(index), *entry) && !is_copy_of(tcam.at(place), *entry);
+    return place != index && was_copy_of(tcam.at(index), *entry) && !is_copy_of(tcam.at(place), *entry);
   });
 }
 
 // Whether the index was to hold the flow, be it with another action.
 bool was_refused(const asic::Tcam &tcam, uint16_t index, const Entry &entry, bool other_match) {
   const asic::Record *refused = tcam.refused_at(index);
-  return refused != nullptr && is_copy_of(*refused, entry) &&
+  return refused != nullptr && was_copy_of(*refused, entry) &&
          (other_match ||
           (*refused != tcam.at(index) && (same_result(*refused, entry) || keeps_action(*refused, entry))));
 }

@@ -59,6 +59,16 @@ bool is_copy_of(const asic::Record &record, const oftab_sw_entry_t &entry) {
   return same_match(record, entry) && counter_named_by(record) == entry.stats_id;
 }
 
+bool was_copy_of(asic::Record record, oftab_sw_entry_t entry) {
+  const auto forget_interface = [](auto &each) {
+    hw::set(std::data(each.key), hw::ip_key::l2lif, 0);
+    hw::set(std::data(each.mask), hw::ip_key::l2lif, 0);
+  };
+  forget_interface(record);
+  forget_interface(entry.hw);
+  return is_copy_of(record, entry);
+}
+
 bool same_result(const asic::Record &record, const oftab_sw_entry_t &entry) {
   return std::ranges::equal(record.result, entry.hw.result);
 }
@@ -135,19 +145,9 @@ bool TableSnapshot::is_stray(uint16_t index) const {
   return not_restored || !is_copy_of(tcam(index), entry);
 }
 
-// Of a flow whose interface may have got another id since.
 bool TableSnapshot::is_copy(uint16_t index) const {
-  const auto on_any_interface = [](auto record) {
-    hw::set(std::data(record.key), hw::ip_key::l2lif, 0);
-    hw::set(std::data(record.mask), hw::ip_key::l2lif, 0);
-    return record;
-  };
-  const asic::Record record = on_any_interface(tcam(index));
-  return std::ranges::any_of(used_, [&](const auto &used) {
-    oftab_sw_entry_t entry = *used.second;
-    entry.hw = on_any_interface(entry.hw);
-    return used.first != index && is_copy_of(record, entry);
-  });
+  return std::ranges::any_of(
+      used_, [&](const auto &used) { return used.first != index && was_copy_of(tcam(index), *used.second); });
 }
 
 void TableSnapshot::find_strays() {

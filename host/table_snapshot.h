@@ -25,6 +25,8 @@ std::string flow_at(uint16_t index, const oftab_sw_entry_t &entry);
 bool same_match(const asic::Record &record, const oftab_sw_entry_t &entry);
 // The same match and the same counter: the entry's, be it with another action.
 bool is_copy_of(const asic::Record &record, const oftab_sw_entry_t &entry);
+// The same of a flow whose interface may have got another id since.
+bool was_copy_of(asic::Record record, oftab_sw_entry_t entry);
 bool same_result(const asic::Record &record, const oftab_sw_entry_t &entry);
 
 // Whether a modification that failed explains the record: the table's lost its action, the hardware's kept it.

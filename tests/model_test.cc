@@ -4,11 +4,10 @@
 // one that was granted, the model takes over what failures explain. Until the next flow request that nothing disturbs,
 // table and TCAM may differ in the ways that the audit knows; then nothing is left but what the SDK did not take back.
 //
-// OFTAB_SEED=n replays history n, OFTAB_ROUNDS=n runs n histories (each of kSteps steps).
+// The same 200 histories each time; OFTAB_SEED=n replays history n, OFTAB_ROUNDS=n runs n (each of kSteps steps).
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
-#include <random>
 #include <span>
 #include <sstream>
 
@@ -465,7 +464,7 @@ uint64_t number_from_environment(const char *name, uint64_t otherwise) {
 
 TEST(Model, AgreesWithTheSwitchThroughRandomHistories) {
   const bool replay = getenv("OFTAB_SEED") != nullptr;
-  const uint64_t first_seed = number_from_environment("OFTAB_SEED", std::random_device()());
+  const uint64_t first_seed = number_from_environment("OFTAB_SEED", 1);
   const uint64_t rounds = number_from_environment("OFTAB_ROUNDS", replay ? 1 : 200);
   printf("OFTAB_SEED=%llu OFTAB_ROUNDS=%llu\n", static_cast<unsigned long long>(first_seed),
          static_cast<unsigned long long>(rounds));
