@@ -1,6 +1,7 @@
 #include "agent/text.h"
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <charconv>
 #include <cstdio>
@@ -19,9 +20,25 @@ size_t end_of_word(std::string_view line, size_t start) {
   return at;
 }
 
-bool is_control(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return (byte < 0x20 && c != '\t') || byte == 0x7F;
+// How many bytes the character has that `text` begins with, in UTF-8; 0 if it is none, or a control character.
+size_t printable_length(std::string_view text) {
+  constexpr uint32_t lowest[] = {0x20, 0, 0xA0, 0x800, 0x10000};  // by leading ones; 0x80 to 0x9F are controls
+  const auto lead = static_cast<uint8_t>(text.front());
+  const auto ones = static_cast<size_t>(std::countl_one(lead));
+  const size_t length = std::max(ones, size_t{1});
+  if (ones == 1 || ones > 4 || length > text.size()) {
+    return 0;
+  }
+  uint32_t code = lead & 0x7FU >> ones;
+  for (const char c : text.substr(1, length - 1)) {
+    const auto byte = static_cast<uint8_t>(c);
+    if (std::countl_one(byte) != 1) {
+      return 0;
+    }
+    code = code << 6 | (byte & 0x3FU);
+  }
+  const bool wrong = code < lowest[ones] || code == 0x7F || code >> 11 == 0xD800 >> 11 || code > 0x10FFFF;
+  return wrong && lead != '\t' ? 0 : length;
 }
 
 }  // namespace
@@ -68,8 +85,11 @@ std::string_view without_comment(std::string_view line) {
 
 std::string escaped(std::string_view text) {
   std::string plain;
-  for (const char c : text) {
-    plain += is_control(c) ? concat("\\x", hex(static_cast<unsigned char>(c), 2).substr(2)) : std::string(1, c);
+  while (!text.empty()) {
+    const size_t length = printable_length(text);
+    plain += length == 0 ? concat("\\x", hex(static_cast<uint8_t>(text.front()), 2).substr(2))
+                         : std::string(text.substr(0, length));
+    text.remove_prefix(std::max(length, size_t{1}));
   }
   return plain;
 }

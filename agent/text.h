@@ -50,7 +50,7 @@ SplitWord split_at(const Word &word, char separator);
 // `line` without its comment: '#' and what follows, wherever it stands outside quotes. A TextError for an open quote.
 std::string_view without_comment(std::string_view line);
 
-// Text from a file for people: control characters (but tabs) as "\x1b".
+// Text from a file for people: control characters (but tabs) and bytes that are no UTF-8 as "\x1b".
 std::string escaped(std::string_view text);
 
 bool same_ignoring_case(std::string_view left, std::string_view right);
