@@ -158,7 +158,8 @@ void dump_ports(Session &session, Arguments &arguments) {
 constexpr Command kCommands[] = {
     {"flows", "[SELECTION] [--sort KEY]",
      "list flows, all or those named as in 'del-flow'\n"
-     "In the order in which the hardware compares them, or by KEY: seq, priority, packets or bytes. Counts are those "
+     "In the order in which the hardware compares them, or by KEY: index, seq, priority, packets or bytes. Counts are "
+     "those "
      "of\n"
      "the latest collection.",
      list_flows, true},
@@ -188,6 +189,14 @@ std::string flow_text(const Flow &flow) {
   text += concat("priority=", priority_of(flow));
   text += flow.match == Match{} ? "" : concat(",", to_text(flow.match));
   return concat(text, " actions=", to_text(flow.actions));
+}
+
+std::set<std::string> sort_keys() {
+  std::set<std::string> names;
+  for (const SortKey &key : kSortKeys) {
+    names.emplace(key.name);
+  }
+  return names;
 }
 
 std::string range_text() {

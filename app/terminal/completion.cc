@@ -4,9 +4,12 @@
 #include <cctype>
 #include <filesystem>
 #include <span>
+#include <utility>
 #include <vector>
 
+#include "agent/interface_names.h"
 #include "app/commands/command.h"
+#include "app/commands/flow_listing.h"
 #include "app/syntax/action_syntax.h"
 #include "app/syntax/flow_syntax.h"
 #include "app/syntax/match_syntax.h"
@@ -112,6 +115,14 @@ Choices items(const Choices &words, std::span<const Word> arguments, std::string
   return choices;
 }
 
+Choices ports() {
+  Choices names;
+  for (uint32_t slot = 0; slot < host::services::Interfaces::kPorts; ++slot) {
+    names.insert(interface_name(host::services::Interfaces::port_ifindex(slot)));
+  }
+  return names;
+}
+
 Choices description_words() {
   Choices words = match_words();
   words.insert("len=");
@@ -135,6 +146,12 @@ Choices choices_of(std::string_view alternative, const Typing &typing) {
   if (alternative == "CALL") {
     const auto names = host::services::Faults::names();
     return {names.begin(), names.end()};
+  }
+  if (alternative == "PORT" || alternative == "PORT...") {
+    return ports();
+  }
+  if (alternative == "KEY") {
+    return sort_keys();
   }
   if (alternative == "FLOW" || alternative == "SELECTION") {
     return items(flow_words(), typing.arguments, typing.typed);
@@ -175,16 +192,39 @@ bool is_option(std::string_view word) {
 // Whether a place takes all that is behind it.
 bool takes_the_rest(std::string_view place) {
   const std::string_view name = without_brackets(place);
-  return name == "COMMAND" || name == "FLOW" || name == "SELECTION";
+  return name == "COMMAND" || name == "FLOW" || name == "SELECTION" || name.ends_with("...");
+}
+
+// An option with a value of its own, which is the place behind it: "[--sort KEY]".
+bool takes_value(std::string_view place) {
+  return place.starts_with("[--") && !place.ends_with(']');
+}
+
+// The value of the option that was typed last; none where it takes none.
+Choices value_choices(std::span<const std::string> places, const Typing &typing) {
+  for (size_t i = 0; i + 1 < places.size() && !typing.arguments.empty(); ++i) {
+    if (takes_value(places[i]) && typing.arguments.back().text == without_brackets(places[i])) {
+      return choices_at(places[i + 1], typing);
+    }
+  }
+  return {};
 }
 
 // Options can be taken anywhere, the other places in their order.
 Choices argument_choices(const Command &command, const Typing &typing) {
   const auto given = static_cast<size_t>(
       std::ranges::count_if(typing.arguments, [](const Word &word) { return !is_option(word.text); }));
-  Choices choices;
+  const std::vector<std::string> all = places(command);
+  Choices choices = value_choices(all, typing);
+  if (!choices.empty()) {
+    return choices;
+  }
   size_t position = 0;
-  for (const std::string &place : places(command)) {
+  bool value = false;
+  for (const std::string &place : all) {
+    if (std::exchange(value, takes_value(place))) {
+      continue;
+    }
     const bool option = is_option(without_brackets(place));
     const bool rest = takes_the_rest(place) && position <= given;
     if (option || rest || position == given) {
