@@ -85,7 +85,11 @@ Masked read_vlan(const Word &value, const Interfaces &) {
 }
 
 Masked read_vlan_vid(const Word &value, const Interfaces &) {
-  const uint64_t number = number_in(value, 0, 0x1FFF, "vlan_vid");
+  const SplitWord parts = split_at(value, '/');
+  const uint64_t number = number_in(parts.before, 0, 0x1FFF, "vlan_vid");
+  if (parts.behind && number_in(*parts.behind, 0, 0x1FFF, "vlan_vid's mask") != 0x1FFF) {
+    throw TextError(parts.behind->column, "the hardware matches the whole of a VLAN id: vlan_vid's mask is 0x1fff");
+  }
   if (number == 0) {
     return {kUntagged, kExactVlan};
   }
@@ -140,7 +144,8 @@ std::string port_text(const Masked &field) {
 }
 
 std::string masked_mac_text(const Masked &field) {
-  return field.mask == kExactMac ? mac_text(field.value) : concat(mac_text(field.value), "/", mac_text(field.mask));
+  return (field.mask & kExactMac) == kExactMac ? mac_text(field.value)
+                                               : concat(mac_text(field.value), "/", mac_text(field.mask));
 }
 
 std::string masked_ip_text(const Masked &field) {

@@ -18,8 +18,14 @@ constexpr std::string_view kLater[] = {
     "ct_state",    "ct_zone",     "ct_mark",   "ct_label", "pkt_mark",  "in_port_oxm",
 };
 
+// "reg0", "xreg1", "xxreg2".
+bool is_register(std::string_view name) {
+  name.remove_prefix(std::min(name.find_first_not_of('x'), name.size()));
+  return name.starts_with("reg") && read_number(name.substr(3));
+}
+
 [[noreturn]] void refuse(const Word &name) {
-  if (std::find(std::begin(kLater), std::end(kLater), name.text) != std::end(kLater)) {
+  if (is_register(name.text) || std::find(std::begin(kLater), std::end(kLater), name.text) != std::end(kLater)) {
     throw TextError(name.column, concat("OpenFlow 1.0 cannot match ", quoted(name)));
   }
   throw TextError(name.column, "unknown field " + quoted(name));
