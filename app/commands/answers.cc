@@ -23,7 +23,7 @@ namespace {
 Explanation explanation_of_captured(Session &session, Arguments &arguments) {
   const std::string path = next_file(session, arguments);
   const Word port = arguments.take_option("in_port").value_or(Word{"1", 1});
-  const std::vector<CapturedPacket> packets = read_capture(path);
+  const std::vector<CapturedPacket> packets = captured_packets(path);
   if (packets.empty()) {
     throw CommandError(path + " has no packets");
   }

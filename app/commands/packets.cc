@@ -1,5 +1,6 @@
 // Commands that send packets into the switch.
 #include <algorithm>
+#include <filesystem>
 #include <iomanip>
 
 #include "agent/fields.h"
@@ -47,7 +48,7 @@ void send_capture(Session &session, Arguments &arguments) {
   arguments.finish();
   const uint32_t ifindex = interface_named(port, session.device.interfaces());
   TrafficSummary summary;
-  const std::vector<CapturedPacket> packets = read_capture(path);
+  const std::vector<CapturedPacket> packets = captured_packets(path);
   size_t number = 0;
   for (const CapturedPacket &packet : packets) {
     if (interrupted()) {
@@ -100,6 +101,15 @@ constexpr Command kCommands[] = {
 bool is_description(std::string_view word) {
   const std::string_view first = word.substr(0, word.find(','));
   return first.find('=') != std::string_view::npos || shorthand_named(first) != nullptr;
+}
+
+std::vector<CapturedPacket> captured_packets(const std::string &path) {
+  if (path != "-" && !std::filesystem::exists(path)) {
+    throw CommandError(path +
+                       ": No such file or directory; a packet is one of a capture, or described by its fields: "
+                       "in_port=3,tcp,nw_dst=10.0.0.1");
+  }
+  return read_capture(path);
 }
 
 std::span<const Command> packet_commands() {

@@ -2,12 +2,19 @@
 #ifndef APP_COMMANDS_PACKETS_H
 #define APP_COMMANDS_PACKETS_H
 
+#include <string>
 #include <string_view>
+#include <vector>
+
+#include "app/syntax/capture.h"
 
 namespace app {
 
 // Whether a word begins the description of a packet, which has fields; anything else names a capture.
 bool is_description(std::string_view word);
+
+// The packets of a capture. A CommandError when it cannot be read.
+std::vector<CapturedPacket> captured_packets(const std::string &path);
 
 }  // namespace app
 
