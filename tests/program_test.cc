@@ -194,19 +194,33 @@ const Invocation kInvocations[] = {
      "cookie=0x0, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=32768,tcp actions=drop\n",
      "-c:1: error: .: Is a directory\nbad:2:29: error: a port is a number from 1 to 48, not '49'\n"
      "-c:1: error: bad cannot be loaded; the set-up is what it was\n"},
+    {"every_action_saved",
+     {{"a.flows",
+       "priority=9,arp actions=mod_vlan_vid:5,mod_vlan_pcp:3,mod_dl_src:00:01:02:03:04:05,mod_dl_dst:00:00:00:00:00:00,"
+       "mod_nw_src:10.0.0.1,mod_nw_dst:0.0.0.0,mod_nw_tos:32,mod_tp_src:1,mod_tp_dst:65535,output:Eth1/1-3,pc1\n"
+       "priority=8,arp actions=strip_vlan,enqueue:Eth1/4:7,IN_PORT,FLOOD,ALL,LOCAL,normal,controller:64\n"
+       "priority=7,arp actions=controller(app=3,max_len=9)\npriority=6,arp actions=output:Eth1/2,controller(app=3)\n"
+       "priority=5,arp actions=drop\n"}},
+     "-c 'port-channel create 1; add-flows a.flows; diff-flows a.flows; catch-all controller; catch-all drop; "
+     "save b; load b; save c; reset; load c; diff-flows a.flows' >out && cmp b c && grep catch-all c",
+     0,
+     "catch-all controller\ncatch-all drop\n"},
     {"shortened_names",
      {},
-     "--keep-going -c 'tab | head -1; sh pol; explain all in_port=1; add arp,actions=drop; port-channel joi 1 2; show; "
+     "--keep-going -c 'q; exi; tab | head -1; sh pol; explain all in_port=1; add arp,actions=drop; port-channel joi 1 "
+     "2; show; "
      "tr off ring'",
      1,
      "Flows                0\n"
      "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64 into Eth1/1\n"
      "index 4095 (the catch-all entry) matches: everything that is left\n  dropped\n",
-     "-c:1:16: error: 'sh' can be shadowed, show\n"
-     "-c:1:47: error: 'add' can be add-flow, add-flows\n"
-     "-c:1:86: error: pc1 does not exist\n"
-     "-c:1:91: error: 'show' needs one of its commands behind it; try 'help show'\n"
-     "-c:1:97: error: 'tr' can be trace, trees\n"},
+     "-c:1:1: error: 'q' is too short: 'quit' is typed whole\n"
+     "-c:1:4: error: 'exi' is too short: 'exit' is typed whole\n"
+     "-c:1:24: error: 'sh' can be shadowed, show\n"
+     "-c:1:55: error: 'add' can be add-flow, add-flows\n"
+     "-c:1:94: error: pc1 does not exist\n"
+     "-c:1:99: error: 'show' needs one of its commands behind it; try 'help show'\n"
+     "-c:1:105: error: 'tr' can be trace, trees\n"},
     {"what_the_hardware_refuses_to_erase",
      {},
      "--keep-going -c 'add-flow seq=1,actions=1; fault qtr_custom_cache_unified_entry_set always; del-flow seq=1; map'",
@@ -246,12 +260,15 @@ const Invocation kInvocations[] = {
      ""},
     {"text_for_the_terminal",
      {{"script",
-       "echo \x1b[31m\necho \"a;b\" | cat; echo c | awk '{print $1; print \"d;e\"}'; echo f\n"
+       "echo \x1b[31m\necho gr\u00f6\u00dfe \u4e2d \U0001f600 \xc2\x9b"
+       "31m \xff \xc0\xaf \xed\xa0\x80 \xe4\xb8\n"
+       "echo p | (cat; echo q); echo \"a;b\" | cat; echo c | awk '{print $1; print \"d;e\"}'; echo f\n"
        "trace on file /dev/full\ndel-flows\nadd-flow actions=1\ndel-flows\n"}},
      "run script",
      1,
-     "\\x1b[31m\na;b\nc\nd;e\nf\n0 flows deleted\nflow 1 added at index 2000\n",
-     "script:5: error: the trace file cannot be written, and is closed: No space left on device\n"},
+     "\\x1b[31m\ngr\u00f6\u00dfe \u4e2d \U0001f600 \\xc2\\x9b31m \\xff \\xc0\\xaf \\xed\\xa0\\x80 "
+     "\\xe4\\xb8\np\nq\na;b\nc\nd;e\nf\n0 flows deleted\nflow 1 added at index 2000\n",
+     "script:6: error: the trace file cannot be written, and is closed: No space left on device\n"},
     {"not_booted",
      {},
      "--no-boot -c 'echo on; add-flow actions=drop'",

@@ -96,6 +96,7 @@ struct Command {
   void (*run)(Session &session, Arguments &arguments);
   bool long_output = false;  // worth a pager
   bool live = false;         // drawn anew each second where the output is a terminal
+  bool typed_whole = false;  // its name cannot be shortened
 };
 
 struct CommandGroup {
@@ -110,7 +111,7 @@ std::span<const CommandGroup> command_groups();
 std::vector<const Command *> commands_beginning(const agent::Word &word);
 
 // The command that begins at byte `start` of a line, and where its arguments begin. Words of its name can be shortened
-// as long as they are unique. A TextError when there is none, or more than one.
+// as long as they are unique, unless it is to be typed whole. A TextError when there is none, or more than one.
 struct FoundCommand {
   const Command *command;
   size_t arguments;

@@ -137,6 +137,10 @@ FoundCommand find_command(std::string_view line, size_t start) {
   if (commands.empty()) {
     refuse_first(words[0]);
   }
+  if (commands.front()->typed_whole && words[0].text != commands.front()->name) {
+    throw TextError(words[0].column,
+                    concat(quoted(words[0]), " is too short: '", commands.front()->name, "' is typed whole"));
+  }
   const Word behind = words.size() > 1 ? words[1] : Word{};
   const Command *alone = named(commands, "");
   if (alone != nullptr && (behind.text.empty() || named(commands, behind.text) == nullptr)) {

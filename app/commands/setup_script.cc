@@ -1,6 +1,7 @@
 #include "app/commands/setup_script.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "agent/hardware.h"
 #include "agent/interface_names.h"
@@ -125,7 +126,10 @@ void write_setup(std::ostream &out, const Session &session) {
     out << "interface add" << listed(occupants) << '\n';
   }
   HardwareActions catch_all = actions_of(oftab_hw_rsrc_g.catch_all_entry, interfaces);
-  catch_all.copy_to_controller = false;
+  // Copies to the controller, once asked for, stay when the catch-all is given another action.
+  if (std::exchange(catch_all.copy_to_controller, false)) {
+    out << "catch-all controller\n";
+  }
   out << "catch-all " << to_text(catch_all) << '\n';
   write_flows(out, session);
 }

@@ -109,8 +109,11 @@ constexpr Command kCommands[] = {
      "While it waits, the switch's clock goes on as well: counters are collected.",
      watch},
     {"?", "[COMMAND]", "the same as 'help'", help, true},
-    {"exit", "", "the same as 'quit'", quit},
-    {"quit", "", "leave; so does the end of the input", quit},
+    {"exit", "", "the same as 'quit'", quit, false, false, true},
+    {"quit", "",
+     "leave; so does the end of the input\n"
+     "Unlike the names of other commands, 'quit' and 'exit' are typed whole: a 'q' meant for a pager ends no switch.",
+     quit, false, false, true},
 };
 
 }  // namespace

@@ -30,10 +30,13 @@ size_t end_of_command(std::string_view line, size_t start) {
   return at;
 }
 
-// Where the part of the system's shell that begins at `start` ends: at a ';' that it would not take for its own.
+// Where the part of the system's shell that begins at `start` ends: at a ';' that it would not take for its own, as it
+// would inside quotes and parentheses.
 size_t end_of_shell(std::string_view line, size_t start) {
   size_t at = start;
-  while (at < line.size() && line[at] != ';') {
+  int open = 0;
+  while (at < line.size() && (line[at] != ';' || open > 0)) {
+    open += line[at] == '(' ? 1 : line[at] == ')' ? -1 : 0;
     if (line[at] == '"' || line[at] == '\'') {
       at = std::min(line.find(line[at], at + 1), line.size() - 1);
     } else if (line[at] == '\\') {
