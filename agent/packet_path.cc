@@ -58,39 +58,48 @@ size_t PacketIn::length_to_send(uint16_t miss_send_len) const {
   return std::min<size_t>(frame.size(), reason == Reason::NoMatch ? miss_send_len : max_len);
 }
 
+// Frames that come in or leave by a member of a port channel are the port channel's as well.
+template <typename Change>
+void PacketPath::count(uint32_t ifindex, Change change) {
+  if (Port *port = ports_.find(ifindex)) {
+    change(port->counts);
+  }
+  const uint32_t logical = logical_port(ifindex);
+  if (Port *channel = logical == ifindex ? nullptr : ports_.find(logical)) {
+    change(channel->counts);
+  }
+}
+
 void PacketPath::receive(uint32_t ifindex, Frame frame) {
-  Port *port = ports_.find(ifindex);
-  if (port == nullptr) {
+  if (ports_.find(ifindex) == nullptr) {
     return;
   }
-  ++port->counts.rx_packets;
-  port->counts.rx_bytes += frame.size();
-  if (ports_.receives(ifindex, frame)) {
+  const bool taken = ports_.receives(ifindex, frame);
+  count(ifindex, [&](PortCounts &counts) {
+    ++counts.rx_packets;
+    counts.rx_bytes += frame.size();
+    counts.rx_dropped += taken ? 0 : 1;
+  });
+  if (taken) {
     look_up(ifindex, frame);
-  } else {
-    ++port->counts.rx_dropped;
   }
 }
 
 void PacketPath::refuse(uint32_t ifindex) {
-  if (Port *port = ports_.find(ifindex)) {
-    ++port->counts.rx_errors;
-  }
+  count(ifindex, [](PortCounts &counts) { ++counts.rx_errors; });
 }
 
 void PacketPath::overrun(uint32_t ifindex, uint64_t frames) {
-  if (Port *port = ports_.find(ifindex)) {
-    port->counts.rx_overruns += frames;
-  }
+  count(ifindex, [frames](PortCounts &counts) { counts.rx_overruns += frames; });
 }
 
 // It was counted as sent.
 void PacketPath::not_sent(uint32_t ifindex, size_t bytes) {
-  if (Port *port = ports_.find(ifindex)) {
-    --port->counts.tx_packets;
-    port->counts.tx_bytes -= bytes;
-    ++port->counts.tx_errors;
-  }
+  count(ifindex, [bytes](PortCounts &counts) {
+    --counts.tx_packets;
+    counts.tx_bytes -= bytes;
+    ++counts.tx_errors;
+  });
 }
 
 // The hardware does not know of ports that no packet comes in by.
@@ -112,7 +121,7 @@ void PacketPath::look_up(uint32_t in_port, Frame frame) {
 
 void PacketPath::act(const Packet &packet, Frame frame, const host::asic::Fate &fate) {
   for (const uint8_t sdk_port : fate.sdk_ports) {
-    transmit(sdk_port_ifindex(sdk_port), frame);
+    leave_by(sdk_port_ifindex(sdk_port), frame);
   }
   if (fate.verdict == host::asic::Verdict::Forward && !fate.is_trapped()) {
     forward_normally(packet.ifindex, packet.header, frame);
@@ -183,9 +192,7 @@ void PacketPath::output(const Action &action, uint32_t in_port, Frame frame) {
       return report(
           {.in_port = in_port, .reason = PacketIn::Reason::Action, .max_len = action.max_len, .frame = frame});
     default:
-      if (port != in_port) {
-        transmit(port, frame);
-      }
+      return replicate(port, in_port, frame);
   }
 }
 
@@ -208,28 +215,35 @@ void PacketPath::flood(uint32_t in_port, Frame frame, bool all) {
 
 // Of a port channel, the first member that can send does.
 void PacketPath::transmit(uint32_t ifindex, Frame frame) {
-  Port *port = ports_.find(ifindex);
-  if (port == nullptr) {
-    return;
+  const std::vector<uint32_t> ports = ports_.behind(ifindex);
+  const auto first = std::ranges::find_if(ports, [this](uint32_t each) { return ports_.sends(each); });
+  if (ports_.sends(ifindex) && first != ports.end()) {
+    leave_by(*first, frame);
+  } else {
+    count(ifindex, [](PortCounts &counts) { ++counts.tx_dropped; });
   }
-  if (!ports_.sends(ifindex)) {
-    ++port->counts.tx_dropped;
-    return;
-  }
-  if (host::services::Interfaces::pc_number(ifindex)) {
-    const std::vector<uint32_t> members = device_.interfaces().members(ifindex);
-    const auto member = std::ranges::find_if(members, [this](uint32_t each) { return ports_.sends(each); });
-    if (member == members.end()) {
-      ++port->counts.tx_dropped;
-      return;
+}
+
+// As the hardware sends: of a port channel, each member does, but nothing goes back.
+void PacketPath::replicate(uint32_t ifindex, uint32_t in_port, Frame frame) {
+  if (ifindex != in_port) {
+    for (const uint32_t each : ports_.behind(ifindex)) {
+      if (each != in_port) {
+        leave_by(each, frame);
+      }
     }
-    ++port->counts.tx_packets;
-    port->counts.tx_bytes += frame.size();
-    return transmit(*member, frame);
   }
-  ++port->counts.tx_packets;
-  port->counts.tx_bytes += frame.size();
-  if (wire_ != nullptr) {
+}
+
+// By a front-panel port.
+void PacketPath::leave_by(uint32_t ifindex, Frame frame) {
+  const bool leaves = ports_.sends(ifindex);
+  count(ifindex, [&](PortCounts &counts) {
+    counts.tx_packets += leaves ? 1 : 0;
+    counts.tx_bytes += leaves ? frame.size() : 0;
+    counts.tx_dropped += leaves ? 0 : 1;
+  });
+  if (leaves && wire_ != nullptr) {
     wire_->transmit(ifindex, frame);
   }
 }

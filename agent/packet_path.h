@@ -80,7 +80,8 @@ class PacketPath : public host::ports::Receiver {
   // How many packets a second reach the CPU. What is dropped is counted by its port.
   Guard &guard() { return guard_; }
 
-  // Packets that the CPU alone looked up, and those that met no flow of the table where the hardware had one for them.
+  // Packets that the CPU alone looked up, and those that met no flow of the table where the hardware had one for them:
+  // there was none, or they were dropped before it was sought.
   uint64_t looked_up() const { return looked_up_; }
   uint64_t missed() const { return missed_; }
 
@@ -100,9 +101,13 @@ class PacketPath : public host::ports::Receiver {
   void output(const Action &action, uint32_t in_port, Frame frame);
   void flood(uint32_t in_port, Frame frame, bool all);
   void transmit(uint32_t ifindex, Frame frame);
+  void replicate(uint32_t ifindex, uint32_t in_port, Frame frame);
+  void leave_by(uint32_t ifindex, Frame frame);
   void forward_normally(uint32_t in_port, const host::asic::PacketHeader &packet, Frame frame);
   uint32_t logical_port(uint32_t ifindex) const;
   void report(PacketIn packet);
+  template <typename Change>
+  void count(uint32_t ifindex, Change change);
 
   host::Switch &device_;
   FlowTable &flows_;

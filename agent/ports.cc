@@ -67,11 +67,19 @@ std::vector<PortChange> Ports::refresh() {
   return changes;
 }
 
+// A port channel may be gone before that is noticed.
+std::vector<uint32_t> Ports::behind(uint32_t ifindex) const {
+  if (!Interfaces::pc_number(ifindex)) {
+    return {ifindex};
+  }
+  return interfaces_.exists(ifindex) ? interfaces_.members(ifindex) : std::vector<uint32_t>{};
+}
+
 host::ports::LinkState Ports::link_of(uint32_t ifindex, const host::ports::FrontPanel &panel) const {
   if (Interfaces::port_slot(ifindex)) {
     return panel.link(ifindex).value_or(kSimulatedLink);
   }
-  const std::vector<uint32_t> members = interfaces_.members(ifindex);
+  const std::vector<uint32_t> members = behind(ifindex);
   host::ports::LinkState link = kSimulatedLink;
   link.up = members.empty() || std::ranges::any_of(members, [this](uint32_t member) { return has_link(member); });
   return link;

@@ -80,6 +80,9 @@ class Ports {
   // is up as long as one of them is.
   std::vector<PortChange> follow(const host::ports::FrontPanel &panel);
 
+  // The front-panel ports behind a port: itself, or the members of a port channel, none once that is gone.
+  std::vector<uint32_t> behind(uint32_t ifindex) const;
+
   // Whether a frame that comes in by the port is taken, and whether frames leave by it, whose link must be up. Members
   // of a port channel are told for themselves.
   bool receives(uint32_t ifindex, std::span<const uint8_t> frame) const;

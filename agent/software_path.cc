@@ -24,6 +24,7 @@ void PacketPath::admit(const Packet &packet, Frame frame) {
   if (guard_.admits_packet(now_)) {
     return serve(packet, frame);
   }
+  ++missed_;
   if (Port *port = ports_.find(packet.ifindex)) {
     ++port->counts.cpu_dropped;
   }

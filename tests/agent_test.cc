@@ -189,7 +189,7 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
       {port(9), {10}},
       {port(0), {}},  // which it came in by
       {port(3), {}},
-      {test::port_channel(1), {5}},
+      {test::port_channel(1), {5, 6}},
       {kPortIn, {1}},
       {kPortTable, {10}},
       {kPortNormal, ports({1, 3, 4, 6})},
@@ -210,6 +210,37 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
   EXPECT_EQ(agent_.packets().send(refused)->kind, Kind::Port);
   EXPECT_THAT(sent_, testing::IsEmpty());
   EXPECT_EQ(agent_.ports().find(port(9))->counts.tx_packets, 5U);
+}
+
+// The same ports and counts, whoever serves the flow.
+TEST_F(AgentTest, SendsToEachMemberOfAPortChannelButTheIngressPort) {
+  const auto &channel = agent_.ports().find(test::port_channel(1))->counts;
+  for (const uint64_t on_cpu : {0, 1}) {
+    FlowMod flow = numbered(1, 1, {output_to(test::port_channel(1)), output_to(port(9))});
+    flow.flow.match = {};
+    if (on_cpu == 1) {
+      flow.flow.actions.insert(flow.flow.actions.begin(), {.kind = Action::Kind::SetDlSrc, .value = 1});
+    }
+    ASSERT_EQ(apply(flow), std::nullopt);
+    for (const uint32_t in_port : {0U, 4U}) {
+      agent_.packets().receive(port(in_port), arp_frame());
+    }
+    std::ranges::sort(sent_);
+    EXPECT_EQ(std::exchange(sent_, {}), (std::vector<uint32_t>{5, 6, 6, 10, 10}));
+    EXPECT_EQ(channel.tx_packets, 3 * (on_cpu + 1));
+    EXPECT_EQ(channel.rx_bytes, 60 * (on_cpu + 1));
+  }
+}
+
+TEST_F(AgentTest, CountsNoPacketAsMatchedThatTheCpuHadNoTimeFor) {
+  FlowMod flow = numbered(1, 1, {{.kind = Action::Kind::StripVlan}});
+  flow.flow.match = {};
+  ASSERT_EQ(apply(flow), std::nullopt);
+  agent_.packets().guard().set_rates({.packets = 0});
+  agent_.packets().receive(port(0), arp_frame());
+  EXPECT_EQ(agent_.ports().find(port(0))->counts.cpu_dropped, 1U);
+  EXPECT_EQ(agent_.table_statistics().lookups, 1U);
+  EXPECT_EQ(agent_.table_statistics().matched, 0U);
 }
 
 TEST_F(AgentTest, ReportsPacketsAndKeepsEachForOneUse) {
@@ -340,6 +371,9 @@ TEST_F(AgentTest, TellsOfPortsThatComeGoAndChange) {
   rig_.sw.interfaces().create_pc(test::port_channel(2));
   agent_.advance(std::chrono::milliseconds(1));
   rig_.sw.interfaces().delete_pc(test::port_channel(2));
+  for (const uint32_t output : {test::port_channel(2), uint32_t{kPortAll}}) {  // that it is gone is not noticed yet
+    EXPECT_FALSE(agent_.packets().send({.in_port = port(0), .actions = {output_to(output)}, .packet = arp_frame()}));
+  }
   agent_.advance(std::chrono::milliseconds(1));
   EXPECT_THAT(changes_, testing::ElementsAre(std::pair(Reason::Modify, "Eth1/2"), std::pair(Reason::Add, "pc2"),
                                              std::pair(Reason::Delete, "pc2")));
