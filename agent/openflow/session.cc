@@ -124,8 +124,10 @@ void Session::refuse(const Message &message, const ProtocolError &error) {
     end(error.reason);
     return;
   }
-  compose(OFPT_ERROR, message.header.xid)
-      << wire::Error{error.type, error.code} << message.whole.first(std::min(kQuoted, message.whole.size()));
+  if (message.header.type != OFPT_ERROR) {  // errors about errors would go on for ever
+    compose(OFPT_ERROR, message.header.xid)
+        << wire::Error{error.type, error.code} << message.whole.first(std::min(kQuoted, message.whole.size()));
+  }
   if (message.header.length < wire::Header::kSize) {
     end(error.reason);  // where the next message begins is anybody's guess
   }

@@ -8,6 +8,8 @@
 namespace agent::openflow {
 namespace {
 
+constexpr size_t kShortestFrame = 14;  // addresses and type
+
 // The ports that a packet can be said to have come in by.
 uint32_t ingress_port(uint16_t number) {
   const bool none = number == kPortNone || number == kPortController || number == kPortLocal;
@@ -29,6 +31,9 @@ PacketOut decode_packet_out(ByteView body) {
     packet.packet = wire.buffer_id;
   } else {
     const ByteView frame = body.subspan(wire.actions_len);
+    if (frame.size() < kShortestFrame) {
+      throw ProtocolError{OFPET_BAD_REQUEST, OFPBRC_BAD_LEN, concat("a packet-out of ", frame.size(), " octets")};
+    }
     packet.packet = Bytes(frame.begin(), frame.end());
   }
   return packet;
