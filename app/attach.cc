@@ -107,7 +107,7 @@ class RemoteShell {
         good = good && !finished_ && run(command);
       }
     } catch (const TextError &error) {
-      std::cerr << "error: " << error.what() << '\n';
+      std::cerr << "error: " << escaped(error.what()) << '\n';
       good = false;
     }
     return good;
