@@ -168,9 +168,8 @@ class TerminalTest(unittest.TestCase):
 
     def test_an_interrupted_load_tells_what_it_did(self):
         self.write("flows", "".join(f"priority={number},actions=drop\n" for number in range(4094)))
-        terminal = self.start(TERM="xterm")
         for _ in range(5):
-            terminal.run("del-flows")
+            terminal = self.start(TERM="xterm")
             terminal.type("add-flows flows\n")
             terminal.expect("changing flows: 25 %")
             terminal.type(CTRL_C)
