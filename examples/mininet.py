@@ -36,14 +36,14 @@ class OftabSwitch(Switch):
             raise SystemExit("oftab-switch is neither installed nor built: make run, or set OFTAB_SWITCH")
 
     def start(self, controllers):
-        words = [program(), "serve", "--datapath-id", self.dpid, "--socket", self.console]
+        # It ends with Mininet, however that ends; without a port to listen on, any one will do.
+        words = ["setpriv", "--pdeathsig", "TERM", program(), "serve", "--datapath-id", self.dpid, "--socket",
+                 self.console, "--listen", f"ptcp:{self.listenPort or 0}:127.0.0.1"]
         for port, interface in self.intfs.items():
             if port > 0:
                 words += ["--port", f"{port}={interface}"]
         for controller in controllers:
             words += ["--controller", f"tcp:{controller.IP()}:{controller.port}"]
-        if self.listenPort:
-            words += ["--listen", f"ptcp:{self.listenPort}:127.0.0.1"]
         with open(self.log, "w") as log:
             self.process = self.popen(words, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         self.wait_for_console()

@@ -147,8 +147,8 @@ TEST_F(PortsTest, AttachAndDetachSayWhatIsWrong) {
     return "none";
   };
   plug(1);
-  EXPECT_EQ(complaint([&] { plug(1); }), "the port is attached to cable");
-  EXPECT_EQ(complaint([&] { panel().detach(port(2)); }), "the port is attached to nothing");
+  EXPECT_EQ(complaint([&] { plug(1); }), "port 2 is attached to cable");
+  EXPECT_EQ(complaint([&] { panel().detach(port(2)); }), "port 3 is attached to nothing");
   EXPECT_EQ(complaint([&] { panel().attach(port_channel(1), host::ports::Cable::make().first); }),
             "only a front-panel port can be attached to an interface");
   EXPECT_EQ(complaint([] { host::ports::make_end("oftab-none"); }), "oftab-none: No such device");

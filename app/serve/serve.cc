@@ -82,7 +82,7 @@ CLI::App *add_serve(CLI::App &parser, ServeOptions &options) {
 void attach_ports(host::Switch &device, const std::vector<std::string> &ports) {
   for (const std::string &text : ports) {
     const size_t equals = text.find('=');
-    if (equals == std::string::npos || equals + 1 == text.size()) {
+    if (equals == std::string::npos || equals + 1 == text.size() || text.ends_with("=tap:")) {
       throw std::invalid_argument("--port " + text + ": PORT=INTERFACE or PORT=tap:NAME is wanted");
     }
     const std::string port = text.substr(0, equals);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "host/ports/network_interface.h"
@@ -28,6 +29,11 @@ uint16_t domain_of(const asic::PacketHeader &packet, const asic::Vlans &vlans) {
   return packet.vlan == 0 ? asic::Vlans::kUntaggedDomain : vlans.domain_of(packet.vlan);
 }
 
+std::string port_name(uint32_t ifindex) {
+  const auto slot = services::Interfaces::port_slot(ifindex);
+  return slot ? "port " + std::to_string(*slot + 1) : "that";
+}
+
 }  // namespace
 
 std::unique_ptr<PortEnd> make_end(const std::string &text) {
@@ -46,7 +52,7 @@ void FrontPanel::attach(uint32_t ifindex, std::unique_ptr<PortEnd> end) {
     throw std::invalid_argument("only a front-panel port can be attached to an interface");
   }
   if (const auto found = ports_.find(ifindex); found != ports_.end()) {
-    throw std::invalid_argument("the port is attached to " + found->second.end->name());
+    throw std::invalid_argument(port_name(ifindex) + " is attached to " + found->second.end->name());
   }
   for (const auto &[other, port] : ports_) {
     if (port.end->name() == end->name() && dynamic_cast<const NetworkInterface *>(end.get()) != nullptr) {
@@ -64,7 +70,7 @@ void FrontPanel::attach(uint32_t ifindex, std::unique_ptr<PortEnd> end) {
 
 void FrontPanel::detach(uint32_t ifindex) {
   if (ports_.erase(ifindex) == 0) {
-    throw std::invalid_argument("the port is attached to nothing");
+    throw std::invalid_argument(port_name(ifindex) + " is attached to nothing");
   }
   bridge_.forget(ifindex);
 }
