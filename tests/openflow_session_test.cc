@@ -40,6 +40,8 @@ const std::string kHello = "01000008 00000000";
 // Parts of flow-mods: a match of nothing, of TCP to 10.0.0.0/8, and what follows a match up to the actions.
 const std::string kAny = "003fffff 00x36 ";
 const std::string kTcp = "003620cf 00x18 0800 00 06 0000 00000000 0a000000 00000000 ";
+const std::string kExactTcp =
+    "00000000 0003 0000000000aa 0000000000bb ffff 00 00 0800 00 06 0000 0a000001 0a000002 0050 0051 ";
 // Behind the wildcards: SCTP to 10.0.0.0/8, up to the transport ports.
 const std::string kSctpFrom = "00x18 0800 00 84 0000 00000000 0a000000 ";
 const std::string kAdd = "00000000000000c0 0000 0000 0000 8000 ffffffff ffff 0000 ";
@@ -157,6 +159,10 @@ const Exchange kExchanges[] = {
      "01110074 00000002 0001 0000 0068 00 00" + kTcp +
          "00000000 00000000 8001 000a 0014 000000000000 00000000000000c0 0000000000000000 0000000000000000"
          "0000 0008 0002 ffff 0000 0008 fffd 0040"},
+    {"FlowWithoutWildcardsOfUntaggedFrames",
+     "010e0048 00000001" + kExactTcp + kAdd + "01100038 00000002 0001 0000 003fffff 00x36 00 00 ffff",
+     "01110064 00000002 0001 0000 0058 00 00" + kExactTcp +
+         "00000000 00000000 8000 0000 0000 000000000000 00000000000000c0 0000000000000000 0000000000000000"},
     {"PortsOfSctpAreIgnored",
      "010e0048 00000001 0036204f" + kSctpFrom + "0000 0050" + kAdd +
          "01100038 00000002 0001 0000 003fffff 00x36 00 00 ffff",

@@ -50,6 +50,12 @@ uint32_t wildcards_of(const FieldRow &row, uint64_t mask) {
   return (kNothing - static_cast<uint32_t>(compared)) << row.wire.wildcard;
 }
 
+// A match of all that untagged frames have says the same with their priority or without: it has no wildcards.
+uint32_t without_needless(uint32_t wildcards, const Match &match) {
+  const bool needless = !met(Needs::Tag, match) && wildcards == wildcards_of(row_of(Field::DlVlanPcp), 0);
+  return needless ? 0 : wildcards;
+}
+
 }  // namespace
 
 Match decode_match(const MatchOctets &octets) {
@@ -78,7 +84,7 @@ MatchOctets encode_match(const Match &match) {
                  row.field == Field::InPort ? number_of(port) : field.value);
     }
   }
-  put_number(octets, kWildcards, kWildcardsSize, wildcards);
+  put_number(octets, kWildcards, kWildcardsSize, without_needless(wildcards, shown));
   return octets;
 }
 
