@@ -40,14 +40,14 @@ void print_measured(const Run &run) {
   const char *const mark = ratio <= kMark             ? "ok"
                            : run.report_label.empty() ? "ABOVE THE MARK"
                                                       : run.report_label.c_str();
-  printf("%-20s%13s%11.1f%11.0f%10.0f%11.1f%7.2f  %s\n", run.run_name.function_name.c_str(),
+  printf("%-30s%13s%11.1f%11.0f%10.0f%11.1f%7.2f  %s\n", run.run_name.function_name.c_str(),
          size_of(run.run_name.args).c_str(), us, us * 1000 / counter(run, "flows"), counter(run, "calls"),
          counter(run, "floor_us"), ratio, mark);
 }
 
 void print_packets(const Run &run) {
   const double rate = counter(run, "items_per_second");
-  printf("%-20s%13s%11.2f%11.0f%10s%11s%7s  %.2f M/s\n", run.run_name.function_name.c_str(), "1 of 4096", 1e6 / rate,
+  printf("%-30s%13s%11.2f%11.0f%10s%11s%7s  %.2f M/s\n", run.run_name.function_name.c_str(), "1 of 4096", 1e6 / rate,
          1e9 / rate, "-", "-", "-", rate * 1e-6);
 }
 
@@ -58,7 +58,7 @@ bool Table::ReportContext(const Context &context) {
   uname(&system);
   printf("%s, %d cores, Linux %s, compiler %s\n\n", processor().c_str(), context.cpu_info.num_cpus, system.release,
          __VERSION__);
-  printf("%-20s%13s%11s%11s%10s%11s%7s  %s\n", "operation", "flows", "us", "ns a flow", "calls", "floor us", "ratio",
+  printf("%-30s%13s%11s%11s%10s%11s%7s  %s\n", "operation", "flows", "us", "ns a flow", "calls", "floor us", "ratio",
          "mark");
   return true;
 }
