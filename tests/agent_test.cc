@@ -215,7 +215,7 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
 // The same ports and counts, whoever serves the flow.
 TEST_F(AgentTest, SendsToEachMemberOfAPortChannelButTheIngressPort) {
   const auto &channel = agent_.ports().find(test::port_channel(1))->counts;
-  for (const uint64_t on_cpu : {0, 1}) {
+  for (const uint64_t on_cpu : {0U, 1U}) {
     FlowMod flow = numbered(1, 1, {output_to(test::port_channel(1)), output_to(port(9))});
     flow.flow.match = {};
     if (on_cpu == 1) {

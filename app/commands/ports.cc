@@ -29,9 +29,9 @@ std::string mac_text(const std::array<uint8_t, 6> &mac) {
   return text;
 }
 
-std::string link_text(const host::ports::LinkState &state) {
+std::string link_text(const host::ports::LinkState &state, uint32_t config) {
   const std::string speed = state.megabits == 0 ? "" : concat(" ", state.megabits, " Mbit/s");
-  return (state.up ? "up" : "down") + speed;
+  return concat(state.up ? "up" : "down", speed, (config & kPortDown) != 0 ? ", switched off" : "");
 }
 
 void list(Session &session, Arguments &arguments) {
@@ -51,9 +51,10 @@ void list(Session &session, Arguments &arguments) {
                {"TX dropped", kRight},
                {"TX errors", kRight}});
   for (const auto &[ifindex, port] : session.device.ports().ports()) {
-    const PortCounts &counts = session.agent.ports().find(ifindex)->counts;
+    const Port &known = *session.agent.ports().find(ifindex);
+    const PortCounts &counts = known.counts;
     std::vector<std::string> row{interface_name(ifindex), port.end->name(), mac_text(port.state.mac),
-                                 link_text(port.state)};
+                                 link_text(port.state, known.config)};
     for (const uint64_t count :
          {counts.rx_packets, counts.rx_bytes, counts.rx_dropped, counts.rx_errors, counts.rx_overruns,
           counts.tx_packets, counts.tx_bytes, counts.tx_dropped, counts.tx_errors}) {
