@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # make run        build, generate a campus (FLOWS=1000 PACKETS=5000 SEED=1), and run it on the switch
 # make test       build and run all tests
 # make sanitize   the same under the address and undefined-behaviour sanitizers
@@ -9,7 +10,7 @@
 # make coverage   lines and branches of the library that the tests reach
 # make mutate     change the library in one place at a time, and tell what no test notices (SAMPLE=100; SAMPLE= for all)
 # make soak       a switch's life in random steps (STEPS=100000; SOAK_SEED=N; PRESET=sanitize or UNDER=valgrind)
-# make lint       check format and run clang-tidy
+# make lint       check format and licence lines, and run clang-tidy
 # make demo       three switches and four hosts in Mininet, under a controller (as root)
 # make debs       make Debian packages in build/packages
 # make clean      remove what was built
@@ -85,6 +86,7 @@ lint: format-check tidy
 
 format-check: format-packages
 	@clang-format --dry-run --Werror $(SOURCES)
+	@! grep -L 'SPDX-License-Identifier: Apache-2.0' $(SOURCES) | sed 's/$$/ lacks its licence line/' | grep . >&2
 
 tidy: tidy-packages configure-release
 	run-clang-tidy -quiet -p build/release

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the actions of flows are written.
 #ifndef AGENT_ACTIONS_H
 #define AGENT_ACTIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The switch's agent: its flows, ports and packets, and the time that they live in.
 //
 // Controllers' sessions and the prompt's commands are its clients. What they ask for has reached library and hardware

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Flows into the library in as few requests as keep their order by priority, and what became of each of them.
 //
 // After every call, a flow that was to be added stands in the library's table exactly when its status is 0, and one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the library will place the flows of an add request, and whether that keeps the order by priority.
 //
 // The library chooses the first index of its range anew for each add request and merges the request's flows with its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests that may fail, and what can be told then.
 #ifndef AGENT_BATCH_REQUESTS_H
 #define AGENT_BATCH_REQUESTS_H

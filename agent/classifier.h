@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which of many flows a packet meets: the one of the highest rank among those that match it.
 //
 // The search is the simulated TCAM's, over all fields of OpenFlow: what the masks look like does not matter, and a

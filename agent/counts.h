@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What flows have counted, read anew from the hardware.
 #ifndef AGENT_COUNTS_H
 #define AGENT_COUNTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Why the agent did not do what it was asked for.
 #ifndef AGENT_ERROR_H
 #define AGENT_ERROR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library traced about a failure, in an operator's words.
 #ifndef AGENT_FAILURES_H
 #define AGENT_FAILURES_H

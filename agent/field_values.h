@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The values of match fields as they are written: readers, which throw a TextError for what they cannot use, and
 // printers, whose text the reader of the same name takes again.
 #ifndef AGENT_FIELD_VALUES_H

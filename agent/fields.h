@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The match fields of OpenFlow 1.0. What the agent knows of a field stands in one row of one table; whatever reads,
 // prints, compares, sends or reads back a match walks it.
 #ifndef AGENT_FIELDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A flow as people think of it, independent of messages and of the hardware.
 #ifndef AGENT_FLOW_H
 #define AGENT_FLOW_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Flow-mods that add flows, or replace those that are there.
 #include "agent/flow_changes.h"
 #include "agent/flow_check.h"

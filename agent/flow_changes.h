@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Flow-mods, applied to the agent's table and to the library together by the rules of OpenFlow.
 #ifndef AGENT_FLOW_CHANGES_H
 #define AGENT_FLOW_CHANGES_H

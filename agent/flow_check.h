@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether this switch, with the interfaces and VLANs that it has, can take a flow.
 #ifndef AGENT_FLOW_CHECK_H
 #define AGENT_FLOW_CHECK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes of the agent's flow table, as OpenFlow has them, and what can come of one.
 #ifndef AGENT_FLOW_MOD_H
 #define AGENT_FLOW_MOD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent's flows against those that the library has.
 #ifndef AGENT_FLOW_SYNC_H
 #define AGENT_FLOW_SYNC_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent's own table: every flow that the switch has, found by what people and controllers call it.
 //
 // A flow is identified by its match and its priority; the library knows it by its sequence number. Matches are

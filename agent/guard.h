@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What keeps a flood of packets from taking the CPU away from everything else: so many packets a second are let
 // through, by time as the agent knows it, and what is left over counts for a moment.
 #ifndef AGENT_GUARD_H

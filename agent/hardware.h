@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the hardware can do: the one place that decides who serves a flow, the hardware or the CPU, and why.
 //
 // A flow that the hardware can match and do is served there alone. For any other, the TCAM has a record at the flow's

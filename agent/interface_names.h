@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How people name interfaces: N and Eth1/N are front-panel ports (N from 1 to 48), pcN and port-channelN port channels.
 #ifndef AGENT_INTERFACE_NAMES_H
 #define AGENT_INTERFACE_NAMES_H

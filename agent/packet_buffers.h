@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packets kept for controllers, which answer with the number of the buffer instead of the packet.
 #ifndef AGENT_PACKET_BUFFERS_H
 #define AGENT_PACKET_BUFFERS_H

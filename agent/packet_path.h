@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The road of packets between the ports, the hardware and the controllers.
 #ifndef AGENT_PACKET_PATH_H
 #define AGENT_PACKET_PATH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes that wait to go to the library together, and what becomes of the flow table when they do.
 //
 // Waiting: flows to be added, flows whose record another one replaces, flows with new actions; or flows to be deleted,

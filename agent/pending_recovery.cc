@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library has lost all its flows: it ran out of memory as it committed a request. What waited fails, and what the
 // agent knows is added again.
 #include <algorithm>

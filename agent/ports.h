@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ports that controllers see: front-panel ports and port channels, and what they were told to do with frames.
 #ifndef AGENT_PORTS_H
 #define AGENT_PORTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The messages that the library receives, byte by byte.
 #ifndef AGENT_REQUESTS_H
 #define AGENT_REQUESTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library answered to a request.
 #ifndef AGENT_RESPONSES_H
 #define AGENT_RESPONSES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes of packets in software: the actions of OpenFlow that set and strip fields.
 #ifndef AGENT_REWRITING_H
 #define AGENT_REWRITING_H

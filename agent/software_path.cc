@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the CPU does with packets: those of flows that the hardware cannot serve, and those of controllers.
 #include <utility>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library's status codes mean.
 #ifndef AGENT_STATUS_H
 #define AGENT_STATUS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's current table, read as flows.
 #ifndef AGENT_TABLE_VIEW_H
 #define AGENT_TABLE_VIEW_H

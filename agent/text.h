@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading a line of text: words, numbers, and complaints that point at a column.
 #ifndef AGENT_TEXT_H
 #define AGENT_TEXT_H

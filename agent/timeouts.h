@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // When flows time out.
 #ifndef AGENT_TIMEOUTS_H
 #define AGENT_TIMEOUTS_H

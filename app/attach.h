@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // `oftab-switch attach`: an operator of a switch that serves elsewhere.
 #ifndef APP_ATTACH_H
 #define APP_ATTACH_H

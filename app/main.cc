@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // oftab-switch: a switch on which liboftab runs, driven by commands.
 #include <fcntl.h>
 #include <unistd.h>

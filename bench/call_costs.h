@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a bare call of each operation that the library imports costs, on this machine and in this run.
 #ifndef BENCH_CALL_COSTS_H
 #define BENCH_CALL_COSTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Entry requests: add, delete, modify, purge; and compaction.
 #include "bench/measure.h"
 #include "bench/table.h"

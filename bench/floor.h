@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The work on memory that a transaction demands, whoever implements it.
 #ifndef BENCH_FLOOR_H
 #define BENCH_FLOOR_H

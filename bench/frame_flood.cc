@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sends frames by an interface as fast as it takes them: oftab_frame_flood INTERFACE LENGTH SECONDS
 #include <algorithm>
 #include <chrono>

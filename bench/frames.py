@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Frames a second and round-trip times between two hosts, through two veths and what lies between: oftab-switch, a
 Linux bridge, and ovs-vswitchd with its user-space datapath where it is installed.  frames.py OFTAB_SWITCH FLOOD
 

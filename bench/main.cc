@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // oftab_bench: what the library's operations cost, and how that compares with what they have to cost.
 #include <benchmark/benchmark.h>
 #include <malloc.h>

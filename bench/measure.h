@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Measures one operation of the library against its floor.
 #ifndef BENCH_MEASURE_H
 #define BENCH_MEASURE_H

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Flow-mods and dumps through a real socket on oftab-switch, and on ovs-vswitchd (user space, dummy datapath) where it
 is installed.  openflow.py OFTAB_SWITCH CLIENT
 

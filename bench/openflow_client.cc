@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Flow-mods and dumps through a real socket, on any OpenFlow 1.0 switch, the client's own work included.
 //
 //   oftab_openflow_client ADDRESS PORT

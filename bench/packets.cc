@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packets through the simulated ASIC against a full table.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One table of all rows, for people.
 #ifndef BENCH_REPORT_H
 #define BENCH_REPORT_H

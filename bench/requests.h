@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests as the OpenFlow agent sends them.
 #ifndef BENCH_REQUESTS_H
 #define BENCH_REQUESTS_H

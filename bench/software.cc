@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packets that the CPU takes: finding the flow among 4095, changing the packet, and the whole way from port to port
 // beside that of a flow of the hardware.
 #include <benchmark/benchmark.h>

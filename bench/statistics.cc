@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Collection of the counters, and queries.
 #include "bench/measure.h"
 #include "bench/table.h"

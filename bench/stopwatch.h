@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Time in nanoseconds: processor time of this thread, so that other work on the machine counts less.
 #ifndef BENCH_STOPWATCH_H
 #define BENCH_STOPWATCH_H

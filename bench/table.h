@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The switch under measurement and its flow table.
 #ifndef BENCH_TABLE_H
 #define BENCH_TABLE_H

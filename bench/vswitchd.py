@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """ovs-vswitchd with one bridge, for as long as a block of a program runs; part of Debian's openvswitch-switch."""
 import contextlib
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The campus: its hosts, and the flows of its switch.
 
 A building on each of ports 1 to 12, with three VLANs and a /16 of addresses each; servers on ports 25 to 36, the

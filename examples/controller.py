@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """An os-ken controller that runs for as long as a block of a program does."""
 import contextlib
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A tree of three switches and four hosts in Mininet, under a learning controller: every host pings every other, then
 the switches are looked at from outside and at their prompt.  demo.py OFTAB_SWITCH
 

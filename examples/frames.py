@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Ethernet frames and pcap files, byte by byte."""
 
 import struct

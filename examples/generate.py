@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Generates the example: the flows of a campus switch, and captures of the traffic that enters it.
 
 The same arguments generate the same files:

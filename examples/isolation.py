@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A machine within the machine: network interfaces, namespaces and processes that end with the program that made them.
 
 Needs root. Nothing is left behind, even if the program is killed, and runs side by side do not meet."""

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A learning controller: remembers behind which port of a switch each address was heard, and enters a flow for each
 pair of addresses that talk, so that their packets stay in hardware from then on.
 

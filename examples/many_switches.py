@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Many switches in one network, under one controller, on one machine: a core switch, seven behind it, and the others
 behind those with a host each; half of the hosts ping the other half across the core.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """oftab-switch as a switch of Mininet:
 
     mn --custom examples/mininet.py --switch oftab --controller remote --topo tree,2 --test pingall

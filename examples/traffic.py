@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The traffic: frames that enter the campus switch on one port."""
 
 from dataclasses import dataclass

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Captures and frames of any content: each is read or refused with a message that names the file, and every packet that
 // is read goes through the switch.
 #include <sys/mman.h>

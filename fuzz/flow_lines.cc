@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lines of text as flows and as packets. What is refused is refused at a column of the line. What is taken as a flow
 // can be added, and comes back from the hardware, and from its own text, as the same match.
 #include <optional>

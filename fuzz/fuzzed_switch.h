@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every fuzz target needs: the process's switch, and a way to stop at what must not be.
 #ifndef FUZZ_FUZZED_SWITCH_H
 #define FUZZ_FUZZED_SWITCH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests of any content into a booted switch. The host refuses those that are shorter than their counts say; the
 // others must leave the tables and the hardware in agreement.
 #include <fuzzer/FuzzedDataProvider.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random scripts, and lines as they are while they are typed. Whatever a line holds, the shell comes back from it, and
 // tables and hardware agree; completion only ever adds to a word.
 #include <sstream>

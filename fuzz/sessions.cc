@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Byte streams of OpenFlow peers into a booted switch: messages of any content, formed well enough to get far, cut
 // anywhere, while time passes and the peer reads or does not. What a session answers must be whole messages of OpenFlow
 // 1.0 within its bounds, and the agent's flows those of the library.

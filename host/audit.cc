@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The audit of the table's records: the header, the TCAM, the trees.
 #include "host/audit.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks that the library's tables and the simulated ASIC agree, whatever happened before.
 #ifndef HOST_AUDIT_H
 #define HOST_AUDIT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The parts of the audit: each adds what it finds.
 #ifndef HOST_AUDIT_CHECKS_H
 #define HOST_AUDIT_CHECKS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The audit of what the records own: counters, multicast indices, trees, and bits in flow masks.
 #include <algorithm>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One difference between the library's table and the hardware.
 #ifndef HOST_FINDING_H
 #define HOST_FINDING_H

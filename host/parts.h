@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The parts of the one switch, where the imported operations find them.
 #ifndef HOST_PARTS_H
 #define HOST_PARTS_H

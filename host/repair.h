@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Puts right what the audit finds, from the library's software table.
 #ifndef HOST_REPAIR_H
 #define HOST_REPAIR_H

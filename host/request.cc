@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The length that a request must have. A count is believed only as far as the records in front of it could be read, so
 // that a request cannot claim more than it holds.
 #include "host/request.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The requests that the library understands.
 #ifndef HOST_REQUEST_H
 #define HOST_REQUEST_H

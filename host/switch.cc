@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The running switch, and the only place from which the host calls the library.
 #include "host/switch.h"
 

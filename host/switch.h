@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A running switch: the simulated ASIC, the host's services, and liboftab between them.
 //
 // The library keeps one global state for as long as it is loaded, so a process has one Switch. All calls come from one

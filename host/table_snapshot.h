@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library's current table and the TCAM say at one moment, and who owns what.
 #ifndef HOST_TABLE_SNAPSHOT_H
 #define HOST_TABLE_SNAPSHOT_H

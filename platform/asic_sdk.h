@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The ASIC's SDK. The first argument of every call, `unit`, is 0. A result of 0 means success; any other value is an
  * SDK error code and the call changed nothing. */
 #ifndef PLATFORM_ASIC_SDK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The host's AVL tree library. Nodes are the caller's records; the tree keeps pointers to them and never frees them. */
 #ifndef PLATFORM_AVL_TREE_H
 #define PLATFORM_AVL_TREE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The host's bitset library. */
 #ifndef PLATFORM_BITSET_H
 #define PLATFORM_BITSET_H

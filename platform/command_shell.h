@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Output of the host's command shell. */
 #ifndef PLATFORM_COMMAND_SHELL_H
 #define PLATFORM_COMMAND_SHELL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The host's interface manager.
  *
  * An ifindex is the host's 32-bit name of an interface. LIFs, interfaces, port channels and physical interfaces are

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The host's message service: how a request reaches a handler and how its response goes back.
  *
  * A handler is called with three opaque values: the reply address, the received message record and the dispatch

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The host's timer service: one-shot timers whose expiry the host delivers on its own thread. */
 #ifndef PLATFORM_TIMERS_H
 #define PLATFORM_TIMERS_H

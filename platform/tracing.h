@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The host's tracing services: two rings, a debug output file, an event history and a debug console.
  *
  * Levels: 102 error, 103 warning, 104 entry, exit and detail. `format` and the arguments behind it follow printf;

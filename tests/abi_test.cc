@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library as a C program sees it.
 #include "tests/support/rig.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What each action writes into the result, and the multicast indices and trees behind outputs.
 #include "host/services/bitset.h"
 #include "tests/support/rig.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent's flow table against the plain rules of OpenFlow: random flow-mods of all kinds, in runs, with all matches
 // and all actions; then packets, of which each must meet what the rules say and leave as the actions say, octet by
 // octet, whether the hardware or the CPU serves it; and counts, which must be those of the packets. Calls of the host

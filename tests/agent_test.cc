@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The agent's batches, packets, ports and its view of what others did to the library.
 #include "agent/agent.h"
 

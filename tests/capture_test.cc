@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Captures and the frames in them.
 #include "app/syntax/capture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The catch-all entry at TCAM index 4095.
 #include <functional>
 

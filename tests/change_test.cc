@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Deletion, modification and compaction: their SDK calls, answers and texts.
 #include <algorithm>
 

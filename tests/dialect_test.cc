@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lines of flows, read by the program and by the standard client, whose reading is the judge: what it takes is taken
 // with the same meaning, or refused.
 #include <gtest/gtest.h>

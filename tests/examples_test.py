@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The examples of README and operator's guide, run and compared, and the guide's messages, compared with the library's.
 
     examples_test.py PROGRAM SOURCE-DIRECTORY

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a refused or failed request answers and traces, and that it leaves everything as it was.
 #include <fstream>
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fails the calls of a scenario: the first host or SDK call or allocation of the library, then the second, and so on
 // until the scenario runs through; each once for that call alone and once from that call on. Then two faults at a time.
 // The ordinary run takes a sample of the pairs; OFTAB_PAIRS=all takes every one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What lines of text become: flows the message that the library receives, everything unusable a complaint at its
 // column.
 #include "app/syntax/flow_syntax.h"

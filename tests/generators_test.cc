@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The request generators: their messages byte by byte, their traces, and the debug commands that run them.
 #include <csignal>
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Initialisation, its failures, and the start-up entry point.
 #include <functional>
 #include <iostream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interface requests: the table of OpenFlow interfaces, and LLDP on their ports.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ports that join and leave port channels that flows output to.
 #include "tests/support/exchanges.h"
 #include "tests/support/packets.h"

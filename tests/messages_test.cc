@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests and responses byte by byte, and their dumps in the trace.
 #include <algorithm>
 #include <functional>

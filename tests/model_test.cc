@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Long random histories of a switch, held against the model after every step: answers, packets, counts, audit.
 //
 // In every other history host calls, SDK calls and allocations fail. A request that was refused has changed nothing; of

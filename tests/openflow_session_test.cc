@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // OpenFlow sessions, byte by byte: what a peer sends, and what it gets for it.
 #include <algorithm>
 

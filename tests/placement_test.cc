@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where new flows are placed, and how they are merged with those that are there, as seen in the TCAM.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The flows recorded on port channels.
 #include "tests/support/rig.h"
 #include "tests/support/screen.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What ports report: OpenFlow mode, hardware LIF, hardware interface id.
 #include <unistd.h>
 

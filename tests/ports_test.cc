@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The front panel: ordinary forwarding between cables, and frames through real interfaces.
 #include <gtest/gtest.h>
 #include <net/if.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // oftab-switch as its users start it: files and arguments in; output, complaints and exit status out.
 #include <gtest/gtest.h>
 #include <sys/wait.h>

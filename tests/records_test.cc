@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The records in the TCAM and in the table, bit by bit. The expected bytes are written out by hand.
 #include <algorithm>
 

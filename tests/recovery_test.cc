@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What stays and what goes after a request that failed: flows judged by their packets, what stands in the TCAM, and
 // what is given back.
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What repair puts right from the software table, and what it leaves.
 #include "host/repair.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The software table as an operator sees it, line by line. The expected texts are written out by hand.
 #include <unistd.h>
 

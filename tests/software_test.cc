@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the CPU does with packets: changing them, and finding their flow.
 #include <gmock/gmock.h>
 

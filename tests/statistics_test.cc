@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counting packets, collecting the counts, and asking for them.
 #include "tests/support/exchanges.h"
 #include "tests/support/packets.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hardware records as an operator sees them: from the hardware and from the table. Bits and texts are written by hand.
 #include <syslog.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The TCAM's search against its plain scan: random records of all formats under random masks, changed while they are
 // searched.
 #include <gtest/gtest.h>

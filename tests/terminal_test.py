@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """oftab-switch at a pseudo-terminal: what an operator types, and what has to appear.
 
     terminal_test.py PROGRAM

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The direct TCAM writers: which indices they write, what, and how they report; and the multicast scenario. The
 // expected bytes are written out by hand.
 #include <syslog.h>

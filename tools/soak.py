@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A switch's life over and over: random requests, port and membership changes, traffic, time and faults, each step
 compared with a model and audited.  soak.py STEPS SEED COMMAND...
 

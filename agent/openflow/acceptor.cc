@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "agent/openflow/acceptor.h"
 
 #include <asio/ip/address.hpp>

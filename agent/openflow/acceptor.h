@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An address where the switch listens, and the connections that came in by it.
 #ifndef AGENT_OPENFLOW_ACCEPTOR_H
 #define AGENT_OPENFLOW_ACCEPTOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A session over a stream: carries its bytes, watches over the peer's life, and bounds what waits for it.
 #ifndef AGENT_OPENFLOW_CONNECTION_H
 #define AGENT_OPENFLOW_CONNECTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A controller that the switch seeks: connects to it, and again whenever the connection is lost.
 #ifndef AGENT_OPENFLOW_CONTROLLER_H
 #define AGENT_OPENFLOW_CONTROLLER_H

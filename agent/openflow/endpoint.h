@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where OpenFlow peers are found, written as the usual tools write it: "ptcp:PORT[:ADDRESS]" and "pssl:PORT[:ADDRESS]"
 // to listen, "tcp:ADDRESS[:PORT]" and "ssl:ADDRESS[:PORT]" for a controller. Addresses of IPv6 stand in brackets.
 #ifndef AGENT_OPENFLOW_ENDPOINT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What OpenFlow calls the reasons for which the agent refuses something.
 #ifndef AGENT_OPENFLOW_ERRORS_H
 #define AGENT_OPENFLOW_ERRORS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the switch says of itself to controllers.
 #ifndef AGENT_OPENFLOW_IDENTITY_H
 #define AGENT_OPENFLOW_IDENTITY_H

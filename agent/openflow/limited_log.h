@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log that a peer cannot flood: ten lines at once, then one a second; the others are counted.
 #ifndef AGENT_OPENFLOW_LIMITED_LOG_H
 #define AGENT_OPENFLOW_LIMITED_LOG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The match of OpenFlow 1.0, to and from the agent's.
 #ifndef AGENT_OPENFLOW_MATCH_CODEC_H
 #define AGENT_OPENFLOW_MATCH_CODEC_H

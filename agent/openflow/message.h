@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages: taking them out of a stream of bytes, and composing them.
 #ifndef AGENT_OPENFLOW_MESSAGE_H
 #define AGENT_OPENFLOW_MESSAGE_H

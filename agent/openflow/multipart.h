@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A statistics reply of many records, cut between records into messages that OpenFlow can carry.
 #ifndef AGENT_OPENFLOW_MULTIPART_H
 #define AGENT_OPENFLOW_MULTIPART_H

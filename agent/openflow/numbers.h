@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The numbers of OpenFlow 1.0, under their names in the standard.
 #ifndef AGENT_OPENFLOW_NUMBERS_H
 #define AGENT_OPENFLOW_NUMBERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ports as OpenFlow describes them.
 #ifndef AGENT_OPENFLOW_PORT_CODEC_H
 #define AGENT_OPENFLOW_PORT_CODEC_H

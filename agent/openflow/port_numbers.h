@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // OpenFlow's port numbers: 1 to 48 are the front-panel ports, 1000 + N is port channel N.
 //
 // Within the agent a port is an ifindex, or one of OpenFlow's reserved numbers, which are smaller than any ifindex. A

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The switch's OpenFlow connections: where it listens, and the controllers that it seeks, each until told otherwise.
 #ifndef AGENT_OPENFLOW_SERVER_H
 #define AGENT_OPENFLOW_SERVER_H

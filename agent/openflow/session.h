@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One OpenFlow peer, controller or client: bytes in, bytes out, no sockets.
 //
 // A session answers what it receives in order. Flow-mods that were received together go to the agent together; any

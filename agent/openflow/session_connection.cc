@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Greetings, echoes, what the switch is, and how it is set.
 #include <algorithm>
 #include <iterator>

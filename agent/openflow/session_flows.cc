@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Flow-mods, in runs.
 #include "agent/openflow/action_codec.h"
 #include "agent/openflow/errors.h"

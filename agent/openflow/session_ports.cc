@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ports, and the queues that they do not have.
 #include "agent/openflow/port_codec.h"
 #include "agent/openflow/session.h"

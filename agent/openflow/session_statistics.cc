@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics.
 #include "agent/openflow/action_codec.h"
 #include "agent/openflow/match_codec.h"

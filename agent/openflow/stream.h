@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A connected byte stream, plain or TLS.
 #ifndef AGENT_OPENFLOW_STREAM_H
 #define AGENT_OPENFLOW_STREAM_H

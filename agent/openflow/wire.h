@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The records of OpenFlow 1.0 as they stand in a message: one line per field, from which their members, their size, and
 // how they are read and written come.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands that answer why: why a packet goes where it goes, which flows never match, which are not used.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands: what they are called with, what they work on, and the table of all of them.
 #ifndef APP_COMMANDS_COMMAND_H
 #define APP_COMMANDS_COMMAND_H

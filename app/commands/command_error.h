@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A command that could not do what it was asked for.
 #ifndef APP_COMMANDS_COMMAND_ERROR_H
 #define APP_COMMANDS_COMMAND_ERROR_H

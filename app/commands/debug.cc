@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's own debug commands and its direct TCAM writers.
 #include <vector>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands that break things: failing calls and small capacities.
 #include "app/commands/command.h"
 #include "oftab/oftab.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which command a line means.
 #include <algorithm>
 #include <numeric>

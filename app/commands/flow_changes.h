@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changing the table through the agent: what the flow commands do once they know which flows are meant.
 #ifndef APP_COMMANDS_FLOW_CHANGES_H
 #define APP_COMMANDS_FLOW_CHANGES_H

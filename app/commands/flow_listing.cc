@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands that list flows and what they counted.
 #include "app/commands/flow_listing.h"
 

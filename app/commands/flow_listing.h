@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Flows as text.
 #ifndef APP_COMMANDS_FLOW_LISTING_H
 #define APP_COMMANDS_FLOW_LISTING_H

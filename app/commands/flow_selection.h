@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which flows a command is about, and how it shall treat them.
 #ifndef APP_COMMANDS_FLOW_SELECTION_H
 #define APP_COMMANDS_FLOW_SELECTION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands that add, change, remove and list flows.
 #include <algorithm>
 

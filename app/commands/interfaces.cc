@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands about interfaces and VLANs.
 #include "agent/interface_names.h"
 #include "agent/requests.h"

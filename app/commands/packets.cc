@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands that send packets into the switch.
 #include <algorithm>
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How commands tell the packets that they work on.
 #ifndef APP_COMMANDS_PACKETS_H
 #define APP_COMMANDS_PACKETS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Time that passes while a command runs: the switch's clock goes on, and a switch that serves goes on serving.
 #ifndef APP_COMMANDS_PASSING_TIME_H
 #define APP_COMMANDS_PASSING_TIME_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands about port channels.
 #include <algorithm>
 #include <bit>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands about what the front-panel ports lead to.
 #include "agent/interface_names.h"
 #include "app/commands/command.h"

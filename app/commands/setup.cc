@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands that keep the whole set-up of the switch as a script, and bring it back.
 #include <cerrno>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The set-up of a switch (interfaces, port channels, VLANs, catch-all, flows) as a script.
 #ifndef APP_COMMANDS_SETUP_SCRIPT_H
 #define APP_COMMANDS_SETUP_SCRIPT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands about the shell itself.
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands about counters and the clock that they are collected by.
 #include <algorithm>
 #include <limits>

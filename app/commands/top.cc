@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command that shows what happens right now.
 #include "app/views/top.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands about tracing: which outputs take trace messages, and what they took.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Trying a command before it is done.
 #ifndef APP_COMMANDS_TRIAL_H
 #define APP_COMMANDS_TRIAL_H

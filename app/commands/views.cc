@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Commands that show the table and the TCAM.
 #include <algorithm>
 

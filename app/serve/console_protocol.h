@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a serving switch and an operator's `attach` say to each other over a Unix socket: frames of a kind, a length in
 // network byte order and a content.
 #ifndef APP_SERVE_CONSOLE_PROTOCOL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Operators' commands over a Unix socket, which only the user that runs the switch can open.
 #ifndef APP_SERVE_CONSOLE_SOCKET_H
 #define APP_SERVE_CONSOLE_SOCKET_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tells the service's log of packets that the CPU had no time for, at once and then every ten seconds.
 #ifndef APP_SERVE_DROP_LOG_H
 #define APP_SERVE_DROP_LOG_H

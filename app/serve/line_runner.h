@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the lines of an operator who is elsewhere.
 #ifndef APP_SERVE_LINE_RUNNER_H
 #define APP_SERVE_LINE_RUNNER_H

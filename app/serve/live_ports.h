@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The front panel on the event loop: frames that come in go to the agent, and what leaves goes to the front panel.
 #ifndef APP_SERVE_LIVE_PORTS_H
 #define APP_SERVE_LIVE_PORTS_H

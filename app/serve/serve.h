@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // `oftab-switch serve`: a switch that OpenFlow controllers, clients and operators drive.
 #ifndef APP_SERVE_SERVE_H
 #define APP_SERVE_SERVE_H

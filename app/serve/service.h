@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The switch as a service: its OpenFlow connections and its operators' console, on one event loop in one thread.
 #ifndef APP_SERVE_SERVICE_H
 #define APP_SERVE_SERVICE_H

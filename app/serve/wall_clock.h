@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The wall's time, for a switch that serves.
 #ifndef APP_SERVE_WALL_CLOCK_H
 #define APP_SERVE_WALL_CLOCK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The actions of a flow, as the standard OpenFlow command-line client writes them: "drop", "normal", "output:1,2",
 // "output(pc2)", "3", "controller:128", "mod_vlan_vid:5". Beyond that, ports can be a range, "output:Eth1/1-4", and the
 // controller's application is named in "controller(app=3,max_len=128)".

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading pcap files.
 #ifndef APP_SYNTAX_CAPTURE_H
 #define APP_SYNTAX_CAPTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Complaints about a text that name file, line and column.
 #ifndef APP_SYNTAX_DIAGNOSTICS_H
 #define APP_SYNTAX_DIAGNOSTICS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files of flows and of changes to flows, one a line.
 #ifndef APP_SYNTAX_FLOW_FILE_H
 #define APP_SYNTAX_FLOW_FILE_H

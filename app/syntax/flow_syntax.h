@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Flows in the syntax of the standard OpenFlow command-line client, one a line:
 //
 //   priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:2

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The items of a flow: NAME, NAME=VALUE, NAME:VALUE or NAME(VALUE). Commas and spaces separate them.
 #ifndef APP_SYNTAX_ITEMS_H
 #define APP_SYNTAX_ITEMS_H

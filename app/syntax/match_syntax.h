@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fields of a match, one item at a time: "nw_dst=10.0.0.0/8", "tcp".
 #ifndef APP_SYNTAX_MATCH_SYNTAX_H
 #define APP_SYNTAX_MATCH_SYNTAX_H

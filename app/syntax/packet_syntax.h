@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One packet described in the syntax of flows: "in_port=1,dl_vlan=110,tcp,nw_dst=10.0.0.1,tp_dst=80,len=1500".
 #ifndef APP_SYNTAX_PACKET_SYNTAX_H
 #define APP_SYNTAX_PACKET_SYNTAX_H

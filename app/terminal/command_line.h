@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a line divides into commands.
 #ifndef APP_TERMINAL_COMMAND_LINE_H
 #define APP_TERMINAL_COMMAND_LINE_H

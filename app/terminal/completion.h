@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Completion: commands and keywords where they stand, file names where a file is wanted.
 #ifndef APP_TERMINAL_COMPLETION_H
 #define APP_TERMINAL_COMPLETION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A picture on the terminal that is drawn anew until the operator has seen enough.
 #ifndef APP_TERMINAL_LIVE_VIEW_H
 #define APP_TERMINAL_LIVE_VIEW_H

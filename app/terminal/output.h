@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the output of commands goes: a file descriptor, or a program of the system's shell.
 #ifndef APP_TERMINAL_OUTPUT_H
 #define APP_TERMINAL_OUTPUT_H

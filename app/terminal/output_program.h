@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Programs of the system's shell that take the output of commands: pipes, files, the pager.
 #ifndef APP_TERMINAL_OUTPUT_PROGRAM_H
 #define APP_TERMINAL_OUTPUT_PROGRAM_H

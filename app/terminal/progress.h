@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A progress mark on the terminal for work that takes a while.
 #ifndef APP_TERMINAL_PROGRESS_H
 #define APP_TERMINAL_PROGRESS_H

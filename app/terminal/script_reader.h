@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines of a script, from a file or from standard input.
 #ifndef APP_TERMINAL_SCRIPT_READER_H
 #define APP_TERMINAL_SCRIPT_READER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs commands: from a script, from the command line, or from an operator at a terminal.
 #ifndef APP_TERMINAL_SHELL_H
 #define APP_TERMINAL_SHELL_H

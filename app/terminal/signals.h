@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Signals: Ctrl-C ends a command, never the switch; SIGTERM and SIGHUP end the program in order.
 #ifndef APP_TERMINAL_SIGNALS_H
 #define APP_TERMINAL_SIGNALS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An operator at a terminal: line editing, history and completion.
 #ifndef APP_TERMINAL_TERMINAL_H
 #define APP_TERMINAL_TERMINAL_H

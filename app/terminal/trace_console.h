@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trace console: trace messages among the output of commands.
 #ifndef APP_TERMINAL_TRACE_CONSOLE_H
 #define APP_TERMINAL_TRACE_CONSOLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Why a packet goes where it goes: each record that it is compared with, down to the one that matches.
 #ifndef APP_VIEWS_EXPLANATION_H
 #define APP_VIEWS_EXPLANATION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What became of a packet, in words.
 #ifndef APP_VIEWS_FATE_H
 #define APP_VIEWS_FATE_H

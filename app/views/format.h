@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Output for people: aligned tables, and modest colour where the output is a terminal.
 #ifndef APP_VIEWS_FORMAT_H
 #define APP_VIEWS_FORMAT_H

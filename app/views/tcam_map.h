@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A map of the TCAM: what stands at each of its indices.
 #ifndef APP_VIEWS_TCAM_MAP_H
 #define APP_VIEWS_TCAM_MAP_H

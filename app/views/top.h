@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What happens on the switch right now: rates since the picture before, and how full the hardware is.
 #ifndef APP_VIEWS_TOP_H
 #define APP_VIEWS_TOP_H

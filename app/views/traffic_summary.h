@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the packets of a capture did, by class of packet, by flow and by port.
 #ifndef APP_VIEWS_TRAFFIC_SUMMARY_H
 #define APP_VIEWS_TRAFFIC_SUMMARY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How full the hardware is.
 #ifndef APP_VIEWS_USAGE_H
 #define APP_VIEWS_USAGE_H

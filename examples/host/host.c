@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The smallest host that liboftab runs in: an ASIC that remembers what it is told, and the services that the library
  * asks for. It boots the library, adds one flow and prints the record that the TCAM got. A platform port starts here:
  * each stub stands for a call of platform/, whose header has the contract. */

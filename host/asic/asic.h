@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The simulated ASIC: a TCAM, the counters and replication trees that its results name, and the forwarding of one
 // packet through them.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hardware counters: ids of 13 bits, of which 0 is never given out.
 #ifndef HOST_ASIC_COUNTERS_H
 #define HOST_ASIC_COUNTERS_H

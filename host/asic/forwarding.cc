@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the ASIC does with a packet: classify, count, act.
 #include "host/asic/asic.h"
 #include "oftab/hw_entry.h"

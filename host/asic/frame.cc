@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading an Ethernet frame: addresses, one VLAN tag, and of IPv4 and ARP what flows can name.
 #include <algorithm>
 

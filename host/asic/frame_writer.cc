@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Composing an Ethernet frame of what the ASIC sees of it: the other way round than reading one.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the simulated ASIC sees of a packet, and what it did with it.
 #ifndef HOST_ASIC_PACKET_H
 #define HOST_ASIC_PACKET_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/asic/packet_key.h"
 
 #include "oftab/hw_entry.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A packet as the TCAM compares it.
 //
 // The key has three formats, of which a record's own `class` chooses the one that it is compared in. All share most

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The SDK's C operations, on the running switch's ASIC. Every call is counted, can be made to fail, and can be logged.
 #include <algorithm>
 #include <cstring>

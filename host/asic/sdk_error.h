@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Why the simulated SDK refuses a call.
 #ifndef HOST_ASIC_SDK_ERROR_H
 #define HOST_ASIC_SDK_ERROR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Per-port static matches, of which there is one: LLDP.
 #ifndef HOST_ASIC_STATIC_MATCHES_H
 #define HOST_ASIC_STATIC_MATCHES_H

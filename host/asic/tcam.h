@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The TCAM region: 4096 records, of which the first that matches a packet decides about it.
 #ifndef HOST_ASIC_TCAM_H
 #define HOST_ASIC_TCAM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The search of the TCAM: the first of many ternary records that matches a key, 512 records at a step.
 //
 // A key is read as hexadecimal digits. For each digit and each of its 16 values there is a row with a bit for every

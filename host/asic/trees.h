@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Replication trees: the output ports behind each multicast index.
 #ifndef HOST_ASIC_TREES_H
 #define HOST_ASIC_TREES_H

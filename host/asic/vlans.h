@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The map from VLANs to bridge domains.
 //
 // Frames without a VLAN are in bridge domains of their own, which no VLAN can be given: one for untagged frames, one

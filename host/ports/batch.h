@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Room for the frames that are received in one go. A front panel has one for all of its ports.
 #ifndef HOST_PORTS_BATCH_H
 #define HOST_PORTS_BATCH_H

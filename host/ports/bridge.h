@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where ordinary layer-2 forwarding takes a frame: the port behind which its receiver was last heard, in the same
 // bridge domain, within the last 300 seconds; otherwise everywhere. There is no loop protection.
 #ifndef HOST_PORTS_BRIDGE_H

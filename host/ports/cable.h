@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cable within the process as a port's end: what the port sends comes out at the other end of a socket, and what is
 // sent into that end reaches the port. One message is one frame.
 #ifndef HOST_PORTS_CABLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The checksum that a frame's sender left to its hardware.
 #ifndef HOST_PORTS_CHECKSUM_H
 #define HOST_PORTS_CHECKSUM_H

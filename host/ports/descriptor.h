@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A file descriptor that is closed with its owner.
 #ifndef HOST_PORTS_DESCRIPTOR_H
 #define HOST_PORTS_DESCRIPTOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The front panel: the ends that ports lead to, frames in and out of them, and what ordinary layer-2 forwarding has
 // learnt of the stations behind them.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/ports/interface_end.h"
 
 #include <net/if.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A port's end that is an interface of the machine, which may vanish and come back.
 #ifndef HOST_PORTS_INTERFACE_END_H
 #define HOST_PORTS_INTERFACE_END_H

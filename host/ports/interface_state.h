@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the kernel says about a network interface.
 #ifndef HOST_PORTS_INTERFACE_STATE_H
 #define HOST_PORTS_INTERFACE_STATE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether anything happened to the machine's network interfaces, so that nobody has to look at them all the time.
 #ifndef HOST_PORTS_LINK_EVENTS_H
 #define HOST_PORTS_LINK_EVENTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A network interface of the machine as a port's end: a veth, a NIC.
 //
 // The port takes every frame that reaches the interface and sends by it; what the machine itself sends by the interface

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a front-panel port leads to: a network interface, a TAP, or a cable within the process.
 #ifndef HOST_PORTS_PORT_END_H
 #define HOST_PORTS_PORT_END_H

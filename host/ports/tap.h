@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A TAP as a port's end: an interface of the machine that is made when the port is attached, up, and goes with it. One
 // that somebody else removes is taken up again if it comes back.
 #ifndef HOST_PORTS_TAP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An AVL tree over the caller's records: a binary search tree in which the heights of a node's two subtrees differ by
 // one at most, which rotations restore on the way back from each change.
 #ifndef HOST_SERVICES_AVL_TREE_H

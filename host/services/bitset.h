@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A set of bits, as the library's imports use it.
 #ifndef HOST_SERVICES_BITSET_H
 #define HOST_SERVICES_BITSET_H

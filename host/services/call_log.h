@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A readable log of the SDK calls.
 #ifndef HOST_SERVICES_CALL_LOG_H
 #define HOST_SERVICES_CALL_LOG_H

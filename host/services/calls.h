@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's calls into the host, and what each is: the one list that the imports, faults, the call log and the
 // benchmarks go by.
 #ifndef HOST_SERVICES_CALLS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The simulated clock and the C operations that see it: timers, and the C library's pause.
 #include "host/services/clock.h"
 

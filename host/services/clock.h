@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The simulated clock, the timers that run on it, and the pauses that the library takes.
 //
 // Time passes only when somebody says so: nothing here waits.

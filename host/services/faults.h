@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Counts the library's calls into the host and makes chosen ones fail.
 #ifndef HOST_SERVICES_FAULTS_H
 #define HOST_SERVICES_FAULTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // printf formatting into a string.
 #ifndef HOST_SERVICES_FORMAT_H
 #define HOST_SERVICES_FORMAT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interface manager's C operations.
 #include <algorithm>
 #include <cstring>

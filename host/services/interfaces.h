@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interface manager: 48 front-panel ports, and port channels with ordered members.
 //
 // A front-panel port in slot s has ifindex 0x1a000000 + (s << 12), ASIC port s and hardware interface id 0x100 + s.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The message service: hands one request at a time to a handler and collects what it answers.
 #ifndef HOST_SERVICES_MESSAGES_H
 #define HOST_SERVICES_MESSAGES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command shell's output.
 #ifndef HOST_SERVICES_SHELL_H
 #define HOST_SERVICES_SHELL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The system log as the library writes it.
 #ifndef HOST_SERVICES_SYSTEM_LOG_H
 #define HOST_SERVICES_SYSTEM_LOG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tracing services' C operations. What is switched off formats nothing.
 #include <cstdarg>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tracing services: two rings, an output file, an event history and a console, each of which can be switched on.
 //
 // All outputs are off at first. An output that is off costs a test and formats nothing.

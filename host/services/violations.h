@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library did against the contracts of platform/.
 #ifndef HOST_SERVICES_VIOLATIONS_H
 #define HOST_SERVICES_VIOLATIONS_H

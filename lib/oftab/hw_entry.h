@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bit fields of the ASIC's TCAM record: one line per field, from which the conversions, the dumps and the checks come.
 //
 // Bit n of a part lies in byte n / 8 at position n % 8 (0: least significant). A field occupies `width` bits from

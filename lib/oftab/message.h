@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Walking a packed message: a header, and records back to back behind it.
 #ifndef OFTAB_MESSAGE_H
 #define OFTAB_MESSAGE_H

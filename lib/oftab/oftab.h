@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* liboftab: OpenFlow flow entries in the ternary memory (TCAM) of a switch ASIC.
  *
  * Rules common to all operations

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Initialisation of the library, and the set-up of the statistics timer.
 #include <cstdlib>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The port bits of a port group: SDK port p is bit 0x80 >> (p mod 8) of byte p div 8.
 #ifndef OFTAB_PORT_BITMAP_H
 #define OFTAB_PORT_BITMAP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The statistics timer, started at set-up and again at the end of each collection.
 #ifndef OFTAB_STATISTICS_TIMER_H
 #define OFTAB_STATISTICS_TIMER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Walking a table, whichever form its entry array has.
 #ifndef OFTAB_TABLE_H
 #define OFTAB_TABLE_H

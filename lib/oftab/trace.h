@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trace point: one macro per level, and behind it the host's outputs.
 //
 // TRACE_ERROR, TRACE_WARNING and TRACE_DETAIL take a printf format, always a literal, and its arguments, which the

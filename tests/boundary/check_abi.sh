@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # The binary interface of a shared object is the committed one: prototypes, record layouts, exported data.
 # Usage: check_abi.sh OBJECT BASELINE [accept]; `accept` makes what stands there now the baseline.
 set -eu

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # The library defines the names of its version script and no others, and needs the host's services and the C library
 # only. Usage: check_symbols.sh NM READELF LIBRARY VERSION_SCRIPT
 set -eu

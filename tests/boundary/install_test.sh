@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # The Debian packages, unpacked into an empty root, are all that a stranger needs: the example host builds against them
 # with pkg-config and with CMake, and runs; so does the program, whose service systemd takes. Usage: install_test.sh
 # SOURCE_DIR BUILD_DIR

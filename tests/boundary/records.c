@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* One object of each record that crosses the library's boundaries, for the comparison of their layouts. */
 #include "oftab/oftab.h"
 #include "platform/asic_sdk.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Hosts in network namespaces whose packets the CPU serves: learning controllers, addresses translated, a flood.
   cpu_flows_test.py OFTAB_SWITCH
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Frames of hosts in network namespaces through serving switches.  live_ports_test.py OFTAB_SWITCH
 
 Skipped where namespaces are not permitted."""

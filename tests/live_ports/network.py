@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Hosts in network namespaces, and oftab-switches whose ports lead to them."""
 import ctypes
 import json

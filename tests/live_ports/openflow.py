@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """As much of an OpenFlow 1.0 controller as the tests need."""
 import select
 import socket

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Drives a serving oftab-switch with ovs-ofctl.  clients.py OFTAB_SWITCH"""
 import os
 import re

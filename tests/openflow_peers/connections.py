@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """How oftab-switch keeps its connections: TLS, many controllers, lost ones, peers that are silent or slow.
 connections.py OFTAB_SWITCH"""
 import concurrent.futures

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A controller for one oftab-switch: enters a flow of each kind, sends packets, waits for what must come of them, and
 tells the test each step on a line of standard output. Run by osken-manager."""
 from os_ken.base import app_manager

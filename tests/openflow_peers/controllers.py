@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Lets a serving oftab-switch seek an os-ken controller, twice.  controllers.py OFTAB_SWITCH OSKEN_MANAGER"""
 import os
 import socket

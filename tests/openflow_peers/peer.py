@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """An OpenFlow 1.0 peer of a few lines, for what no tool does: keeping silent, reading slowly, vanishing."""
 import socket
 import struct

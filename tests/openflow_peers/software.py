@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a serving oftab-switch makes of packets that it changes, against scapy, octet by octet, checksums included.
   software.py OFTAB_SWITCH"""
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A serving oftab-switch for tests with real peers."""
 import re
 import shutil

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """An os-ken application: hosts of two subnets reach each other by addresses of their own, which flows translate."""
 from os_ken.base import app_manager
 from os_ken.controller import ofp_event

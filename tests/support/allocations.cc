@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The executable's malloc, calloc and free come before the C library's (or the sanitizer's), to which they pass on.
 #include "tests/support/allocations.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Makes memory allocations of liboftab fail. Only calls that come from the library itself count: the host, the tests
 // and the C library go on undisturbed.
 #ifndef TESTS_SUPPORT_ALLOCATIONS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The headers in C11, and calls through them. */
 #include <string.h>
 

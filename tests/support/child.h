@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs code in a process of its own, so that it gets a library that has done nothing yet.
 #ifndef TESTS_SUPPORT_CHILD_H
 #define TESTS_SUPPORT_CHILD_H

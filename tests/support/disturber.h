@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random faults on the way of operations: host and SDK calls and allocations of the library fail.
 #ifndef TESTS_SUPPORT_DISTURBER_H
 #define TESTS_SUPPORT_DISTURBER_H

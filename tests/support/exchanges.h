@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What comes of a request beside its response.
 #ifndef TESTS_SUPPORT_EXCHANGES_H
 #define TESTS_SUPPORT_EXCHANGES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frames by their fields, written out plainly, with checksums that are summed up anew each time.
 #ifndef TESTS_SUPPORT_FRAMES_H
 #define TESTS_SUPPORT_FRAMES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Says how tests are run, before and behind a run of several: the library keeps one global state, so they see each
 // other's.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests, written down by what differs from a default flow, and responses, decoded.
 #ifndef TESTS_SUPPORT_MESSAGES_H
 #define TESTS_SUPPORT_MESSAGES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the switch should do, in the plainest terms: a list of flows, the strongest of those that match decides.
 // There is no TCAM here, no key format, and none of the library's code.
 #ifndef TESTS_SUPPORT_MODEL_H

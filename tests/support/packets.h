@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packets for the flows of tests.
 #ifndef TESTS_SUPPORT_PACKETS_H
 #define TESTS_SUPPORT_PACKETS_H

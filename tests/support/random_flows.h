@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random flows and packets from a small world, so that many of them meet.
 #ifndef TESTS_SUPPORT_RANDOM_FLOWS_H
 #define TESTS_SUPPORT_RANDOM_FLOWS_H

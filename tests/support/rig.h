@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A switch to test on, with what tests do to it and look at.
 #ifndef TESTS_SUPPORT_RIG_H
 #define TESTS_SUPPORT_RIG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command shell's end of a show: notes what is printed, and can leave the pager.
 #ifndef TESTS_SUPPORT_SCREEN_H
 #define TESTS_SUPPORT_SCREEN_H

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Which lines and branches of the library the tests reached.  report.py BUILD-DIRECTORY
 
 Ends with status 1 when a branch was not reached that exceptions.txt does not name, or was although it does. A line of

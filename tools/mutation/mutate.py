@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Changes the library in one place at a time and tells which changes no test notices.  mutate.py BUILD [SAMPLE [SEED]]
 
 BUILD holds the test program; without SAMPLE every change is tried. A change is compiled into a library of its own, on

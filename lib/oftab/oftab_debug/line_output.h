@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the lines of a view go, one call a line: to the shell, or into the trace.
 //
 // PRINT(out, format, ...) prints a line to any of the outputs below. The format is a literal that the compiler checks

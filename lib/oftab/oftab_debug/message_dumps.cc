@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests and responses in the trace, for an operator who follows the exchange with the OpenFlow agent.
 #include "oftab/oftab_debug/message_dumps.h"
 #include "oftab/message.h"

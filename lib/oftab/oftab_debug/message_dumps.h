@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A dump for which the message alone does not tell all.
 #ifndef OFTAB_MESSAGE_DUMPS_H
 #define OFTAB_MESSAGE_DUMPS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The multicast scenario: every index of the TCAM gets an entry that replicates to two ports.
 #include <cstdio>
 #include <cstring>

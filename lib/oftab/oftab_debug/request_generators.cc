@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Generators of test requests: they build requests from a few numbers and dump them; nothing is submitted.
 #include <cstdlib>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The show of the policy, one line per flow, and the formatters of its columns.
 #include <cstdarg>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The show of the software table, with its output ports.
 #include "oftab/oftab.h"
 #include "oftab/oftab_debug/line_output.h"

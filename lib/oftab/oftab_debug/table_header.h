@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the shows and the dumps of a table have in common, whatever output they print to.
 #ifndef OFTAB_TABLE_HEADER_H
 #define OFTAB_TABLE_HEADER_H

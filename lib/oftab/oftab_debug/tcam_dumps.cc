@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The hardware's view: TCAM records decoded field by field, and the dumps of whole tables.
 #include <syslog.h>
 

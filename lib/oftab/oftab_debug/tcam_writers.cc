@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Direct TCAM writers: they program a range of indices behind the tables' back, for use from the debug shell.
 #include <syslog.h>
 #include <unistd.h>

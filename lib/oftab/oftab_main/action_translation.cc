@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Action translation: a flow's action becomes the drop, CPU and multicast bits of the hardware result.
 #include "oftab/oftab_main/action_translation.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a flow's action to the hardware result.
 #ifndef OFTAB_ACTION_TRANSLATION_H
 #define OFTAB_ACTION_TRANSLATION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The catch-all entry at the last index of the region: what happens to packets that no flow matched.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "oftab/oftab_main/counters.h"
 
 #include "oftab/oftab.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hardware counters.
 //
 // A counter that was created for an entry of the table, or for the catch-all, goes back with the entry, or else

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compaction: packs the current table's entries together, in order.
 //
 //   before   10: A  11: -  12: B  13: -  14: C

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Deletion and purge: entries go, with everything they hold. The others stay where they are, so that a deletion leaves
 // holes in the range.
 #include "oftab/message.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Entry requests: one request, one transaction, one response.
 #include "oftab/message.h"
 #include "oftab/oftab.h"

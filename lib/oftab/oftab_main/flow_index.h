@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding records by sequence number: built once over a table, then a look-up costs no walk of the table.
 #ifndef OFTAB_FLOW_INDEX_H
 #define OFTAB_FLOW_INDEX_H

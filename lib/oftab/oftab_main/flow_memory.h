@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the table knows of a flow beyond its record, by the flow's counter.
 //
 // A flow whose modification failed stands in the table without its old action, while the TCAM keeps that action until a

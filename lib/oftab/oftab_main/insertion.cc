@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Insertion: where new flows go.
 //
 // Reading the TCAM from index 0 upwards, flows stand by falling priority. The table occupies one range of indices; a

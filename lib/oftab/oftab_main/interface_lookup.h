@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library asks the interface manager about an ifindex. Warnings are traced in the name of `function`, the
 // operation that asks.
 #ifndef OFTAB_INTERFACE_LOOKUP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interface requests: which front-panel interfaces are OpenFlow interfaces.
 #include "oftab/message.h"
 #include "oftab/oftab.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events of layer-2 ports and changes of hardware interface ids.
 #include "oftab/hw_entry.h"
 #include "oftab/oftab.h"

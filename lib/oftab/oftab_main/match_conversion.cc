@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Match conversion: a flow becomes a complete software entry.
 //
 // The key has three formats, which differ in their class, in the place of the ethertype and in whether they carry IP

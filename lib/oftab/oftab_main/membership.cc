@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Membership: a port joined or left a port channel, and the trees of the flows that output to it follow.
 #include <cstring>
 

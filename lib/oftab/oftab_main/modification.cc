@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Modification: entries get new actions where they stand.
 #include "oftab/hw_entry.h"
 #include "oftab/message.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pool of multicast indices: who has each, and what is known of its tree.
 //
 // An index is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The entry point for start-up and for numbered debug commands.
 #include <cstdlib>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Output fan-out: an outport entry's ports, and the replication tree behind its multicast index.
 #include "oftab/oftab_main/output_fanout.h"
 

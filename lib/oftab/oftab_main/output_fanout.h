@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fan-out of an outport entry: a multicast index of the pool, its replication tree, and who holds them.
 #ifndef OFTAB_OUTPUT_FANOUT_H
 #define OFTAB_OUTPUT_FANOUT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Port channels: the flows that output to each.
 //
 // The AVL tree holds one pc_entry per port channel that some flow outputs to, with a bit per flow handle.

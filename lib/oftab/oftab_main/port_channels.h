@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which flows output to which port channel.
 #ifndef OFTAB_PORT_CHANNELS_H
 #define OFTAB_PORT_CHANNELS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One truth after a failure.
 //
 // Two facts are known: the current table (with what the flow memory adds to its records) and the record that stands at

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One truth after a failure: derives anew, from the current table and from what stands in the TCAM, what is to be
 // written and what goes back. reconcile.cc opens with what stays and what goes after each kind of failure.
 #ifndef OFTAB_RECONCILE_H

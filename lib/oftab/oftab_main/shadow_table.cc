@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The steps of a transaction: copy the current table into the shadow, program what changed, commit; and erasing one
 // TCAM entry.
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics: the periodic collection of the hardware counters, and the queries answered from its totals.
 #include "oftab/message.h"
 #include "oftab/oftab.h"

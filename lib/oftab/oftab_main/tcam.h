@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What stands in the TCAM: the record last written at each index, whoever wrote it.
 //
 // Every write of the library goes through here or is noted here. What the hardware held before the library started is
