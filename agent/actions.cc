@@ -84,6 +84,10 @@ std::string ports_text(std::vector<Action>::const_iterator first, std::vector<Ac
 
 }  // namespace
 
+std::span<const PacketChange> packet_changes() {
+  return kChanges;
+}
+
 const PacketChange *packet_change_named(std::string_view name) {
   const auto *const found =
       std::ranges::find_if(kChanges, [&](const PacketChange &each) { return same_ignoring_case(each.name, name); });

@@ -4,6 +4,7 @@
 #define AGENT_ACTIONS_H
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,8 @@ struct PacketChange {
   uint64_t (*read)(const Word &argument);  // throws a TextError
   std::string (*print)(const Masked &value);
 };
+
+std::span<const PacketChange> packet_changes();
 
 // Null when there is none.
 const PacketChange *packet_change_named(std::string_view name);

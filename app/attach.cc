@@ -113,6 +113,17 @@ class RemoteShell {
     }
     return good;
   }
+
+  // What a command that only looks prints; nothing when it fails.
+  std::string output_of(const std::string &command) {
+    std::ostringstream out;
+    try {
+      return remote_.run(command, out).kind == Kind::Bad ? "" : out.str();
+    } catch (const std::exception &) {
+      return "";
+    }
+  }
+
   bool finished() const { return finished_; }
   int status() const { return status_; }  // when no command failed
 
@@ -191,7 +202,8 @@ int attach(const std::string &path, const std::optional<std::string> &commands) 
     ScriptReader script("-");
     return run_lines(shell, [&](std::string &line) { return script.next(line); });
   }
-  run_terminal({[&](const std::string &line) { shell.run(line); }, [&] { return shell.finished(); }, wait_for_input});
+  run_terminal({[&](const std::string &line) { shell.run(line); }, [&] { return shell.finished(); }, wait_for_input,
+                [&](const std::string &command) { return shell.output_of(command); }});
   return 0;
 }
 

@@ -65,7 +65,8 @@ bool run_prompt(app::Shell &shell, app::Session &session) {
                        shell.run_line({"", 1, line});
                      },
                      [&] { return session.finished; },
-                     [&](int descriptor) { return session.service->wait_for_input(descriptor); }});
+                     [&](int descriptor) { return session.service->wait_for_input(descriptor); },
+                     [&](const std::string &command) { return shell.output_of(command); }});
   session.status = status;
   return true;
 }

@@ -110,10 +110,11 @@ std::string script_of(std::string_view bytes) {
   return script;
 }
 
-void complete_everywhere(std::string_view script) {
+void complete_everywhere(app::Shell &shell, std::string_view script) {
+  const app::Ask ask = [&shell](const std::string &command) { return shell.output_of(command); };
   for (size_t end = 0; end <= script.size(); end += 7) {
     const std::string_view line = script.substr(0, end);
-    const app::Completion completion = app::complete(line);
+    const app::Completion completion = app::complete(line, ask);
     require(completion.start <= line.size(), "a completion behind the line");
     require(completion.choices.empty() || !completion.word.empty() || completion.start == line.size(),
             "a completion that takes away");
@@ -133,7 +134,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const std::string script = script_of(bytes);
   shell.run_text(script, "script");
   fuzz::require_sound(device, session.audit_exceptions);
-  complete_everywhere(script);
+  complete_everywhere(shell, script);
   require(shell.run_text("reset", "reset"), "the set-up cannot be emptied");
   return 0;
 }

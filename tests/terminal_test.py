@@ -105,7 +105,7 @@ class TerminalTest(unittest.TestCase):
         self.write("two words.oftab", "echo two words ran\n")
         self.write("größe.oftab", "echo größe ran\n")
         terminal = self.start()
-        terminal.run("add-flow seq=1,actions=drop")
+        terminal.run("port-channel create 7 5; add-flow seq=1,dl_vlan=110,actions=mod_vlan_vid:2077,1")
         for typed, answer in (
             ("trace on fai", "trace on failures "),
             ("trace on history w", "trace on history warnings "),
@@ -115,12 +115,35 @@ class TerminalTest(unittest.TestCase):
             ("flows --sort ", "bytes  index  packets  priority  seq"),
             ("interface add 1 Eth1/4", "Eth1/40  "),
             ("interface openflow Eth1/47", "Eth1/47 "),
-            ("flows udp,hard", "flows udp,hard_timeout="),
+            ("add-flow udp,hard", "add-flow udp,hard_timeout="),
             ("add-flow tcp,actions=1,no", "add-flow tcp,actions=1,normal "),
             ("watch 1 show pol", "watch 1 show policy "),
             ("catch-all n", "catch-all normal "),
             ("interface openflow 3 of", "interface openflow 3 off "),
             ("fault libsdk_l", "fault libsdk_l3_route_stats_"),
+            ("fault any nth=2 al", "fault any nth=2 always "),
+            ("add-flow in_port=p", "add-flow in_port=pc7 "),
+            ("add-flow tcp,actions=output:1,output:p", "output:pc7 "),
+            ("add-flow actions=enqueue:Eth1/48", "enqueue:Eth1/48:"),
+            ("add-flow actions=mod_nw_s", "actions=mod_nw_src:"),
+            ("add-flow udp actions=1,p", "actions=1,p"),
+            ("flows out_port=p", "flows out_port=pc7 "),
+            ("flows tcp,actions=n", "flows tcp,actions=normal "),
+            ("packet tcp,dl_vlan=", "110  2077  "),
+            ("explain all in_port=p", "explain all in_port=pc7 "),
+            ("packet x.pcap in_port=p", "packet x.pcap in_port=pc7 "),
+            ("vlan 2", "vlan 2077 "),
+            ("interface id p", "interface id pc7 "),
+            ("port-channel leave ", "port-channel leave pc7 "),
+            ("port-channel leave pc7 Eth1/47", "Eth1/47 "),
+            ("port attach 1 l", "port attach 1 lo "),
+            ("port attach 1 t", "port attach 1 tap:"),
+            ("listen pt", "listen ptcp:"),
+            ("trace on calls ", "trace on calls "),
+            ("trace on file two", 'trace on file "two words.oftab" '),
+            ("diff-flows x tw", 'diff-flows x "two words.oftab" '),
+            ("help trace o", "help trace o"),
+            ("watch 1 flows --s", "watch 1 flows --sort "),
         ):
             terminal.type(typed + TAB)
             terminal.expect(answer)
@@ -130,7 +153,7 @@ class TerminalTest(unittest.TestCase):
             terminal.type(typed + "\n")
             terminal.expect("\n" + answer)
             terminal.expect()
-        self.leaves(terminal)
+        self.leaves(terminal, flows="1 flow, 1 on the CPU")
 
     def test_an_interrupt_ends_the_command(self):
         self.write("endless", "advance 1000000m\n")

@@ -69,7 +69,7 @@ void set_capacity(Session &session, Arguments &arguments) {
 }
 
 constexpr Command kCommands[] = {
-    {"fault", "CALL | any [nth=N] [code=N] [always]",
+    {"fault", "CALL|any [nth=N] [code=N] [always]",
      "make a call of the library into host or SDK fail\n"
      "The Nth coming call (the next one unless given) fails with the code (1), once or, with 'always', from then on.\n"
      "'fault calls' lists the calls.",

@@ -143,7 +143,7 @@ void dump_aggregate(Session &session, Arguments &words) {
 void dump_ports(Session &session, Arguments &arguments) {
   const auto wanted = arguments.next_if_any();
   arguments.finish();
-  const uint32_t one = wanted ? interface_named(*wanted, session.device.interfaces()) : 0;
+  const uint32_t one = wanted ? port_named(*wanted) : 0;
   for (const auto &[ifindex, port] : session.agent.ports().all()) {
     if (!wanted || ifindex == one) {
       const PortCounts &counts = port.counts;

@@ -123,10 +123,10 @@ void set_vlan(Session &session, Arguments &arguments) {
 
 constexpr Command kCommands[] = {
     {"interfaces", "", "list the front-panel ports", list_interfaces, true},
-    {"interface add", "PORT...", "make interfaces OpenFlow interfaces, in one request", add_interfaces},
-    {"interface delete", "PORT...", "make them ordinary interfaces again", delete_interfaces},
-    {"interface id", "PORT ID", "give an interface another hardware interface id", change_id},
-    {"interface openflow", "PORT on|off", "change an interface's OpenFlow state in the interface manager",
+    {"interface add", "PORT|PC...", "make interfaces OpenFlow interfaces, in one request", add_interfaces},
+    {"interface delete", "PORT|PC...", "make them ordinary interfaces again", delete_interfaces},
+    {"interface id", "PORT|PC ID", "give an interface another hardware interface id", change_id},
+    {"interface openflow", "PORT|PC on|off", "change an interface's OpenFlow state in the interface manager",
      set_openflow},
     {"interface hw-lif", "PORT LIF", "tell the library a port's hardware LIF", set_hw_lif},
     {"vlan", "VLAN BRIDGE-DOMAIN|none", "change the bridge domain of a VLAN, which is VLAN + 100 at first", set_vlan},

@@ -142,9 +142,9 @@ void list_port_channels(Session &session, Arguments &arguments) {
 constexpr Command kCommands[] = {
     {"port-channels", "", "list the port channels", list_port_channels},
     {"port-channel create", "NUMBER [PORT...]", "create a port channel, with members", create_port_channel},
-    {"port-channel delete", "NUMBER", "delete a port channel that has no members", delete_port_channel},
-    {"port-channel join", "NUMBER PORT...", "ports join a port channel", join},
-    {"port-channel leave", "NUMBER PORT...", "ports leave a port channel", leave},
+    {"port-channel delete", "PC", "delete a port channel that has no members", delete_port_channel},
+    {"port-channel join", "PC PORT...", "ports join a port channel", join},
+    {"port-channel leave", "PC PORT...", "ports leave a port channel", leave},
 };
 
 }  // namespace

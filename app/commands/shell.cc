@@ -105,7 +105,7 @@ constexpr Command kCommands[] = {
     {"help", "[COMMAND]", "list the commands, or describe one", help, true},
     {"echo", "[TEXT]", "print a line", echo},
     {"source", "FILE", "run the commands of a script up to the first that fails; '-' is standard input", source},
-    {"watch", "SECONDS COMMAND",
+    {"watch", "SECONDS COMMAND...",
      "run a command again and again, until Ctrl-C\n"
      "While it waits, the switch's clock goes on as well: counters are collected.",
      watch},

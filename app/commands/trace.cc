@@ -178,13 +178,13 @@ void dump_shows(Session &session, Arguments &arguments) {
 }
 
 constexpr Command kCommands[] = {
-    {"trace on", "ring|failures|history|calls|console|file [errors | warnings | all | FILE]",
+    {"trace on", "ring|failures|calls | history|console [errors|warnings|all] | file FILE",
      "switch a trace output on\n"
      "calls are those of the SDK; failures are always on. history and console take errors, warnings (and errors) or\n"
      "all levels. file appends to FILE, with the time of day; past 64 MiB it goes on anew, FILE.1 keeping what was.",
      trace_on},
     {"trace off", "ring|history|calls|console|file", "switch a trace output off", trace_off},
-    {"trace show", "[ring | failures | history | calls] [last=N]", "show what a trace output took", trace_show, true},
+    {"trace show", "[ring|failures|history|calls] [last=N]", "show what a trace output took", trace_show, true},
     {"trace clear", "", "empty the trace outputs", trace_clear},
     {"dump table", "", "trace the current table, to the terminal too", dump_table, true},
     {"dump records", "", "trace the stored hardware records, to the terminal too", dump_records, true},

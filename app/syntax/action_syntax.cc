@@ -118,7 +118,16 @@ std::vector<Action> ActionReader::finish() const {
 }  // namespace
 
 std::set<std::string> action_words() {
-  return {"controller", "drop", "normal", "output:"};
+  std::set<std::string> words = reserved_outputs();
+  words.insert({"drop", "enqueue:", "output:"});
+  for (const PacketChange &change : packet_changes()) {
+    words.insert(concat(change.name, change.read == nullptr ? "" : ":"));
+  }
+  return words;
+}
+
+std::set<std::string> reserved_outputs() {
+  return {"all", "controller", "flood", "in_port", "local", "normal"};
 }
 
 std::vector<Action> parse_actions(const Word &text, const Interfaces &interfaces) {

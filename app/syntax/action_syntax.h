@@ -16,8 +16,11 @@
 
 namespace app {
 
-// What actions can begin with: "drop", "output:".
+// What actions can begin with, ports excepted: "drop", "output:".
 std::set<std::string> action_words();
+
+// Where an output can go other than to ports and port channels: "controller", "flood".
+std::set<std::string> reserved_outputs();
 
 // Actions that the hardware can do. Throws a TextError.
 std::vector<agent::Action> parse_actions(const agent::Word &text, const host::services::Interfaces &interfaces);

@@ -251,6 +251,20 @@ std::set<std::string> flow_words() {
   return words;
 }
 
+std::set<std::string> selection_words() {
+  std::set<std::string> words = match_words();
+  words.insert({"actions=", "hits=", "out_port=", "priority=", "seq="});
+  return words;
+}
+
+std::set<std::string> kind_words() {
+  std::set<std::string> words;
+  for (const KindName &kind : kKinds) {
+    words.emplace(kind.name);
+  }
+  return words;
+}
+
 FlowMod parse_flow_mod(std::string_view line, const Interfaces &interfaces) {
   Word text = flow_text(line, 0);
   FlowMod mod;

@@ -43,6 +43,10 @@ Selection parse_selection(std::string_view line, size_t start, const host::servi
 // What the items of a flow can begin with, up to its actions: "priority=", "tcp", "actions=".
 std::set<std::string> flow_words();
 
+// What the items of a selection can begin with, and which kinds of actions select.
+std::set<std::string> selection_words();
+std::set<std::string> kind_words();
+
 // A line of a file: a flow to add, or what its first word says: add, modify, modify_strict, delete or delete_strict.
 agent::FlowMod parse_flow_mod(std::string_view line, const host::services::Interfaces &interfaces);
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Completion: commands and keywords where they stand, file names where a file is wanted.
+// Completion: commands, keywords and what the switch knows, each where it stands, file names where a file is wanted.
 #ifndef APP_TERMINAL_COMPLETION_H
 #define APP_TERMINAL_COMPLETION_H
 
@@ -7,6 +7,8 @@
 #include <set>
 #include <string>
 #include <string_view>
+
+#include "app/terminal/known_names.h"
 
 namespace app {
 
@@ -17,7 +19,7 @@ struct Completion {
 };
 
 // Completes the last word of a line that is being typed.
-Completion complete(std::string_view line);
+Completion complete(std::string_view line, const Ask &ask);
 
 }  // namespace app
 

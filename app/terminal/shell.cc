@@ -113,6 +113,15 @@ void Shell::run_command(std::string_view line, size_t start) {
   found.command->run(session_, arguments);
 }
 
+std::string Shell::output_of(const std::string &command) try {
+  std::ostringstream out;
+  const Redirection redirection(session_, out, Style(false));
+  run_command(command, 0);
+  return out.str();
+} catch (const std::exception &) {
+  return "";
+}
+
 void Shell::run_to_program(const CommandText &command) {
   find_command(command.line, command.start);
   OutputProgram program(output_program(command.shell));

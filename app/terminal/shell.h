@@ -33,6 +33,9 @@ class Shell : public CommandRunner {
   // Runs the lines of a script up to its end, 'quit' or the first that fails. `path`: "-" is standard input.
   bool run_script(const std::string &path);
 
+  // What a command that only looks prints; nothing when it fails.
+  std::string output_of(const std::string &command);
+
   void run_command(std::string_view line, size_t start) override;
   void source(const std::string &path) override;
   bool run_text(const std::string &text, const std::string &name) override;

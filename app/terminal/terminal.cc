@@ -84,7 +84,9 @@ void list_words(const std::set<std::string> &words) {
 unsigned char complete_word(EditLine *editor, int) {
   const LineInfo *info = el_line(editor);
   const std::string_view line(info->buffer, static_cast<size_t>(info->cursor - info->buffer));
-  const Completion completion = complete(line);
+  const TerminalUse *use = nullptr;
+  el_get(editor, EL_CLIENTDATA, &use);
+  const Completion completion = complete(line, use->ask);
   const std::string typed(line.substr(completion.start));
   if (completion.choices.empty()) {
     return CC_REFRESH_BEEP;

@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "app/terminal/known_names.h"
+
 namespace app {
 
 // What lines are for.
@@ -14,6 +16,7 @@ struct TerminalUse {
   std::function<bool()> finished;  // the operator wants to leave
   // Waits until there is something to be read from a descriptor; false when it is not so yet.
   std::function<bool(int descriptor)> wait;
+  Ask ask;  // for completion
 };
 
 // Reads and runs lines until the operator leaves.
