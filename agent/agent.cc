@@ -34,18 +34,29 @@ Agent::Agent(host::Switch &device, uint64_t datapath_id)
     : device_(device),
       changes_(device, flows_),
       ports_(device.interfaces(), datapath_id),
-      packets_(device, flows_, ports_, now_, [this](const PacketIn &packet) { tell(&Listener::packet_in, packet); }) {
+      packets_(device, flows_, ports_, now_, [this](const PacketIn &packet) { return offer(packet); }) {
   reread();
 }
 
 // A listener may come or go while it is told.
-template <typename Event>
-void Agent::tell(void (Listener::*told)(const Event &), const Event &event) {
+template <typename Tell>
+void Agent::tell_all(Tell tell) {
   for (Listener *listener : std::vector(listeners_)) {
     if (std::ranges::find(listeners_, listener) != listeners_.end()) {
-      (listener->*told)(event);
+      tell(*listener);
     }
   }
+}
+
+template <typename Event>
+void Agent::tell(void (Listener::*told)(const Event &), const Event &event) {
+  tell_all([&](Listener &listener) { (listener.*told)(event); });
+}
+
+bool Agent::offer(const PacketIn &packet) {
+  bool taken = false;
+  tell_all([&](Listener &listener) { taken |= listener.packet_in(packet); });
+  return taken;
 }
 
 void Agent::tell_removed(const FlowModResults &results) {

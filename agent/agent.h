@@ -33,7 +33,7 @@ class Listener {
 
   // Every flow that leaves the table but for replaced ones, whether it asked for that or not.
   virtual void flow_removed(const RemovedFlow &) {}
-  virtual void packet_in(const PacketIn &) {}
+  virtual bool packet_in(const PacketIn &) { return false; }  // whether anyone got it
   virtual void port_changed(const PortChange &) {}
 };
 
@@ -100,8 +100,11 @@ class Agent {
   PacketPath &packets() { return packets_; }
 
  private:
+  template <typename Tell>
+  void tell_all(Tell tell);
   template <typename Event>
   void tell(void (Listener::*told)(const Event &), const Event &event);
+  bool offer(const PacketIn &packet);
   void tell_removed(const FlowModResults &results);
   void move_to(Time time);
   void catch_up();

@@ -72,17 +72,16 @@ void PacketPath::count(uint32_t ifindex, Change change) {
 }
 
 void PacketPath::receive(uint32_t ifindex, Frame frame) {
-  if (ports_.find(ifindex) == nullptr) {
-    return;
-  }
-  const bool taken = ports_.receives(ifindex, frame);
   count(ifindex, [&](PortCounts &counts) {
     ++counts.rx_packets;
     counts.rx_bytes += frame.size();
-    counts.rx_dropped += taken ? 0 : 1;
   });
-  if (taken) {
+  const uint64_t before = arrivals_;
+  if (ports_.receives(ifindex, frame)) {
     look_up(ifindex, frame);
+  }
+  if (arrivals_ == before) {
+    count(ifindex, [](PortCounts &counts) { ++counts.rx_dropped; });
   }
 }
 
@@ -153,7 +152,7 @@ void PacketPath::report(PacketIn packet) {
     return;
   }
   packet.buffer_id = buffers_.keep(packet.in_port, packet.frame);
-  report_(packet);
+  arrivals_ += report_(packet) ? 1 : 0;
 }
 
 std::optional<AgentError> PacketPath::send(const PacketOut &packet) {
@@ -192,6 +191,8 @@ void PacketPath::output(const Action &action, uint32_t in_port, Frame frame) {
     case kPortController:
       return report(
           {.in_port = in_port, .reason = PacketIn::Reason::Action, .max_len = action.max_len, .frame = frame});
+    case kPortLocal:
+      return;
     default:
       return replicate(port, in_port, frame);
   }
@@ -221,6 +222,7 @@ void PacketPath::transmit(uint32_t ifindex, Frame frame) {
   if (ports_.sends(ifindex) && first != ports.end()) {
     leave_by(*first, frame);
   } else {
+    ++arrivals_;
     count(ifindex, [](PortCounts &counts) { ++counts.tx_dropped; });
   }
 }
@@ -239,6 +241,7 @@ void PacketPath::replicate(uint32_t ifindex, uint32_t in_port, Frame frame) {
 // By a front-panel port.
 void PacketPath::leave_by(uint32_t ifindex, Frame frame) {
   const bool leaves = ports_.sends(ifindex);
+  ++arrivals_;
   count(ifindex, [&](PortCounts &counts) {
     counts.tx_packets += leaves ? 1 : 0;
     counts.tx_bytes += leaves ? frame.size() : 0;

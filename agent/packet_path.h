@@ -53,7 +53,7 @@ class Wire {
 
 class PacketPath : public host::ports::Receiver {
  public:
-  using Report = std::function<void(const PacketIn &)>;
+  using Report = std::function<bool(const PacketIn &)>;  // whether a controller got it
 
   // `now` is the agent's time, as it passes.
   PacketPath(host::Switch &device, FlowTable &flows, Ports &ports, const Time &now, Report report)
@@ -62,7 +62,8 @@ class PacketPath : public host::ports::Receiver {
   // Frames that leave are dropped as long as no wire is connected.
   void connect(Wire *wire) { wire_ = wire; }
 
-  // Frames that come in by a front-panel port, and those that did not get through it.
+  // Frames that come in by a front-panel port, and those that did not get through it. One that neither reaches a port,
+  // to be sent or dropped there, nor a controller is dropped where it came in.
   void receive(uint32_t ifindex, Frame frame) override;
   void refuse(uint32_t ifindex) override;
   void overrun(uint32_t ifindex, uint64_t frames) override;
@@ -118,6 +119,7 @@ class PacketPath : public host::ports::Receiver {
   Guard guard_;
   uint64_t looked_up_ = 0;
   uint64_t missed_ = 0;
+  uint64_t arrivals_ = 0;  // frames at the ports that they were to leave by, and at controllers
   PacketBuffers buffers_;
   Wire *wire_ = nullptr;
 };

@@ -33,7 +33,7 @@ struct PortCounts {
   uint64_t tx_packets = 0;
   uint64_t rx_bytes = 0;
   uint64_t tx_bytes = 0;
-  uint64_t rx_dropped = 0;          // by the port's configuration
+  uint64_t rx_dropped = 0;          // that reached neither a port nor a controller
   uint64_t rx_errors = 0;           // too short, too long, or sent by a group address; not among the packets
   uint64_t rx_overruns = 0;         // came faster than they were taken; not among the packets
   uint64_t tx_dropped = 0;          // by the port's configuration, or for want of a link

@@ -20,7 +20,7 @@ class Ears : public agent::Listener {
   Ears(agent::Agent &agent, Session &session) : agent_(agent), session_(session) { agent_.subscribe(*this); }
   ~Ears() override { agent_.unsubscribe(*this); }
   void flow_removed(const agent::RemovedFlow &flow) override { session_.tell(flow); }
-  void packet_in(const agent::PacketIn &packet) override { session_.tell(packet); }
+  bool packet_in(const agent::PacketIn &packet) override { return session_.tell(packet); }
   void port_changed(const agent::PortChange &change) override { session_.tell(change); }
 
  private:

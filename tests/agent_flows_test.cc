@@ -249,7 +249,10 @@ class History : public Listener, public Wire {
       removed_.emplace_back(plain(removed.entry), removed.reason);
     }
   }
-  void packet_in(const PacketIn &packet) override { note(kPortController, packet.frame); }
+  bool packet_in(const PacketIn &packet) override {
+    note(kPortController, packet.frame);
+    return true;
+  }
   void transmit(uint32_t ifindex, Frame frame) override { note(ifindex, frame); }
 
  private:
@@ -407,7 +410,10 @@ class History : public Listener, public Wire {
   void send(const Arrival &packet) {
     const test::Octets frame = packet.fields.octets();
     sent_.clear();
+    const uint64_t &dropped = agent_.ports().find(packet.in_port)->counts.rx_dropped;
+    const uint64_t dropped_before = dropped;
     agent_.packets().receive(packet.in_port, frame);
+    EXPECT_EQ(dropped - dropped_before, sent_.empty() ? 1U : 0U);
     std::ranges::sort(sent_);
     if (ModelFlow *winner = winner_of(packet)) {
       winner->counts += {1, frame.size()};

@@ -61,7 +61,10 @@ class AgentTest : public testing::Test, public Listener, public Wire {
     return error ? std::optional(error->kind) : std::nullopt;
   }
 
-  void packet_in(const PacketIn &packet) override { packet_ins_.push_back(packet); }
+  bool packet_in(const PacketIn &packet) override {
+    packet_ins_.push_back(packet);
+    return true;
+  }
   void flow_removed(const RemovedFlow &removed) override { removed_.push_back(*removed.entry.flow.priority); }
   void port_changed(const PortChange &change) override { changes_.emplace_back(change.reason, change.port.name); }
   void transmit(uint32_t ifindex, Frame frame) override {
@@ -285,7 +288,7 @@ TEST_F(AgentTest, ReportsPacketsAndKeepsEachForOneUse) {
   EXPECT_EQ(agent_.modify_port(port(0), address, kNoReceive, kAllPortConfig), std::nullopt);
   agent_.packets().receive(port(0), frame);
   EXPECT_EQ(packet_ins_.size(), 3 + PacketBuffers::kCount);
-  EXPECT_EQ(agent_.ports().find(port(0))->counts.rx_dropped, 1U);
+  EXPECT_EQ(agent_.ports().find(port(0))->counts.rx_dropped, 2U);
   const TableStatistics statistics = agent_.table_statistics();
   EXPECT_EQ(statistics.lookups, 4 + PacketBuffers::kCount);
   EXPECT_EQ(statistics.matched, 3 + PacketBuffers::kCount);

@@ -85,7 +85,7 @@ class OpenFlowSession : public test::SwitchTest {
    public:
     explicit Ears(Session &session) : session_(session) {}
     void flow_removed(const RemovedFlow &flow) override { session_.tell(flow); }
-    void packet_in(const PacketIn &packet) override { session_.tell(packet); }
+    bool packet_in(const PacketIn &packet) override { return session_.tell(packet); }
     void port_changed(const PortChange &change) override { session_.tell(change); }
 
    private:

@@ -138,6 +138,21 @@ TEST_F(PortsTest, UnsoundFramesAreCountedAndDropped) {
   EXPECT_EQ(counts(2).tx_bytes, 18U);
 }
 
+TEST_F(PortsTest, FramesThatFindNoEndAreErrors) {
+  plug(1);
+  plug(2);
+  look();
+  far_.erase(2);
+  reached(1, frame(8, 7));
+  panel().detach(port(2));  // which the agent has not noticed
+  reached(1, frame(8, 7));
+  EXPECT_EQ(counts(2).tx_errors, 2U);
+  EXPECT_EQ(counts(2).tx_packets + counts(1).rx_dropped, 0U);
+  look();
+  reached(1, frame(8, 7));
+  EXPECT_EQ(counts(1).rx_dropped, 1U);
+}
+
 TEST_F(PortsTest, AttachAndDetachSayWhatIsWrong) {
   const auto complaint = [](auto operation) -> std::string {
     try {

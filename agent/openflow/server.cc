@@ -139,6 +139,15 @@ void Server::tell_all(const Event &event) {
   }
 }
 
+bool Server::packet_in(const PacketIn &packet) {
+  bool taken = false;
+  for (const auto &connection : connections()) {
+    taken |= connection->session().tell(packet);
+    connection->flush();
+  }
+  return taken;
+}
+
 std::vector<Server::Peer> Server::peers() const {
   std::vector<Peer> peers;
   const auto list = [&](const Connection &connection) {

@@ -51,7 +51,7 @@ class Server : private Listener {
 
   // What happens in the switch, passed on to every peer.
   void flow_removed(const RemovedFlow &flow) override { tell_all(flow); }
-  void packet_in(const PacketIn &packet) override { tell_all(packet); }
+  bool packet_in(const PacketIn &packet) override;
   void port_changed(const PortChange &change) override { tell_all(change); }
   template <typename Event>
   void tell_all(const Event &event);

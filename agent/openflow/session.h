@@ -49,8 +49,8 @@ class Session {
   // Asks for an echo.
   void probe();
 
-  // What happens in the switch. Packet-ins that find too much waiting are dropped and counted.
-  void tell(const PacketIn &packet);
+  // What happens in the switch. Packet-ins that find too much waiting are dropped and counted: whether one was taken.
+  bool tell(const PacketIn &packet);
   void tell(const RemovedFlow &flow);
   void tell(const PortChange &change);
   uint64_t dropped_packet_ins() const { return dropped_packet_ins_; }

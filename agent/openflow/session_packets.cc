@@ -48,13 +48,13 @@ void Session::packet_out(const Message &message) {
   }
 }
 
-void Session::tell(const PacketIn &packet) {
+bool Session::tell(const PacketIn &packet) {
   if (!established_) {
-    return;
+    return false;
   }
   if (holds_back()) {
     ++dropped_packet_ins_;
-    return;
+    return false;
   }
   compose(OFPT_PACKET_IN, next_xid_++) << wire::PacketIn{.buffer_id = packet.buffer_id,
                                                          .total_len = static_cast<uint16_t>(
@@ -62,6 +62,7 @@ void Session::tell(const PacketIn &packet) {
                                                          .in_port = number_of(packet.in_port),
                                                          .reason = static_cast<uint8_t>(packet.reason)}
                                        << packet.frame.first(packet.length_to_send(miss_send_len_));
+  return true;
 }
 
 }  // namespace agent::openflow

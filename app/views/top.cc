@@ -50,7 +50,7 @@ void print_usage(std::ostream &out, Style style, host::Switch &device) {
   table.print(out, style);
 }
 
-uint64_t lost_of(const PortCounts &counts) {
+uint64_t dropped_of(const PortCounts &counts) {
   return counts.rx_dropped + counts.rx_errors + counts.rx_overruns + counts.tx_dropped + counts.tx_errors;
 }
 
@@ -117,10 +117,10 @@ void Top::print_ports(std::ostream &out, Style style, host::Switch &device) cons
     const PortCounts before = found == before_.ports.end() ? PortCounts{} : found->second;
     const double received = rate(counts.rx_packets, before.rx_packets);
     const double sent = rate(counts.tx_packets, before.tx_packets);
-    const double lost = rate(lost_of(counts), lost_of(before));
+    const double dropped = rate(dropped_of(counts), dropped_of(before));
     rows.push_back({received + sent,
                     {interface_name(ifindex), scaled(received), scaled(8 * rate(counts.rx_bytes, before.rx_bytes)),
-                     scaled(sent), scaled(8 * rate(counts.tx_bytes, before.tx_bytes)), scaled(lost),
+                     scaled(sent), scaled(8 * rate(counts.tx_bytes, before.tx_bytes)), scaled(dropped),
                      device.ports().ports().at(ifindex).end->name()}});
   }
   if (rows.empty()) {
@@ -133,7 +133,7 @@ void Top::print_ports(std::ostream &out, Style style, host::Switch &device) cons
                {"RX bits/s", kRight},
                {"TX packets/s", kRight},
                {"TX bits/s", kRight},
-               {"Lost/s", kRight},
+               {"Dropped/s", kRight},
                {"Leads to"}});
   for (size_t i = 0; i < std::min(rows.size(), kPortsShown); ++i) {
     table.add(std::move(rows[i].second));

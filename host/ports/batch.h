@@ -26,7 +26,8 @@ class Batch {
 
   void clear() { count_ = 0; }
 
-  // A frame in its place. Its checksum is completed here, since it may go where nobody else would.
+  // A frame in its place, or an empty one in the stead of one that could not be taken whole. Its checksum is completed
+  // here, since it may go where nobody else would.
   void add(std::span<uint8_t> frame, Offload offload = {}) {
     complete_checksum(frame, offload);
     packets_[count_++] = {frame, offload};

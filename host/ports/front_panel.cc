@@ -70,9 +70,13 @@ void FrontPanel::attach(uint32_t ifindex, std::unique_ptr<PortEnd> end) {
 }
 
 void FrontPanel::detach(uint32_t ifindex) {
-  if (ports_.erase(ifindex) == 0) {
+  const auto found = ports_.find(ifindex);
+  if (found == ports_.end()) {
     throw std::invalid_argument(port_name(ifindex) + " is attached to nothing");
   }
+  count_overruns(ifindex, found->second);
+  send_queue(ifindex, found->second);
+  ports_.erase(found);
   bridge_.forget(ifindex);
 }
 
@@ -142,9 +146,12 @@ Offload FrontPanel::offload_of(Frame frame) const {
 
 // Frames of the batch wait until it has been handed over; what lies elsewhere goes at once, behind those that wait.
 void FrontPanel::transmit(uint32_t ifindex, Frame frame) {
-  const auto found = ports_.find(ifindex);
-  if (found == ports_.end() || receiver_ == nullptr) {
+  if (receiver_ == nullptr || !was_used_) {
     return;
+  }
+  const auto found = ports_.find(ifindex);
+  if (found == ports_.end()) {
+    return receiver_->not_sent(ifindex, frame.size());
   }
   AttachedPort &port = found->second;
   const bool waits = current_ != nullptr && frame.data() == current_->frame.data();
@@ -196,14 +203,19 @@ void FrontPanel::follow_link(uint32_t ifindex, AttachedPort &port) {
   }
 }
 
+// An end is asked before it follows another interface.
+void FrontPanel::count_overruns(uint32_t ifindex, AttachedPort &port) {
+  if (std::exchange(port.received, false) && receiver_ != nullptr) {
+    receiver_->overrun(ifindex, port.end->overruns());
+  }
+}
+
 void FrontPanel::follow_links() {
   const bool changed = link_events_ && link_events_->happened();
   for (auto &[ifindex, port] : ports_) {
+    count_overruns(ifindex, port);
     if (changed) {
       follow_link(ifindex, port);
-    }
-    if (std::exchange(port.received, false) && receiver_ != nullptr) {
-      receiver_->overrun(ifindex, port.end->overruns());
     }
   }
 }

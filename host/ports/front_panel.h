@@ -37,7 +37,7 @@ class Receiver {
   virtual void refuse(uint32_t ifindex) = 0;
   // Some came in faster than they were taken.
   virtual void overrun(uint32_t ifindex, uint64_t frames) = 0;
-  // One that was to be sent by a port was not taken by its end.
+  // One that was to be sent by a port was not taken by its end, or found none there any more.
   virtual void not_sent(uint32_t ifindex, size_t bytes) = 0;
 };
 
@@ -78,7 +78,7 @@ class FrontPanel {
 
   // Sends a frame by a port. While one is handed over it is that frame, perhaps with other fields or another tag: with
   // a checksum or segments to be done if it came in with them. Passed on where it lies, it leaves when its batch has
-  // been handed over. What a port without end is to send ends there.
+  // been handed over. On a panel to which nothing was ever attached, it ends there.
   void transmit(uint32_t ifindex, Frame frame);
 
   // Whether the TCP or UDP checksum of the frame that is handed over is still to be done where it leaves.
@@ -100,6 +100,7 @@ class FrontPanel {
   void watch(uint32_t ifindex, const PortEnd &end) const;
   void receive_from(uint32_t ifindex);
   Offload offload_of(Frame frame) const;
+  void count_overruns(uint32_t ifindex, AttachedPort &port);
   void send_queue(uint32_t ifindex, AttachedPort &port);
   void send_queues();
   void follow_link(uint32_t ifindex, AttachedPort &port);

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/ports/interface_state.h"
 
+#include <ifaddrs.h>
 #include <linux/ethtool.h>
+#include <linux/if_link.h>
 #include <linux/sockios.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -9,6 +11,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 #include "host/ports/descriptor.h"
 
@@ -61,6 +64,18 @@ LinkState interface_state(const std::string &name) {
   }
   ask_for_settings(socket.number(), name, state);
   return state;
+}
+
+std::optional<uint32_t> dropped_frames(const std::string &name) {
+  ifaddrs *list = nullptr;
+  check(getifaddrs(&list), name);
+  const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, freeifaddrs);
+  for (const ifaddrs *each = list; each != nullptr; each = each->ifa_next) {
+    if (each->ifa_name == name && each->ifa_addr != nullptr && each->ifa_addr->sa_family == AF_PACKET) {
+      return static_cast<const rtnl_link_stats *>(each->ifa_data)->tx_dropped;
+    }
+  }
+  return std::nullopt;
 }
 
 void check_name(const std::string &name) {

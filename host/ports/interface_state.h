@@ -3,6 +3,8 @@
 #ifndef HOST_PORTS_INTERFACE_STATE_H
 #define HOST_PORTS_INTERFACE_STATE_H
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "host/ports/port_end.h"
@@ -11,6 +13,9 @@ namespace host::ports {
 
 // Down, without address and speed, for an interface that does not exist.
 LinkState interface_state(const std::string &name);
+
+// How many frames the machine was to send by an interface and dropped, modulo 2^32; none when it does not exist.
+std::optional<uint32_t> dropped_frames(const std::string &name);
 
 // Throws std::system_error with a name that an interface cannot have: none, one that would be cut, or a pattern.
 void check_name(const std::string &name);

@@ -92,6 +92,9 @@ std::span<uint8_t> put_tag_back(std::span<uint8_t> frame, Offload &offload, cons
 }
 
 void add(Batch &batch, mmsghdr &received, Slot &slot, uint8_t *place) {
+  if ((received.msg_hdr.msg_flags & MSG_TRUNC) != 0) {
+    return batch.add({});
+  }
   std::span<uint8_t> frame(place, received.msg_len - std::min<size_t>(received.msg_len, sizeof slot.offload));
   const tpacket_auxdata data = auxiliary(received.msg_hdr);
   if ((data.tp_status & TP_STATUS_VLAN_VALID) != 0 && frame.size() > kAddresses) {
@@ -122,6 +125,9 @@ void NetworkInterface::receive(Batch &batch) {
     messages[i] = {slots[i].message_into(batch.place(i)), 0};
   }
   const int count = recvmmsg(descriptor(), messages, Batch::kFrames, 0, nullptr);
+  if (count < 0 && errno == EINVAL) {
+    batch.add({});  // whose segments the header has no words for: it is gone
+  }
   for (int i = 0; i < count; ++i) {
     const auto index = static_cast<size_t>(i);
     add(batch, messages[index], slots[index], batch.place(index));

@@ -8,6 +8,7 @@
 #include <sys/uio.h>
 
 #include <cstring>
+#include <utility>
 
 #include "host/ports/batch.h"
 #include "host/ports/interface_state.h"
@@ -21,8 +22,14 @@ Descriptor Tap::opened() {
   request.ifr_flags = IFF_TAP | IFF_NO_PI | IFF_VNET_HDR;
   strncpy(request.ifr_name, interface().c_str(), sizeof request.ifr_name - 1);
   check(ioctl(device.number(), TUNSETIFF, &request), interface());
+  dropped_ = dropped_frames(interface()).value_or(0);
   set_up(interface());
   return device;
+}
+
+uint64_t Tap::overruns() {
+  const uint32_t now = dropped_frames(interface()).value_or(dropped_);
+  return now - std::exchange(dropped_, now);
 }
 
 void Tap::receive(Batch &batch) {

@@ -16,9 +16,12 @@ class Tap : public InterfaceEnd {
   std::string name() const override { return "tap:" + interface(); }
   void receive(Batch &batch) override;
   size_t send(std::span<const Packet> packets) override;
+  uint64_t overruns() override;
 
  private:
   Descriptor opened() override;
+
+  uint32_t dropped_ = 0;  // by the machine, for want of room in the TAP, up to when that was asked last
 };
 
 }  // namespace host::ports

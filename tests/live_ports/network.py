@@ -113,11 +113,12 @@ def _enter(namespace):
 
 
 class Tap:
-    """A host's interface, for frames as they are, tags included; what the host itself sends is not seen."""
+    """A host's interface, or one of no host's, for frames as they are, tags included; what is sent by it is not seen."""
 
-    def __init__(self, host):
-        self.socket = socket_in(host, socket.AF_PACKET, socket.SOCK_RAW, socket.htons(_ETH_P_ALL))
-        self.socket.bind(("eth0", _ETH_P_ALL))
+    def __init__(self, host=None, interface="eth0"):
+        kind = socket.AF_PACKET, socket.SOCK_RAW, socket.htons(_ETH_P_ALL)
+        self.socket = socket_in(host, *kind) if host else socket.socket(*kind)
+        self.socket.bind((interface, _ETH_P_ALL))
         self.socket.setsockopt(_SOL_PACKET, _PACKET_AUXDATA, 1)
         self.socket.setblocking(False)
 
@@ -189,7 +190,10 @@ class Switch:
 
     def counts(self, number):
         """Of a port, by name: rx_pkts, tx_drop ..."""
-        line = self.run(f"dump-ports {number}")
-        sides = re.search(r"rx (.*); tx (.*)", line)
-        return {f"{side}_{name}": int(value) for side, text in zip(("rx", "tx"), sides.groups())
-                for name, value in re.findall(r"(\w+)=(\d+)", text)}
+        return self.all_counts()[number]
+
+    def all_counts(self):
+        """By port."""
+        return {int(number): {f"{side}_{name}": int(value) for side, text in (("rx", received), ("tx", sent))
+                              for name, value in re.findall(r"(\w+)=(\d+)", text)}
+                for number, received, sent in re.findall(r"port Eth1/(\d+): rx (.*); tx (.*)", self.run("dump-ports"))}

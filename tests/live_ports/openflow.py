@@ -7,7 +7,7 @@ import struct
 from network import PATIENCE
 
 HELLO, ECHO_REQUEST, ECHO_REPLY, PACKET_IN, PORT_STATUS, PACKET_OUT, PORT_MOD = 0, 2, 3, 10, 12, 13, 15
-PORT_DOWN, NO_FLOOD, NO_FWD = 1 << 0, 1 << 4, 1 << 5
+PORT_DOWN, NO_RECV, NO_FLOOD, NO_FWD, NO_PACKET_IN = 1 << 0, 1 << 2, 1 << 4, 1 << 5, 1 << 6
 LINK_DOWN = 1
 FLOOD, NO_BUFFER = 0xFFFB, 0xFFFFFFFF
 
@@ -18,6 +18,10 @@ class Client:
         self.received = b""
         self.send(HELLO)
         self.expect(HELLO)
+
+    def name(self):
+        """As the switch calls this end."""
+        return "tcp:%s:%u" % self.socket.getsockname()
 
     def send(self, kind, body=b""):
         self.socket.sendall(struct.pack("!BBHI", 1, kind, 8 + len(body), 1) + body)
