@@ -89,14 +89,11 @@ void Agent::reread() {
   }
 }
 
-// The catch-all goes on copying to the CPU when it is told to drop: what is reported goes nowhere else.
 bool Agent::set_miss(HardwareActions::Kind kind) {
-  const auto set = [this](HardwareActions::Kind each) {
-    HardwareActions actions;
-    actions.kind = each;
-    return succeeds(device_, catch_all_request(actions));
-  };
-  return set(kind) && (kind != HardwareActions::Kind::Controller || set(HardwareActions::Kind::Drop));
+  HardwareActions actions;
+  actions.kind = kind;
+  return std::ranges::all_of(catch_all_requests(actions),
+                             [this](const Bytes &request) { return succeeds(device_, request); });
 }
 
 void Agent::advance(Time by) {

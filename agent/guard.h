@@ -40,6 +40,7 @@ class Guard {
   struct Rates {  // a second
     uint32_t packets = 5000;
     uint32_t packet_ins = 2000;
+    bool operator==(const Rates &) const = default;
   };
 
   const Rates &rates() const { return rates_; }

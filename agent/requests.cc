@@ -101,10 +101,20 @@ Bytes flow_request(uint32_t entry_op, const Flow &flow) {
   return flow_request(entry_op, {&one, 1});
 }
 
-Bytes catch_all_request(const HardwareActions &actions) {
-  Bytes message = begin<oftab_entry_update_req_t>(OFTAB_ENTRY_ADD, 1);
-  append_record(message, 0, {.match = {}, .actions = actions, .cpu = {}}, OFTAB_CATCH_ALL_PRIORITY);
-  return message;
+// What is reported alone goes nowhere else: it is dropped.
+std::vector<Bytes> catch_all_requests(const HardwareActions &actions) {
+  using Kind = HardwareActions::Kind;
+  std::vector<Bytes> requests;
+  const auto request = [&](Kind kind) {
+    const HardwareActions one{.kind = kind, .outputs = {}, .app_id = actions.app_id};
+    requests.push_back(begin<oftab_entry_update_req_t>(OFTAB_ENTRY_ADD, 1));
+    append_record(requests.back(), 0, {.match = {}, .actions = one, .cpu = {}}, OFTAB_CATCH_ALL_PRIORITY);
+  };
+  if (actions.kind == Kind::Controller || actions.copy_to_controller) {
+    request(Kind::Controller);
+  }
+  request(actions.kind == Kind::Controller ? Kind::Drop : actions.kind);
+  return requests;
 }
 
 Bytes delete_request(std::span<const uint32_t> seq_nos) {

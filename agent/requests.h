@@ -21,8 +21,9 @@ constexpr size_t kMostRecords = 65535;  // that one request can carry
 Bytes flow_request(uint32_t entry_op, std::span<const Flow *const> flows);
 Bytes flow_request(uint32_t entry_op, const Flow &flow);
 
-// Adds the catch-all entry, which changes its action.
-Bytes catch_all_request(const HardwareActions &actions);
+// Add the catch-all entry, one after the other, which changes its action. A copy to the controllers is asked for on its
+// own, and stays then: a catch-all that has it must be installed anew to lose it.
+std::vector<Bytes> catch_all_requests(const HardwareActions &actions);
 
 Bytes delete_request(std::span<const uint32_t> seq_nos);
 Bytes purge_request();

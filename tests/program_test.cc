@@ -195,17 +195,36 @@ const Invocation kInvocations[] = {
      "cookie=0x0, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=32768,tcp actions=drop\n",
      "-c:1: error: .: Is a directory\nbad:2:29: error: a port is a number from 1 to 48, not '49'\n"
      "-c:1: error: bad cannot be loaded; the set-up is what it was\n"},
-    {"every_action_saved",
+    {"whole_set_up_saved",
      {{"a.flows",
        "priority=9,arp actions=mod_vlan_vid:5,mod_vlan_pcp:3,mod_dl_src:00:01:02:03:04:05,mod_dl_dst:00:00:00:00:00:00,"
        "mod_nw_src:10.0.0.1,mod_nw_dst:0.0.0.0,mod_nw_tos:32,mod_tp_src:1,mod_tp_dst:65535,output:Eth1/1-3,pc1\n"
        "priority=8,arp actions=strip_vlan,enqueue:Eth1/4:7,IN_PORT,FLOOD,ALL,LOCAL,normal,controller:64\n"
        "priority=7,arp actions=controller(app=3,max_len=9)\npriority=6,arp actions=output:Eth1/2,controller(app=3)\n"
-       "priority=5,arp actions=drop\n"}},
-     "-c 'port-channel create 1; add-flows a.flows; diff-flows a.flows; catch-all controller; catch-all drop; "
-     "save b; load b; save c; reset; load c; diff-flows a.flows' >out && cmp b c && grep catch-all c",
+       "priority=5,arp actions=drop\ncookie=0x7,idle_timeout=3,hard_timeout=9,send_flow_rem,in_port=pc2,actions=drop\n"
+       "priority=65535,dl_vlan=9,actions=drop\npriority=65535,actions=drop\n"},
+      {"set-up",
+       "vlan 110 333; interface hw-lif 3 0x77; interface id 9 0x9ab; interface openflow 4 off; port-channel create 1\n"
+       "port-channel create 2; port-channel create 3 6 5; interface id pc3 0xabc; interface openflow pc1 off\n"
+       "interface add 2 9 pc2; catch-all normal,controller(app=5); cpu rate=77 packet-ins=0; add-flows a.flows\n"
+       "diff-flows a.flows; vlan 9 none; port-channel delete 2; capacity counters 40; capacity trees 30; capacity tcam "
+       "50\n"}},
+     "-c 'save first; source set-up; save b; load b; save c; reset; save last' >out && " OFTAB_SWITCH
+     " -c 'source b; save d; audit' >out && cmp b c && cmp b d && cmp first last && grep -v add-flow b",
      0,
-     "catch-all controller\ncatch-all drop\n"},
+     "# The set-up of a switch with 48 ports, for 'load'.\nvlan 110 333\ninterface hw-lif Eth1/3 0x77\n"
+     "interface openflow Eth1/4 off\ninterface id Eth1/9 0x9ab\nport-channel create 1\ninterface openflow pc1 off\n"
+     "port-channel create 3 Eth1/6 Eth1/5\ninterface id pc3 0xabc\nport-channel create 2\n"
+     "interface add pc2 Eth1/2 Eth1/9\ncatch-all normal,controller(app=5)\ncpu rate=77 packet-ins=0\n"
+     "port-channel delete 2\nvlan 9 none\ncapacity counters 40\ncapacity trees 30\ncapacity tcam 50\n"},
+    {"catch_all_does_what_was_said_last",
+     {},
+     "-c 'catch-all normal,controller; packet tcp; catch-all controller; packet tcp; catch-all drop; packet tcp; "
+     "catch-all controller(app=8)' 2>&1 | sed 's/.*entry: //'",
+     0,
+     "normal,controller\nnormal and a copy to the CPU (code 4)\ncontroller\ndropped and a copy to the CPU (code "
+     "4)\ndrop\n"
+     "dropped\n-c:1:129: error: an application is a number from 1 to 7, not '8'\n"},
     {"shortened_names",
      {},
      "--keep-going -c 'q; exi; tab | head -1; sh pol; explain all in_port=1; add arp,actions=drop; port-channel joi 1 "

@@ -49,9 +49,10 @@ struct Session {
   int status = 0;                                                    // of the program, when no command failed
   CommandRunner *runner = nullptr;                                   // while commands run
   Service *service = nullptr;                                        // the switch's OpenFlow connections
-  bool draws = false;   // the output is a terminal on which pictures can be drawn, with an operator at it
-  Top top{};            // what happens right now
-  bool remote = false;  // the command is an operator's who is elsewhere: the switch must not wait for it
+  bool draws = false;  // the output is a terminal on which pictures can be drawn, with an operator at it
+  Top top{};           // what happens right now
+  uint32_t catch_all_application = 1;  // of the controller, for packets that no flow matches
+  bool remote = false;                 // the command is an operator's who is elsewhere: the switch must not wait for it
 };
 
 // The words behind a command's name, taken one after the other. What does not fit throws a TextError.

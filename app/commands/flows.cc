@@ -6,6 +6,7 @@
 #include "agent/responses.h"
 #include "agent/status.h"
 #include "agent/table_view.h"
+#include "app/commands/catch_all.h"
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
 #include "app/commands/flow_changes.h"
@@ -123,19 +124,6 @@ void compact(Session &session, Arguments &arguments) {
   *session.out << range_text() << '\n';
 }
 
-void change_catch_all(Session &session, Arguments &arguments) {
-  const Word word = arguments.next("the action");
-  arguments.finish();
-  const auto lowered = lower(parse_actions(word, session.device.interfaces()));
-  const auto *actions = std::get_if<HardwareActions>(&lowered);
-  if (actions == nullptr || actions->kind == HardwareActions::Kind::Output || actions->copy_to_controller) {
-    throw TextError(word.column, "the catch-all entry can drop, normal or controller");
-  }
-  require_success(submit_entries(session.device, catch_all_request(*actions)), Operation::CatchAll, "catch-all");
-  *session.out << "catch-all entry: "
-               << to_text(actions_of(oftab_hw_rsrc_g.catch_all_entry, session.device.interfaces())) << '\n';
-}
-
 constexpr Command kCommands[] = {
     {"add-flow", "FLOW",
      "add one flow\n"
@@ -167,9 +155,11 @@ constexpr Command kCommands[] = {
     {"del-flows", "[--strict] [SELECTION]", "delete flows as 'del-flow' does, all without a selection", delete_flows},
     {"purge", "", "delete all flows and OpenFlow interfaces", purge},
     {"compact", "", "close the holes that deleted flows left in the TCAM", compact},
-    {"catch-all", "drop|normal|controller",
+    {"catch-all", "drop|normal|controller|normal,controller",
      "set what happens to packets that no flow matches\n"
-     "ACTION is drop, normal, controller or controller(app=N), N from 1 to 7.",
+     "controller is to the controllers alone; controller(app=N), N from 1 to 7, names the application. Where a copy "
+     "to\n"
+     "the controllers ends, the entry is installed anew, with a counter that starts at 0.",
      change_catch_all},
 };
 

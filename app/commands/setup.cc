@@ -51,7 +51,7 @@ void run_quietly(Session &session, const std::string &commands, const std::strin
 void clear_setup(Session &session) {
   delete_all_flows(session);
   std::ostringstream undoing;
-  write_undoing(undoing, session.device);
+  write_undoing(undoing, session);
   run_quietly(session, undoing.str(), "emptying the set-up");
 }
 
@@ -111,7 +111,12 @@ void load(Session &session, Arguments &arguments) {
 }
 
 constexpr Command kCommands[] = {
-    {"save", "FILE", "write the whole set-up (interfaces, port channels, VLANs, flows) to a file, as a script", save},
+    {"save", "FILE",
+     "write the whole set-up to a file, as a script\n"
+     "VLANs, interfaces, port channels, the catch-all, the CPU's rates, flows, the hardware's capacities. What ports "
+     "lead\n"
+     "to, OpenFlow connections, traces and faults belong to the running switch.",
+     save},
     {"load", "FILE",
      "replace the set-up by that of a file\n"
      "The file is a script, as 'save' writes them. One that fails changes nothing.",

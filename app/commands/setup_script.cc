@@ -2,11 +2,12 @@
 #include "app/commands/setup_script.h"
 
 #include <algorithm>
-#include <utility>
+#include <iterator>
+#include <set>
 
-#include "agent/hardware.h"
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
+#include "app/commands/catch_all.h"
 #include "app/commands/flow_listing.h"
 #include "oftab/oftab.h"
 
@@ -22,8 +23,9 @@ constexpr uint16_t kFirstVlan = 1;
 constexpr uint16_t kLastVlan = 4094;
 
 // How the switch starts: what differs from that is saved.
-const host::asic::Vlans &first_vlans() {
-  static const host::asic::Vlans first;
+const host::asic::Asic &first_asic() {
+  static host::services::Violations none;
+  static const host::asic::Asic first(none);
   return first;
 }
 
@@ -59,8 +61,17 @@ std::string listed(std::span<const uint32_t> ifindexes) {
 
 void write_vlans(std::ostream &out, const host::asic::Vlans &vlans, const host::asic::Vlans &unless) {
   for (uint16_t vlan = kFirstVlan; vlan <= kLastVlan; ++vlan) {
-    if (const auto domain = vlans.bridge_domain(vlan); domain != unless.bridge_domain(vlan)) {
-      out << "vlan " << vlan << ' ' << (domain ? std::to_string(*domain) : "none") << '\n';
+    if (const auto domain = vlans.bridge_domain(vlan); domain && domain != unless.bridge_domain(vlan)) {
+      out << "vlan " << vlan << ' ' << *domain << '\n';
+    }
+  }
+}
+
+// Flows that name them can be there all the same.
+void write_removed_vlans(std::ostream &out, const host::asic::Vlans &vlans) {
+  for (uint16_t vlan = kFirstVlan; vlan <= kLastVlan; ++vlan) {
+    if (!vlans.bridge_domain(vlan) && first_asic().vlans().bridge_domain(vlan)) {
+      out << "vlan " << vlan << " none\n";
     }
   }
 }
@@ -102,16 +113,58 @@ void write_flow(std::ostream &out, const Flow &flow) {
   out << flow_text(flow) << '\n';
 }
 
-// Among flows of the highest priority the last that is added comes first, further down the first.
-void write_flows(std::ostream &out, const Session &session) {
-  std::vector<InstalledFlow> flows = installed_flows(session.device);
+void write_cpu_rates(std::ostream &out, const Guard::Rates &rates, const Guard::Rates &unless) {
+  if (rates != unless) {
+    out << "cpu rate=" << rates.packets << " packet-ins=" << rates.packet_ins << '\n';
+  }
+}
+
+void write_capacities(std::ostream &out, const host::asic::Asic &asic, const host::asic::Asic &unless) {
+  const auto write = [&out](const char *what, size_t capacity, size_t other) {
+    if (capacity != other) {
+      out << "capacity " << what << ' ' << capacity << '\n';
+    }
+  };
+  write("counters", asic.counters().capacity(), unless.counters().capacity());
+  write("trees", asic.trees().capacity(), unless.trees().capacity());
+  write("tcam", asic.tcam().capacity(), unless.tcam().capacity());
+}
+
+// The flows in the order in which adding them makes the same table: among flows of the highest priority the last that
+// is added comes first, further down the first.
+std::vector<Flow> flows_to_add(const Session &session) {
+  std::vector<InstalledFlow> flows = installed_flows(session.device, session.agent.flows());
   const auto behind_top = std::find_if(flows.begin(), flows.end(), [&flows](const InstalledFlow &each) {
     return priority_of(each.flow) != priority_of(flows.front().flow);
   });
   std::reverse(flows.begin(), behind_top);
-  for (const InstalledFlow &each : flows) {
-    const TableEntry *entry = session.agent.flows().find(*each.flow.seq_no);
-    write_flow(out, entry == nullptr ? each.flow : entry->flow);
+  std::vector<Flow> in_order;
+  std::ranges::transform(flows, std::back_inserter(in_order), &InstalledFlow::flow);
+  return in_order;
+}
+
+// Port channels that were deleted, and that flows or the table of interfaces name all the same.
+std::set<uint32_t> lost_port_channels(std::span<const Flow> flows, const Interfaces &interfaces) {
+  std::set<uint32_t> lost;
+  const auto consider = [&](uint64_t ifindex) {
+    const auto named = static_cast<uint32_t>(ifindex);
+    if (Interfaces::pc_number(named) && !interfaces.exists(named)) {
+      lost.insert(named);
+    }
+  };
+  for (const Flow &flow : flows) {
+    consider(flow.match[Field::InPort].value);
+    for (const Action &action : flow.actions) {
+      consider(action.kind == Action::Kind::Output || action.kind == Action::Kind::Enqueue ? action.value : 0);
+    }
+  }
+  std::ranges::for_each(openflow_interfaces(), consider);
+  return lost;
+}
+
+void write_for_each(std::ostream &out, const char *command, const std::set<uint32_t> &port_channels) {
+  for (const uint32_t pc : port_channels) {
+    out << command << ' ' << *Interfaces::pc_number(pc) << '\n';
   }
 }
 
@@ -119,27 +172,36 @@ void write_flows(std::ostream &out, const Session &session) {
 
 void write_setup(std::ostream &out, const Session &session) {
   const Interfaces &interfaces = session.device.interfaces();
+  const host::asic::Asic &asic = session.device.asic();
+  const std::vector<Flow> flows = flows_to_add(session);
+  const std::set<uint32_t> lost = lost_port_channels(flows, interfaces);
   out << "# The set-up of a switch with 48 ports, for 'load'.\n";
-  write_vlans(out, session.device.asic().vlans(), first_vlans());
+  write_vlans(out, asic.vlans(), first_asic().vlans());
   write_ports(out, interfaces);
   write_port_channels(out, interfaces);
+  write_for_each(out, "port-channel create", lost);
   if (const auto occupants = openflow_interfaces(); !occupants.empty()) {
     out << "interface add" << listed(occupants) << '\n';
   }
-  HardwareActions catch_all = actions_of(oftab_hw_rsrc_g.catch_all_entry, interfaces);
-  // Copies to the controller, once asked for, stay when the catch-all is given another action.
-  if (std::exchange(catch_all.copy_to_controller, false)) {
-    out << "catch-all controller\n";
+  out << "catch-all " << catch_all_text(session) << '\n';
+  write_cpu_rates(out, session.agent.packets().guard().rates(), {});
+  for (const Flow &flow : flows) {
+    write_flow(out, flow);
   }
-  out << "catch-all " << to_text(catch_all) << '\n';
-  write_flows(out, session);
+  write_for_each(out, "port-channel delete", lost);
+  write_removed_vlans(out, asic.vlans());
+  write_capacities(out, asic, first_asic());
 }
 
-void write_undoing(std::ostream &out, host::Switch &device) {
-  const Interfaces &interfaces = device.interfaces();
+void write_undoing(std::ostream &out, const Session &session) {
+  const Interfaces &interfaces = session.device.interfaces();
+  write_capacities(out, first_asic(), session.device.asic());
+  const std::set<uint32_t> lost = lost_port_channels({}, interfaces);
+  write_for_each(out, "port-channel create", lost);
   if (const auto occupants = openflow_interfaces(); !occupants.empty()) {
     out << "interface delete" << listed(occupants) << '\n';
   }
+  write_for_each(out, "port-channel delete", lost);
   for (const uint32_t pc : interfaces.port_channels()) {
     const uint32_t number = *Interfaces::pc_number(pc);
     if (const auto members = interfaces.members(pc); !members.empty()) {
@@ -153,7 +215,8 @@ void write_undoing(std::ostream &out, host::Switch &device) {
       out << "interface hw-lif " << interface_name(port) << " 0\n";
     }
   }
-  write_vlans(out, first_vlans(), device.asic().vlans());
+  write_vlans(out, first_asic().vlans(), session.device.asic().vlans());
+  write_cpu_rates(out, {}, session.agent.packets().guard().rates());
   out << "write clear 4095 4095\ncatch-all drop\n";
 }
 

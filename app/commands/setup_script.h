@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The set-up of a switch (interfaces, port channels, VLANs, catch-all, flows) as a script.
+// The set-up of a switch (VLANs, interfaces, port channels, catch-all, rates of the CPU, flows, the hardware's
+// capacities) as a script.
 #ifndef APP_COMMANDS_SETUP_SCRIPT_H
 #define APP_COMMANDS_SETUP_SCRIPT_H
 
@@ -13,7 +14,7 @@ namespace app {
 void write_setup(std::ostream &out, const Session &session);
 
 // The commands that undo it, flows excepted.
-void write_undoing(std::ostream &out, host::Switch &device);
+void write_undoing(std::ostream &out, const Session &session);
 
 }  // namespace app
 

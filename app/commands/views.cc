@@ -6,6 +6,7 @@
 #include "agent/flow.h"
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
+#include "app/commands/catch_all.h"
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
 #include "app/views/tcam_map.h"
@@ -71,8 +72,7 @@ void show_tables(Session &session, Arguments &arguments) {
   const oftab_sw_entry_t &catch_all = oftab_hw_rsrc_g.catch_all_entry;
   Table rows{std::vector<Column>(2)};
   add_table_rows(rows, *oftab_hw_rsrc_g.current_table);
-  rows.add({"Catch-all entry", concat(to_text(actions_of(catch_all, session.device.interfaces())), ", ",
-                                      counted(catch_all.pkt_cnt, "packet"))});
+  rows.add({"Catch-all entry", concat(catch_all_text(session), ", ", counted(catch_all.pkt_cnt, "packet"))});
   for (const Usage &usage : hardware_usage(session.device)) {
     rows.add({usage.name, usage_text(usage.used, usage.capacity)});
   }
