@@ -5,6 +5,7 @@
 
 #include <array>
 #include <asio/buffer.hpp>
+#include <asio/error.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
 #include <asio/write.hpp>
@@ -51,6 +52,7 @@ class RemoteSwitch {
   // Runs one command with its output into `out`; what became of it.
   ConsoleFrame run(const std::string &line, std::ostream &out) {
     send(Kind::Line, line);
+    interrupt_sent_ = false;
     for (;;) {
       ConsoleFrame frame = next();
       if (frame.kind == Kind::Output) {
@@ -75,11 +77,24 @@ class RemoteSwitch {
       if (auto frame = take_frame(received_)) {
         return *std::move(frame);
       }
+      wait_or_interrupt();
       std::array<char, 65536> space;
       std::error_code problem;
       const size_t count = socket_.read_some(asio::buffer(space), problem);
-      require(problem);
-      received_.append(space.data(), count);
+      if (problem != asio::error::interrupted) {
+        require(problem);
+        received_.append(space.data(), count);
+      }
+    }
+  }
+
+  // Until something comes. Ctrl-C ends the command there, which then says what it did.
+  void wait_or_interrupt() {
+    while (!interrupt_sent_ && !input_within(socket_.native_handle(), kPeriod)) {
+      if (interrupted()) {
+        send(Kind::Interrupt, "");
+        interrupt_sent_ = true;
+      }
     }
   }
 
@@ -93,6 +108,7 @@ class RemoteSwitch {
   asio::io_context context_;
   stream_protocol::socket socket_;
   std::string received_;
+  bool interrupt_sent_ = false;  // to the command that runs
 };
 
 // Runs lines there as a shell would here: pipes, files and the pager are the operator's own.

@@ -31,7 +31,7 @@ class MemoryFile {
 };
 
 void send(const PacketHeader &packet) {
-  require(!agent::to_text(packet).empty(), "a packet without text");
+  require(!app::to_text(packet).empty(), "a packet without text");
   require(fuzz::booted_switch().inject(0x1a000000, packet).tcam_index.has_value(), "not even the catch-all matches");
 }
 

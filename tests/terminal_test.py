@@ -9,6 +9,7 @@ import re
 import select
 import signal
 import struct
+import subprocess
 import sys
 import tempfile
 import time
@@ -118,7 +119,7 @@ class TerminalTest(unittest.TestCase):
             ("add-flow udp,hard", "add-flow udp,hard_timeout="),
             ("add-flow tcp,actions=1,no", "add-flow tcp,actions=1,normal "),
             ("watch 1 show pol", "watch 1 show policy "),
-            ("catch-all n", "catch-all normal "),
+            ("catch-all normal,", "catch-all normal,controller "),
             ("interface openflow 3 of", "interface openflow 3 off "),
             ("fault libsdk_l", "fault libsdk_l3_route_stats_"),
             ("fault any nth=2 al", "fault any nth=2 always "),
@@ -176,8 +177,9 @@ class TerminalTest(unittest.TestCase):
             ("source endless", "\n", "endless was not run to its end"),
             ("echo x | sleep 60", "\n", None),
             (f"echo x | sh -c \"{pager}\"", "x", None),
+            ("show tcam 0 4095 | sleep 60", "\n", None),
             ("packet endless.pcap -v", "dropped", "of 200000 packets were sent"),
-            ("add-flows flows", "\n", "interrupted: nothing was sent"),
+            ("add-flows flows", "\n", "flows was not read to its end"),
             ("source script", "first", "script was not run to its end"),
             ("watch 1 tables", "Clock", None),
         ):
@@ -189,6 +191,31 @@ class TerminalTest(unittest.TestCase):
                 terminal.expect(answer)
             terminal.expect()
         self.leaves(terminal)
+
+    def test_an_interrupt_at_an_attached_prompt(self):
+        self.write("long", "source many\n" * 2000)
+        self.write("many", "trace clear\n" * 2000)
+        socket = os.path.join(self.directory, "socket")
+        switch = subprocess.Popen([PROGRAM, "serve", "--listen", "ptcp:0", "--socket", socket], stderr=subprocess.PIPE)
+        self.addCleanup(switch.wait)
+        self.addCleanup(switch.terminate)
+        self.addCleanup(switch.stderr.close)
+        switch.stderr.readline()  # it listens, and the socket is there
+        terminal = self.start("attach", socket)
+        terminal.run("add-flow seq=1,in_port=1,actions=drop; port-channel create 7")
+        for line, answer in (("source long", "long was not run to its end"), ("echo x | sleep 60", PROMPT), ("half a line", PROMPT)):
+            terminal.type(line + ("" if line == "half a line" else "\n"))
+            time.sleep(0.2)
+            terminal.type(CTRL_C)
+            terminal.expect(answer)
+            if answer != PROMPT:
+                terminal.expect()
+        terminal.type("interface add p" + TAB)
+        terminal.expect("pc7 ")
+        terminal.type(CTRL_C)
+        terminal.expect()
+        self.leaves(terminal)
+        self.assertIsNone(switch.poll())
 
     def test_an_interrupted_load_tells_what_it_did(self):
         self.write("flows", "".join(f"priority={number},actions=drop\n" for number in range(4094)))

@@ -16,6 +16,7 @@ struct ConsoleFrame {
     Directory = 'd',  // to the switch: where the operator's file names begin
     Colour = 'y',     // to the switch: the operator's terminal shows colours
     Line = 'l',       // to the switch: a line to run
+    Interrupt = 'i',  // to the switch: the line that runs is to end
     Output = 'o',     // to the operator: what commands print
     Error = 'e',      // to the operator: what they complain of
     Good = 'g',       // to the operator: the line was run; with the status that the program is to end with, if not 0

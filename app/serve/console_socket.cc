@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/serve/console_socket.h"
 
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +18,7 @@
 #include "agent/text.h"
 #include "app/serve/console_protocol.h"
 #include "app/serve/line_runner.h"
+#include "app/terminal/signals.h"
 
 namespace app {
 namespace {
@@ -39,7 +41,14 @@ class Console : public std::enable_shared_from_this<Console> {
   }
 
  private:
+  // An operator waits for the answer: who says something before it wants to interrupt.
+  bool says_something() {
+    char byte = 0;
+    return !received_.empty() || recv(socket_.native_handle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+  }
+
   void work() try {
+    const InterruptSource source([this] { return says_something(); });
     while (auto frame = take_frame(received_)) {
       if (const std::string answer = runner_.take(*frame); !answer.empty()) {
         write(answer);

@@ -8,6 +8,7 @@
 
 #include "app/serve/service.h"
 #include "app/terminal/shell.h"
+#include "app/terminal/signals.h"
 
 namespace app {
 namespace {
@@ -60,12 +61,15 @@ std::string LineRunner::take(const ConsoleFrame &frame) {
       return {};
     case Kind::Line:
       return run(frame.content);
+    case Kind::Interrupt:  // came when the line was through
+      return {};
     default:
       throw std::runtime_error("this is the console of a switch, for 'oftab-switch attach'");
   }
 }
 
 std::string LineRunner::run(const std::string &line) {
+  forget_interrupt();
   Elsewhere elsewhere(session_, directory_, Style(colour_));
   session_.remote = true;
   session_.status = status_;

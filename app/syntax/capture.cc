@@ -7,6 +7,7 @@
 
 #include "agent/text.h"
 #include "app/commands/command_error.h"
+#include "app/terminal/signals.h"
 
 namespace app {
 
@@ -40,6 +41,9 @@ std::vector<CapturedPacket> read_capture(const std::string &path) {
   const u_char *bytes = nullptr;
   int status = 0;
   while ((status = pcap_next_ex(capture.get(), &header, &bytes)) == 1) {
+    if (interrupted()) {
+      throw Interrupted(concat(path, " was not read to its end, and nothing was done"));
+    }
     const std::span frame(bytes, header->caplen);
     packets.push_back({host::asic::parse_frame(frame, header->len), {frame.begin(), frame.end()}});
   }

@@ -16,7 +16,7 @@ struct CapturedPacket {
 };
 
 // The packets of an Ethernet capture, in order. A CommandError that names the file, and the packet if one is to blame,
-// for a file that cannot be used to its end.
+// for a file that cannot be used to its end; Interrupted where that came before.
 std::vector<CapturedPacket> read_capture(const std::string &path);
 
 }  // namespace app

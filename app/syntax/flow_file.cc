@@ -44,7 +44,7 @@ void FlowFile::read(ScriptReader &file) {
     take(line);
   }
   if (interrupted()) {
-    throw Interrupted("nothing was sent");
+    throw Interrupted(concat(path_, " was not read to its end, and nothing was done"));
   }
 }
 

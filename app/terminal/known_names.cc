@@ -25,7 +25,7 @@ Choices first_column(const std::string &table) {
     if (in_rows) {
       words.insert(line.substr(0, line.find(' ')));
     }
-    in_rows = in_rows || line.starts_with("---");
+    in_rows = in_rows || line.find("---") != std::string::npos;  // in colour, perhaps
   }
   return words;
 }

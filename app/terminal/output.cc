@@ -20,6 +20,8 @@ bool Output::Buffer::write_out() {
     const ssize_t written = ::write(descriptor_, from, static_cast<size_t>(pptr() - from));
     if (written >= 0) {
       from += written;
+    } else if (errno == EAGAIN) {
+      error_ = wait_for_output(descriptor_) ? 0 : EINTR;
     } else if (errno != EINTR || interrupted()) {
       error_ = errno;
     }

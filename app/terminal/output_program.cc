@@ -30,7 +30,8 @@ std::optional<termios> terminal_modes() {
   return tcgetattr(STDIN_FILENO, &modes) == 0 ? std::optional(modes) : std::nullopt;
 }
 
-// Starts a shell that reads from a pipe, whose other end is put into `input`.
+// Starts a shell that reads from a pipe, whose other end is put into `input`: one that never makes a writer wait where
+// signals are not noticed.
 pid_t start(const std::string &command, int &input) {
   int ends[2];
   require(pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno, command);
@@ -43,6 +44,7 @@ pid_t start(const std::string &command, int &input) {
   posix_spawn_file_actions_destroy(&actions);
   close(ends[0]);
   input = ends[1];
+  fcntl(input, F_SETFL, O_NONBLOCK);
   if (error != 0) {
     close(input);
   }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <utility>
 
 namespace app {
 
@@ -60,6 +61,19 @@ timespec timespec_of(std::chrono::milliseconds time) {
   return {static_cast<time_t>(seconds.count()), static_cast<long>(std::chrono::nanoseconds(time - seconds).count())};
 }
 
+std::function<bool()> elsewhere;
+
+// Asking costs a system call, and many a loop wants to know all the time.
+void look_elsewhere() {
+  using Clock = std::chrono::steady_clock;
+  constexpr auto seldom = std::chrono::milliseconds(10);
+  static Clock::time_point next;
+  if (elsewhere && Clock::now() >= next) {
+    interrupt = interrupt != 0 || elsewhere() ? 1 : 0;
+    next = Clock::now() + seldom;
+  }
+}
+
 // Ends a program that takes output, and what it started: all of the group of processes, when that is this one's own.
 // To be called while SIGTERM is held back.
 void end(pid_t program) {
@@ -85,7 +99,16 @@ void catch_signals() {
   }
 }
 
+InterruptSource::InterruptSource(std::function<bool()> asks) {
+  elsewhere = std::move(asks);
+}
+
+InterruptSource::~InterruptSource() {
+  elsewhere = nullptr;
+}
+
 bool interrupted() {
+  look_elsewhere();
   return interrupt != 0 || end_signal != 0;
 }
 
@@ -117,6 +140,14 @@ bool input_within(int descriptor, std::chrono::milliseconds time) {
   const timespec left = timespec_of(time);
   pollfd input{descriptor, POLLIN, 0};
   return !interrupted() && ppoll(&input, 1, &left, &held.before()) > 0;
+}
+
+bool wait_for_output(int descriptor) {
+  const Held held;
+  pollfd output{descriptor, POLLOUT, 0};
+  while (!interrupted() && ppoll(&output, 1, nullptr, &held.before()) <= 0) {
+  }
+  return !interrupted();
 }
 
 // One that does not end goes when it is asked again.

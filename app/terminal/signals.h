@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 #include "app/commands/command_error.h"
@@ -19,6 +20,15 @@ void catch_signals();
 // Whether the running command shall end: Ctrl-C was pressed since forget_interrupt, or the program shall end.
 bool interrupted();
 void forget_interrupt();
+
+// Another way to interrupt than Ctrl-C here: while it lives, `asks` is asked now and then by interrupted().
+class InterruptSource {
+ public:
+  explicit InterruptSource(std::function<bool()> asks);
+  ~InterruptSource();
+  InterruptSource(const InterruptSource &) = delete;
+  InterruptSource &operator=(const InterruptSource &) = delete;
+};
 
 // The signal that asks the program to end, 0 if none did.
 int termination();
@@ -35,6 +45,9 @@ class Interrupted : public CommandError {
 
 // Lets time pass; false when a signal asks to end before that.
 bool wait(std::chrono::milliseconds time);
+
+// Waits until `descriptor` can be written. False when a signal asks to end before that.
+bool wait_for_output(int descriptor);
 
 // Waits for a program that was started, and ends it when a signal asks to end before that; its status, as of waitpid.
 int wait_for_program(pid_t program);
