@@ -226,7 +226,7 @@ TEST_F(InterfacesTest, CarryFramesAsTheyAreAndSurviveTheirInterface) {
   panel().attach(port(2), host::ports::make_end("oftabB"));
   const auto a = host::ports::make_end("oftabAx");
   auto b = host::ports::make_end("oftabBx");
-  EXPECT_THROW(panel().attach(port(3), host::ports::make_end("oftabA")), std::invalid_argument);
+  EXPECT_THROW(host::ports::make_end("oftabA"), std::runtime_error);
   pass(*a, *b, frame(kBroadcast, 7));
   pass(*b, *a, frame(7, 8));
   pass(*a, *b, frame(8, 7, 5));

@@ -55,11 +55,6 @@ void FrontPanel::attach(uint32_t ifindex, std::unique_ptr<PortEnd> end) {
   if (const auto found = ports_.find(ifindex); found != ports_.end()) {
     throw std::invalid_argument(port_name(ifindex) + " is attached to " + found->second.end->name());
   }
-  for (const auto &[other, port] : ports_) {
-    if (port.end->name() == end->name() && dynamic_cast<const NetworkInterface *>(end.get()) != nullptr) {
-      throw std::invalid_argument(end->name() + " is taken: another port is attached to it");
-    }
-  }
   if (!link_events_) {
     link_events_.emplace();
   }

@@ -49,7 +49,7 @@ struct AttachedPort {
 };
 
 // The end that a text names: "tap:NAME" makes a TAP, anything else is an existing network interface. Throws
-// std::system_error, naming it, when that is not possible.
+// std::runtime_error, naming it and saying why, when that is not possible.
 std::unique_ptr<PortEnd> make_end(const std::string &text);
 
 class FrontPanel {
@@ -59,8 +59,7 @@ class FrontPanel {
   // Frames are neither taken nor sent as long as there is no receiver.
   void connect(Receiver *receiver) { receiver_ = receiver; }
 
-  // Gives a front-panel port an end. Throws std::invalid_argument when it is no front-panel port or has an end already,
-  // or when another port has this end.
+  // Gives a front-panel port an end. Throws std::invalid_argument when it is no front-panel port or has an end already.
   void attach(uint32_t ifindex, std::unique_ptr<PortEnd> end);
   // Throws std::invalid_argument when the port has no end.
   void detach(uint32_t ifindex);

@@ -3,17 +3,19 @@
 
 #include <net/if.h>
 
+#include <stdexcept>
+
 #include "host/ports/interface_state.h"
 
 namespace host::ports {
 
 void InterfaceEnd::open() {
-  file_ = opened();
+  opened_ = opened();
   index_ = if_nametoindex(interface_.c_str());
 }
 
 LinkState InterfaceEnd::state() const {
-  return file_ ? interface_state(interface_) : LinkState{};
+  return opened_ ? interface_state(interface_) : LinkState{};
 }
 
 // Another index is another interface.
@@ -22,12 +24,12 @@ bool InterfaceEnd::renew() {
   if (index == index_) {
     return false;
   }
-  file_.reset();
+  opened_.reset();
   index_ = 0;
   if (index != 0) {
     try {
       open();
-    } catch (const std::system_error &) {  // not yet, or gone again
+    } catch (const std::runtime_error &) {  // not yet, gone again, or another's
     }
   }
   return true;

@@ -15,21 +15,26 @@ class InterfaceEnd : public PortEnd {
  public:
   explicit InterfaceEnd(std::string interface) : interface_(std::move(interface)) {}
 
-  int descriptor() const override { return file_ ? file_->number() : -1; }
+  int descriptor() const override { return opened_ ? opened_->file.number() : -1; }
   LinkState state() const override;
   bool renew() override;
 
  protected:
-  // Opens the interface, which exists or is made now. Throws std::system_error with its name.
+  struct Opened {
+    Descriptor file;
+    std::optional<Descriptor> claim{};  // open for as long as no other port is to have the interface
+  };
+
+  // Opens the interface, which exists or is made now. Throws std::runtime_error with its name.
   void open();
   const std::string &interface() const { return interface_; }
 
  private:
-  virtual Descriptor opened() = 0;
+  virtual Opened opened() = 0;
 
   std::string interface_;
   unsigned index_ = 0;
-  std::optional<Descriptor> file_;  // none while the interface is gone
+  std::optional<Opened> opened_;  // none while the interface is gone, or another's
 };
 
 }  // namespace host::ports

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "host/ports/descriptor.h"
 
@@ -33,13 +34,19 @@ std::optional<ifreq> ask(int socket, unsigned long question, ifreq request) {
   return ioctl(socket, question, &request) == 0 ? std::optional(request) : std::nullopt;
 }
 
+// Likewise for the questions whose answers have a structure of their own, which names the question.
+template <typename Answer>
+bool ask_driver(int socket, const std::string &name, Answer &answer) {
+  ifreq request = request_for(name);
+  request.ifr_data = reinterpret_cast<char *>(&answer);
+  return ask(socket, SIOCETHTOOL, request).has_value();
+}
+
 // What an interface says of its speed, duplex and connector, if it says anything.
 void ask_for_settings(int socket, const std::string &name, LinkState &state) {
   ethtool_cmd settings{};
   settings.cmd = ETHTOOL_GSET;
-  ifreq request = request_for(name);
-  request.ifr_data = reinterpret_cast<char *>(&settings);
-  if (!ask(socket, SIOCETHTOOL, request)) {
+  if (!ask_driver(socket, name, settings)) {
     return;
   }
   const uint32_t megabits = ethtool_cmd_speed(&settings);
@@ -64,6 +71,18 @@ LinkState interface_state(const std::string &name) {
   }
   ask_for_settings(socket.number(), name, state);
   return state;
+}
+
+std::optional<unsigned> hardware_type(const std::string &name) {
+  const auto address = ask(query_socket().number(), SIOCGIFHWADDR, request_for(name));
+  return address ? std::optional<unsigned>(address->ifr_hwaddr.sa_family) : std::nullopt;
+}
+
+bool is_tap(const std::string &name) {
+  ethtool_drvinfo driver{};
+  driver.cmd = ETHTOOL_GDRVINFO;
+  return ask_driver(query_socket().number(), name, driver) && std::string_view(driver.driver) == "tun" &&
+         std::string_view(driver.bus_info) == "tap";
 }
 
 std::optional<uint32_t> dropped_frames(const std::string &name) {

@@ -14,6 +14,12 @@ namespace host::ports {
 // Down, without address and speed, for an interface that does not exist.
 LinkState interface_state(const std::string &name);
 
+// What its frames are like, as ARP names it; none for an interface that does not exist.
+std::optional<unsigned> hardware_type(const std::string &name);
+
+// Whether an interface exists and is a TAP.
+bool is_tap(const std::string &name);
+
 // How many frames the machine was to send by an interface and dropped, modulo 2^32; none when it does not exist.
 std::optional<uint32_t> dropped_frames(const std::string &name);
 

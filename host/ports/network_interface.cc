@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "host/ports/batch.h"
+#include "host/ports/interface_claim.h"
 
 namespace host::ports {
 namespace {
@@ -105,9 +106,10 @@ void add(Batch &batch, mmsghdr &received, Slot &slot, uint8_t *place) {
 
 }  // namespace
 
-Descriptor NetworkInterface::opened() {
+InterfaceEnd::Opened NetworkInterface::opened() {
   const unsigned index = if_nametoindex(interface().c_str());
   check(index == 0 ? -1 : 0, interface());
+  Descriptor claimed = claim(interface(), index);
   Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), interface());
   for (const int option : {PACKET_VNET_HDR, PACKET_AUXDATA, PACKET_IGNORE_OUTGOING}) {
     set_option(socket.number(), option, interface());
@@ -115,7 +117,7 @@ Descriptor NetworkInterface::opened() {
   enlarge_receive_buffer(socket.number());
   join_all(socket.number(), index, interface());
   bind_to(socket.number(), index, interface());
-  return socket;
+  return {std::move(socket), std::move(claimed)};
 }
 
 void NetworkInterface::receive(Batch &batch) {

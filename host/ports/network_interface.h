@@ -13,7 +13,7 @@ namespace host::ports {
 
 class NetworkInterface : public InterfaceEnd {
  public:
-  // Throws std::system_error, naming the interface, when it does not exist or may not be opened.
+  // Throws std::runtime_error, naming the interface, when it does not exist, is taken or may not be opened.
   explicit NetworkInterface(std::string name) : InterfaceEnd(std::move(name)) { open(); }
 
   std::string name() const override { return interface(); }
@@ -22,7 +22,7 @@ class NetworkInterface : public InterfaceEnd {
   uint64_t overruns() override;
 
  private:
-  Descriptor opened() override;
+  Opened opened() override;
 };
 
 }  // namespace host::ports

@@ -8,6 +8,7 @@
 #include <sys/uio.h>
 
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 #include "host/ports/batch.h"
@@ -15,16 +16,20 @@
 
 namespace host::ports {
 
-Descriptor Tap::opened() {
+InterfaceEnd::Opened Tap::opened() {
   check_name(interface());
+  if (if_nametoindex(interface().c_str()) != 0 && !is_tap(interface())) {
+    throw std::runtime_error(interface() + " exists and is no TAP");
+  }
   Descriptor device(::open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC), "/dev/net/tun");
   ifreq request{};
   request.ifr_flags = IFF_TAP | IFF_NO_PI | IFF_VNET_HDR;
   strncpy(request.ifr_name, interface().c_str(), sizeof request.ifr_name - 1);
-  check(ioctl(device.number(), TUNSETIFF, &request), interface());
+  const int result = ioctl(device.number(), TUNSETIFF, &request);
+  check(result, interface() + (result < 0 && errno == EBUSY ? " is taken" : ""));
   dropped_ = dropped_frames(interface()).value_or(0);
   set_up(interface());
-  return device;
+  return {std::move(device)};
 }
 
 uint64_t Tap::overruns() {

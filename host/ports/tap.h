@@ -10,7 +10,7 @@ namespace host::ports {
 
 class Tap : public InterfaceEnd {
  public:
-  // Throws std::system_error, naming the TAP, when it cannot be made.
+  // Throws std::runtime_error, naming the TAP, when it cannot be made.
   explicit Tap(std::string name) : InterfaceEnd(std::move(name)) { open(); }
 
   std::string name() const override { return "tap:" + interface(); }
@@ -19,7 +19,7 @@ class Tap : public InterfaceEnd {
   uint64_t overruns() override;
 
  private:
-  Descriptor opened() override;
+  Opened opened() override;
 
   uint32_t dropped_ = 0;  // by the machine, for want of room in the TAP, up to when that was asked last
 };

@@ -14,7 +14,7 @@ sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../
 
 from counting import every_frame_is_counted, too_many_frames_are_counted
 from isolation import is_permitted, isolate
-from network import PATIENCE, Host, Switch, Tap, frame, ping_result, quieten, run, socket_in, until
+from network import PATIENCE, PROGRAM, Host, Switch, Tap, frame, ping_result, quieten, run, socket_in, until
 import openflow
 
 SKIPPED = 77
@@ -190,17 +190,30 @@ def members_leave_and_join(one, other, third):
         expect("pings lost while there was no member", sent - answered, after[0] - before[0] - (after[1] - before[1]))
 
 
-def bad_input_names_itself(program):
-    for port, complaint in (("1=nowhere0", "nowhere0: No such device"), ("1=", "PORT=INTERFACE"),
-                            ("99=p1", "99"), ("1", "PORT=INTERFACE")):
-        seen = run(program, "serve", "--port", port, status=1)
-        assert complaint in seen, seen
+def bad_input_names_itself(one, other, third):
+    run("ip", "link", "add", "br0", "type", "bridge")
+    run("ip", "link", "set", third.far, "master", "br0")
+    run("ip", "tuntap", "add", "tun0", "mode", "tun")
+    with Switch({1: one, 2: "tap:tap0"}) as switch:
+        taken = f"is taken: a port of process {switch.process.pid} leads to it"
+        for port, complaint in (("1=nowhere0", "nowhere0: No such device"), ("1=", "PORT=INTERFACE"), ("99=p1", "99"),
+                                ("1", "PORT=INTERFACE"), ("1=lo", "lo is a loopback interface"),
+                                ("1=tun0", "tun0 carries no Ethernet frames"), ("1=p1", "p1 " + taken),
+                                ("1=p3", "p3 is taken: it is a member of br0"), ("1=tap:p2", "p2 exists and is no TAP"),
+                                ("1=tap:tun0", "tun0 exists and is no TAP"), ("1=tap:tap0", "tap0 is taken: Device or")):
+            seen = run(PROGRAM, "serve", "--listen", "ptcp:0", "--port", port, status=1)
+            assert complaint in seen, seen
+        seen = switch.run("port attach 3 p1", status=1)
+        assert "p1 is taken: another port of this switch leads to it" in seen, seen
+        switch.kill()
+        with Switch({1: one, 2: "tap:tap0"}):
+            pass
 
 
 # First those that count every frame, while the hosts have sent none by themselves that they may send again.
 SCENARIOS = (every_frame_is_counted, too_many_frames_are_counted, flows_carry_pings, bridges_learn, tags_stay,
              links_go_down, ports_do_as_told, controllers_get_and_send_frames,
-             checksums_are_complete_where_they_must_be, members_leave_and_join)
+             checksums_are_complete_where_they_must_be, members_leave_and_join, bad_input_names_itself)
 
 
 def main():
@@ -216,7 +229,6 @@ def main():
             host.forget()
         scenario(*hosts)
         print(f"{scenario.__name__.replace('_', ' ')}: {time.monotonic() - begin:.2f} s", flush=True)
-    bad_input_names_itself(sys.argv[1])
 
 
 if __name__ == "__main__":

@@ -4,6 +4,7 @@ import ctypes
 import json
 import os
 import re
+import signal
 import socket
 import struct
 import subprocess
@@ -177,7 +178,7 @@ class Switch:
 
     def __exit__(self, *_):
         self.process.terminate()
-        assert self.process.wait() == 0, self.read_log()
+        assert self.process.wait() in (0, -signal.SIGKILL), self.read_log()
         self.log.close()
         self.directory.cleanup()
 
@@ -185,8 +186,12 @@ class Switch:
         with open(self.log.name) as log:
             return log.read()
 
-    def run(self, commands):
-        return run(PROGRAM, "attach", self.console, "-c", commands)
+    def run(self, commands, status=0):
+        return run(PROGRAM, "attach", self.console, "-c", commands, status=status)
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
 
     def counts(self, number):
         """Of a port, by name: rx_pkts, tx_drop ..."""
