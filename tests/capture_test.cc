@@ -110,6 +110,7 @@ TEST_F(CaptureFileTest, UnusableFilesAreNamedWithTheReason) {
   EXPECT_EQ(complaint(), "unknown file format");
   write(kFileHeader + kEthernet + kRecord + kRecord.substr(0, kRecord.size() - 2));
   EXPECT_TRUE(complaint().starts_with("packet 2: truncated dump file")) << complaint();
+  EXPECT_EQ(app::read_capture(path_, 1).size(), 1U);
 }
 
 }  // namespace

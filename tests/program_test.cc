@@ -144,7 +144,8 @@ const Invocation kInvocations[] = {
        "idle_timeout=60,priority=9,tcp,actions=output:1\npriority=8,udp actions=pc1\n"
        "add priority=9,tcp,actions=2\nmodify_strict priority=9,tcp,actions=output:3-4,7\ndelete udp\n"
        "priority=7,cookie=0x1f,arp,actions=controller:64\n"},
-      {"b.flows", "priority=7,cookie=31,arp actions=CONTROLLER:64\npriority=9,tcp,actions=normal\nactions=drop\n"}},
+      {"b.flows",
+       "\xEF\xBB\xBFpriority=7,cookie=31,arp actions=CONTROLLER:64\npriority=9,tcp,actions=normal\nactions=drop\n"}},
      "-c 'port-channel create 1; add-flows a.flows; dump-flows --sort priority; diff-flows b.flows' --keep-going",
      1,
      "pc1 created\n"

@@ -24,12 +24,14 @@ namespace {
 Explanation explanation_of_captured(Session &session, Arguments &arguments) {
   const std::string path = next_file(session, arguments);
   const Word port = arguments.take_option("in_port").value_or(Word{"1", 1});
-  const std::vector<CapturedPacket> packets = captured_packets(path);
+  const Word wanted = arguments.next("a packet of the capture");
+  arguments.finish();
+  const size_t number = number_in(wanted, 1, SIZE_MAX, "a packet of the capture");
+  const std::vector<CapturedPacket> packets = captured_packets(path, number);
   if (packets.empty()) {
     throw CommandError(path + " has no packets");
   }
-  const size_t number = arguments.next_number(1, packets.size(), "a packet of the capture");
-  arguments.finish();
+  number_in(wanted, 1, packets.size(), "a packet of the capture");
   return {session.device, interface_named(port, session.device.interfaces()), packets[number - 1].header};
 }
 

@@ -113,7 +113,7 @@ void diff_flows(Session &session, Arguments &arguments) {
   for_each_missing(first, second, print("-"));
   for_each_missing(second, first, print("+"));
   if (differences != 0) {
-    throw CommandError(concat(counted(differences, "line"), " differ"));
+    throw CommandError(concat(counted(differences, "line"), differences == 1 ? " differs" : " differ"));
   }
 }
 

@@ -104,13 +104,13 @@ bool is_description(std::string_view word) {
   return first.find('=') != std::string_view::npos || shorthand_named(first) != nullptr;
 }
 
-std::vector<CapturedPacket> captured_packets(const std::string &path) {
+std::vector<CapturedPacket> captured_packets(const std::string &path, size_t most) {
   if (path != "-" && !std::filesystem::exists(path)) {
     throw CommandError(path +
                        ": No such file or directory; a packet is one of a capture, or described by its fields: "
                        "in_port=3,tcp,nw_dst=10.0.0.1");
   }
-  return read_capture(path);
+  return read_capture(path, most);
 }
 
 std::span<const Command> packet_commands() {

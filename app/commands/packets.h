@@ -14,8 +14,8 @@ namespace app {
 // Whether a word begins the description of a packet, which has fields; anything else names a capture.
 bool is_description(std::string_view word);
 
-// The packets of a capture. A CommandError when it cannot be read.
-std::vector<CapturedPacket> captured_packets(const std::string &path);
+// The packets of a capture, the first `most`. A CommandError when they cannot be read.
+std::vector<CapturedPacket> captured_packets(const std::string &path, size_t most = SIZE_MAX);
 
 }  // namespace app
 

@@ -34,21 +34,22 @@ Capture open_capture(const std::string &path) {
 
 }  // namespace
 
-std::vector<CapturedPacket> read_capture(const std::string &path) {
+std::vector<CapturedPacket> read_capture(const std::string &path, size_t most) {
   const Capture capture = open_capture(path);
   std::vector<CapturedPacket> packets;
   pcap_pkthdr *header = nullptr;
   const u_char *bytes = nullptr;
-  int status = 0;
-  while ((status = pcap_next_ex(capture.get(), &header, &bytes)) == 1) {
+  int status = PCAP_ERROR_BREAK;
+  while (packets.size() < most && (status = pcap_next_ex(capture.get(), &header, &bytes)) == 1) {
     if (interrupted()) {
       throw Interrupted(concat(path, " was not read to its end, and nothing was done"));
     }
     const std::span frame(bytes, header->caplen);
     packets.push_back({host::asic::parse_frame(frame, header->len), {frame.begin(), frame.end()}});
   }
-  if (status != PCAP_ERROR_BREAK) {
-    throw CommandError(concat(path, ": packet ", packets.size() + 1, ": ", pcap_geterr(capture.get())));
+  if (status < 0 && status != PCAP_ERROR_BREAK) {
+    throw CommandError(
+        concat(path, ": packet ", packets.size() + 1, ": ", pcap_geterr(capture.get()), "; nothing was done"));
   }
   return packets;
 }

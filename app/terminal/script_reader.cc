@@ -7,11 +7,19 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 #include "app/commands/command_error.h"
 #include "app/terminal/signals.h"
 
 namespace app {
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // that editors put before the first line
+
+}  // namespace
 
 ScriptReader::ScriptReader(const std::string &path)
     : name_(path == "-" ? "standard input" : path),
@@ -51,6 +59,10 @@ bool ScriptReader::next(std::string &line) {
   }
   if (interrupted() || ahead_.empty()) {
     return false;
+  }
+  if (std::exchange(at_start_, false) && ahead_.starts_with(kByteOrderMark)) {
+    ahead_.erase(0, kByteOrderMark.size());
+    return next(line);
   }
   line = ahead_.substr(0, end);
   ahead_.erase(0, end == std::string::npos ? end : end + 1);

@@ -26,6 +26,7 @@ class ScriptReader {
 
   std::string name_;
   int descriptor_;
+  bool at_start_ = true;
   std::string ahead_;  // read, and not yet taken
 };
 
