@@ -38,12 +38,16 @@ class Coverage:
                 len(branches), sum(count > 0 for count in branches))
 
 
+def counts_of(build):
+    return sorted((build / LIBRARY).rglob("*.gcda"))
+
+
 def read(build):
     files = collections.defaultdict(Coverage)
-    for counts in sorted((build / LIBRARY).rglob("*.gcda")):
-        run = subprocess.run(["gcov", "--json-format", "--stdout", "--branch-probabilities", counts],
-                             capture_output=True, check=True)
-        for file in json.loads(run.stdout)["files"]:
+    run = subprocess.run(["gcov", "--json-format", "--stdout", "--branch-probabilities", *counts_of(build)],
+                         capture_output=True, check=True)
+    for counted in run.stdout.splitlines():
+        for file in json.loads(counted)["files"]:
             # From the repository's root, or from where it was compiled.
             name = next(name for name in (file["file"], os.path.normpath(build / file["file"])) if os.path.exists(name))
             if pathlib.Path(name).is_relative_to(LIBRARY):
