@@ -3,8 +3,8 @@
 compared with a model and audited.  soak.py STEPS SEED COMMAND...
 
 COMMAND runs histories of 100 steps from the seed OFTAB_SEED on, OFTAB_ROUNDS of them. As many run side by side as
-there are cores. SEED is that of the first history, or "random". Ends with a summary, and with status 1 if a history
-failed."""
+there are cores. SEED is that of the first history, or "random". Ends with a summary, also when it is interrupted, and
+with status 1 if a history failed."""
 import concurrent.futures
 import os
 import random
@@ -22,34 +22,54 @@ def run(command, seed, rounds):
     return subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
 
 
-def show(done, steps, started):
-    share = min(done / steps, 1)
-    rate = done / (time.monotonic() - started)
-    left = (steps - done) / rate if rate else 0
-    line = f"[{'#' * int(BAR * share):{BAR}}] {done:,} of {steps:,} steps, {rate:,.0f}/s, {max(left, 0):.0f} s left"
-    if sys.stdout.isatty():
-        print(f"\r{line} ", end="", flush=True)
-    elif share == 1:
-        print(line)
+class Progress:
+    """A bar on a terminal, elsewhere a line for each percent."""
+
+    def __init__(self, steps):
+        self.steps, self.done, self.started, self.percent = steps, 0, time.monotonic(), 0
+
+    def seconds(self):
+        return time.monotonic() - self.started
+
+    def advance(self, steps):
+        self.done += steps
+        share = self.done / self.steps
+        left = (self.steps - self.done) * self.seconds() / self.done
+        line = (f"[{'#' * int(BAR * share):{BAR}}] {self.done:,} of {self.steps:,} steps, "
+                f"{self.done / self.seconds():,.0f}/s, {left:.0f} s left")
+        if sys.stdout.isatty():
+            print(f"\r{line} ", end="", flush=True)
+        elif int(100 * share) > self.percent:
+            self.percent = int(100 * share)
+            print(line, flush=True)
+
+
+def soak(command, first, histories, progress):
+    """The output of the runs that failed; less than all of them when it is interrupted."""
+    failures = []
+    pool = concurrent.futures.ThreadPoolExecutor(os.cpu_count())
+    counts = {pool.submit(run, command, first + at, count): count for at in range(0, histories, HISTORIES_OF_A_RUN)
+              for count in [min(HISTORIES_OF_A_RUN, histories - at)]}
+    try:
+        for each in concurrent.futures.as_completed(counts):
+            progress.advance(counts[each] * STEPS_OF_A_HISTORY)
+            if each.result().returncode != 0:
+                failures.append(each.result().stdout)
+    except KeyboardInterrupt:
+        pool.shutdown(cancel_futures=True)
+    return failures
 
 
 def main():
     steps, seed, command = int(sys.argv[1]), sys.argv[2], sys.argv[3:]
     histories = max(1, steps // STEPS_OF_A_HISTORY)
     first = random.getrandbits(40) if seed == "random" else int(seed)
-    started, failures, done = time.monotonic(), [], 0
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        runs = [pool.submit(run, command, first + at, min(HISTORIES_OF_A_RUN, histories - at))
-                for at in range(0, histories, HISTORIES_OF_A_RUN)]
-        for each in concurrent.futures.as_completed(runs):
-            done += HISTORIES_OF_A_RUN * STEPS_OF_A_HISTORY
-            show(min(done, histories * STEPS_OF_A_HISTORY), histories * STEPS_OF_A_HISTORY, started)
-            if each.result().returncode != 0:
-                failures.append(each.result().stdout)
+    print(f"{histories:,} histories of {STEPS_OF_A_HISTORY} steps, the first one's seed is {first}", flush=True)
+    progress = Progress(histories * STEPS_OF_A_HISTORY)
+    failures = soak(command, first, histories, progress)
     for failure in failures:
         print(f"\n{failure}")
-    print(f"\n{histories} histories of {STEPS_OF_A_HISTORY} steps from seed {first}: {len(failures)} runs failed, "
-          f"{time.monotonic() - started:.0f} s")
+    print(f"\n{progress.done:,} steps in {progress.seconds():.0f} s, {len(failures)} runs failed")
     return 1 if failures else 0
 
 
