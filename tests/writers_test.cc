@@ -247,12 +247,15 @@ TEST_F(WriterTest, ScenarioCanProgramThePreparedResult) {
                                           "result 0x3E800005" + prepared));
 }
 
-TEST_F(WriterTest, ScenarioGoesOnWithoutCounterAndAfterAFailedWrite) {
+TEST_F(WriterTest, ScenarioGoesOnWithoutAPortOrCounterAndAfterAFailedWrite) {
+  sw.interfaces().set_asic_port(port(13), std::nullopt);
   sw.faults().fail("libsdk_l3_route_stats_create", 1, 12);
   sw.faults().fail("qtr_custom_cache_unified_entry_set", 3, 9);
   EXPECT_EQ(oftab_debug_test(7), 0);
   EXPECT_THAT(traced(102), testing::ElementsAre(kCalled, "\ncreating stats_id failed, sdkrc 12\n",
                                                 "\nFAiled installing entry  2 for ltl_index = 1000, rc=9"));
+  EXPECT_THAT(traced(103), testing::ElementsAre("oftab_debug_test: no port for ifindex 0x1a00d000 \n"));
+  EXPECT_THAT(sw.asic().trees().ports(1000), testing::ElementsAre(17));
   EXPECT_EQ(hex(sw.asic().tcam().at(3).result).substr(0, 8), "ff3f803e");
   EXPECT_FALSE(sw.asic().tcam().at(2).valid());
   EXPECT_EQ(sw.asic().tcam().valid_indices().size(), 4095U);

@@ -53,7 +53,7 @@ class Mutant:
 
 
 def mutants():
-    for path in sorted([*LIBRARY.rglob("*.cc"), *LIBRARY.rglob("*.h")]):
+    for path in [*sorted(LIBRARY.rglob("*.cc")), *sorted(LIBRARY.rglob("*.h"))]:
         text = path.read_text()
         visible = QUIET.sub(lambda m: re.sub(r"[^\n]", " ", m[0]), text)
         for pattern, change in CHANGES:
