@@ -186,8 +186,7 @@ TEST_F(WriterTest, ScenarioReplicatesFrom4096Sources) {
   expect_record(sw.asic().tcam().at(0), kFirstKey, kScenarioMask, kReplicated);
   expect_record(sw.asic().tcam().at(4095), kLastKey, kScenarioMask, kReplicated);
   EXPECT_EQ(sw.asic().tcam().valid_indices().size(), 4096U);
-  EXPECT_EQ(hex(mac_sa).substr(0, 12), "000000ffffff");
-  EXPECT_EQ(hex(mac_da).substr(0, 12), "000000060708");
+  EXPECT_EQ(hex(mac_sa) + hex(mac_da), "000000ffffff00000000000607080000");
   EXPECT_EQ(hex(mac_sa2) + hex(mac_da2), std::string(32, '0'));
   EXPECT_EQ(ip_key, key);
   EXPECT_EQ(ip_mask, mask);
@@ -255,6 +254,7 @@ TEST_F(WriterTest, ScenarioGoesOnWithoutAPortOrCounterAndAfterAFailedWrite) {
   EXPECT_THAT(traced(102), testing::ElementsAre(kCalled, "\ncreating stats_id failed, sdkrc 12\n",
                                                 "\nFAiled installing entry  2 for ltl_index = 1000, rc=9"));
   EXPECT_THAT(traced(103), testing::ElementsAre("oftab_debug_test: no port for ifindex 0x1a00d000 \n"));
+  EXPECT_THAT(traced(104), testing::Contains(" 0/2 ,ifindex:0x1a00d000 asic port:0 \n"));
   EXPECT_THAT(sw.asic().trees().ports(1000), testing::ElementsAre(17));
   EXPECT_EQ(hex(sw.asic().tcam().at(3).result).substr(0, 8), "ff3f803e");
   EXPECT_FALSE(sw.asic().tcam().at(2).valid());
