@@ -142,7 +142,10 @@ std::string interface_name(uint32_t ifindex) {
     return concat("pc", *number);
   }
   const auto reserved = std::ranges::find(kReserved, ifindex, &ReservedName::port);
-  return reserved == kReserved.end() ? hex(ifindex, 8) : std::string(reserved->name);
+  if (reserved != kReserved.end()) {
+    return std::string(reserved->name);
+  }
+  return ifindex < kReserved.front().port ? std::to_string(ifindex) : hex(ifindex, 8);
 }
 
 std::string interface_names(std::span<const uint32_t> ifindexes) {

@@ -1,13 +1,17 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The examples of README and operator's guide, run and compared, and the guide's messages, compared with the library's.
+"""The examples of the documents, run and compared, and the guide's messages, compared with the library's.
 
     examples_test.py PROGRAM SOURCE-DIRECTORY
 """
 import os
 import re
+import shutil
+import signal
+import socket
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 PROGRAM = SOURCE = None
@@ -23,7 +27,18 @@ def lines_of(text):
     return [re.sub(r"\.cc:\d+", ".cc", line.rstrip()) for line in text.splitlines()]
 
 
-class ExamplesTest(unittest.TestCase):
+class DocumentTest(unittest.TestCase):
+    def assert_excerpt(self, output, block, start=0):
+        """The parts of `block` between lines of dots stand in the output, in order; where the last of them ends."""
+        for part in re.split(r"^\s*\.\.\.\n", block, flags=re.MULTILINE):
+            wanted = lines_of(part)
+            found = next((at for at in range(start, len(output) + 1) if output[at : at + len(wanted)] == wanted), None)
+            self.assertIsNotNone(found, f"not in the output behind line {start}:\n{part}\n" + "\n".join(output[start:]))
+            start = found + len(wanted)
+        return start
+
+
+class ExamplesTest(DocumentTest):
     def run_script(self, name, script, *options):
         with tempfile.TemporaryDirectory() as directory:
             with open(os.path.join(directory, name), "w") as file:
@@ -32,14 +47,13 @@ class ExamplesTest(unittest.TestCase):
                                  stderr=subprocess.STDOUT, timeout=60)
         return lines_of(run.stdout.decode())
 
-    def assert_excerpt(self, output, block, start=0):
-        """The parts of `block` between lines of dots stand in the output, in order; where the last of them ends."""
-        for part in re.split(r"^\s*\.\.\.\n", block, flags=re.MULTILINE):
-            wanted = lines_of(part)
-            found = next((at for at in range(start, len(output)) if output[at : at + len(wanted)] == wanted), None)
-            self.assertIsNotNone(found, f"not in the output behind line {start}:\n{part}\n" + "\n".join(output[start:]))
-            start = found + len(wanted)
-        return start
+    def test_prompt_of_the_openflow_guide(self):
+        for block in code_blocks("docs/openflow.md"):
+            if block.startswith("oftab> "):
+                lines = block.splitlines()
+                commands = [line.removeprefix("oftab> ") for line in lines if line.startswith("oftab> ")]
+                answers = [line for line in lines if not line.startswith("oftab> ")]
+                self.assertEqual(self.run_script("prompt.oftab", "\n".join(commands)), answers)
 
     def test_guide(self):
         script, *excerpts = code_blocks("docs/operations.md")
@@ -62,6 +76,68 @@ class ExamplesTest(unittest.TestCase):
             run = subprocess.run([PROGRAM, "run", os.path.join(SOURCE, "examples/campus.oftab")], cwd=directory,
                                  stdout=subprocess.PIPE, check=True, timeout=60)
         self.assert_excerpt(lines_of(run.stdout.decode()), excerpt)
+
+
+def plain(text):
+    """A transcript without what is different in each run: times, transactions, ports of clients."""
+    text = re.sub(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ", "TIME", text)
+    return re.sub(r"duration=[\d.]+s|xid=0x\w+|tcp:127\.0\.0\.1:\d{5}(?=: )", "VARIES", text)
+
+
+@unittest.skipUnless(shutil.which("ovs-ofctl"), "ovs-ofctl is not installed")
+class TranscriptTest(DocumentTest):
+    """Blocks of lines that begin with "$ ": what a shell is told, and what comes of it, on a switch at a port of its own."""
+
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = directory.name
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            self.port = free.getsockname()[1]
+
+    def end(self, pid_file):
+        with open(os.path.join(self.directory, pid_file)) as file:
+            os.kill(int(file.read()), signal.SIGTERM)
+
+    def wait_until_it_listens(self):
+        deadline = time.monotonic() + 10
+        listens = False
+        while not listens:
+            with socket.socket() as client:
+                listens = client.connect_ex(("127.0.0.1", self.port)) == 0
+            self.assertLess(time.monotonic(), deadline, "the switch does not listen")
+            time.sleep(0.05)
+
+    def run_command(self, command):
+        """What it prints; a switch that goes on is ended with the test."""
+        command = command.replace("build/release/bin/", "").replace("6653", str(self.port))
+        background = command.endswith("&")
+        if background and "--listen" not in command:
+            command = command.replace(" serve ", f" serve --listen ptcp:{self.port}:127.0.0.1 ")
+        environment = {**os.environ, "PATH": os.path.dirname(PROGRAM) + ":" + os.environ["PATH"],
+                       "XDG_RUNTIME_DIR": self.directory}
+        run = subprocess.run(command + (" echo $! >pid" if background else ""), shell=True, cwd=self.directory,
+                             env=environment, stdout=None if background else subprocess.PIPE,
+                             stderr=None if background else subprocess.STDOUT, timeout=60)
+        if background:
+            self.addCleanup(self.end, "pid")
+            self.wait_until_it_listens()
+            return ""
+        return run.stdout.decode().replace(str(self.port), "6653")
+
+    def assert_transcripts(self, document):
+        for block in code_blocks(document):
+            for step in re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", block, re.MULTILINE) if block.startswith("$ ") else ():
+                output = lines_of(plain(self.run_command(step[0])))
+                end = self.assert_excerpt(output, plain(step[1]))
+                self.assertTrue("...\n" in step[1] or end == len(output), output)
+
+    def test_readme(self):
+        self.assert_transcripts("README.md")
+
+    def test_openflow_guide(self):
+        self.assert_transcripts("docs/openflow.md")
 
 
 class MessagesTest(unittest.TestCase):
