@@ -32,8 +32,8 @@ uint32_t port_channel_named(const Word &name, const host::services::Interfaces &
 // The ifindex of a port channel that need not exist.
 uint32_t possible_port_channel_named(const Word &name);
 
-// Eth1/N, pcN or the name of a reserved port. For what is none of them, a number of OpenFlow or an ifindex: in decimal or
-// hexadecimal.
+// Eth1/N, pcN or the name of a reserved port. For what is none of them, a number of OpenFlow or an ifindex: in decimal
+// or hexadecimal.
 std::string interface_name(uint32_t ifindex);
 
 // Several interfaces, ports drawn together: "Eth1/1-3,7,pc2".
