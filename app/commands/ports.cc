@@ -30,13 +30,15 @@ std::string mac_text(const std::array<uint8_t, 6> &mac) {
   return text;
 }
 
-std::string link_text(const host::ports::LinkState &state, uint32_t config) {
-  const std::string speed = state.megabits == 0 ? "" : concat(" ", state.megabits, " Mbit/s");
-  return concat(state.up ? "up" : "down", speed, (config & kPortDown) != 0 ? ", switched off" : "");
+std::string link_text(const Port &port) {
+  const std::string speed = port.link.megabits == 0 ? "" : concat(" ", port.link.megabits, " Mbit/s");
+  return concat(port.link.up ? "up" : "down", speed, (port.config & kPortDown) != 0 ? ", switched off" : "");
 }
 
+// First the agent looks at the links, as it does some times a second while the switch serves.
 void list(Session &session, Arguments &arguments) {
   arguments.finish();
+  session.agent.advance(Time::zero());
   constexpr auto kRight = Column::Right;
   Table table({{"Port"},
                {"Leads to"},
@@ -54,8 +56,7 @@ void list(Session &session, Arguments &arguments) {
   for (const auto &[ifindex, port] : session.device.ports().ports()) {
     const Port &known = *session.agent.ports().find(ifindex);
     const PortCounts &counts = known.counts;
-    std::vector<std::string> row{interface_name(ifindex), port.end->name(), mac_text(port.state.mac),
-                                 link_text(port.state, known.config)};
+    std::vector<std::string> row{known.name, port.end->described(), mac_text(known.hw_addr), link_text(known)};
     for (const uint64_t count :
          {counts.rx_packets, counts.rx_bytes, counts.rx_dropped, counts.rx_errors, counts.rx_overruns,
           counts.tx_packets, counts.tx_bytes, counts.tx_dropped, counts.tx_errors}) {

@@ -121,7 +121,7 @@ void Top::print_ports(std::ostream &out, Style style, host::Switch &device) cons
     rows.push_back({received + sent,
                     {interface_name(ifindex), scaled(received), scaled(8 * rate(counts.rx_bytes, before.rx_bytes)),
                      scaled(sent), scaled(8 * rate(counts.tx_bytes, before.tx_bytes)), scaled(dropped),
-                     device.ports().ports().at(ifindex).end->name()}});
+                     device.ports().ports().at(ifindex).end->described()}});
   }
   if (rows.empty()) {
     out << "no port leads anywhere ('port attach' changes that)\n";

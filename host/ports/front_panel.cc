@@ -191,9 +191,11 @@ void FrontPanel::follow_link(uint32_t ifindex, AttachedPort &port) {
   if (port.end->renew()) {
     watch(ifindex, *port.end);
   }
-  const bool was_up = port.state.up;
-  port.state = port.end->state();
-  if (was_up && !port.state.up) {
+  const LinkState before = std::exchange(port.state, port.end->state());
+  if (port.end->descriptor() < 0) {
+    port.state.mac = before.mac;
+  }
+  if (before.up && !port.state.up) {
     bridge_.forget(ifindex);
   }
 }

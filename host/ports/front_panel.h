@@ -43,7 +43,7 @@ class Receiver {
 
 struct AttachedPort {
   std::unique_ptr<PortEnd> end;
-  LinkState state;            // as of the last `follow_links`
+  LinkState state;            // as of the last `follow_links`; a missing interface's MAC address is the one that it had
   std::vector<Packet> queue;  // to be sent before the batch is done with that they are in
   bool received = false;      // since the last `follow_links`
 };

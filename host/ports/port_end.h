@@ -59,6 +59,9 @@ class PortEnd {
   // what the end stands for is gone.
   virtual int descriptor() const = 0;
 
+  // The name, and whether what it stands for is gone.
+  std::string described() const { return descriptor() < 0 ? name() + " (missing)" : name(); }
+
   // Takes waiting frames into an empty batch, until that is full. Does not wait.
   virtual void receive(Batch &batch) = 0;
 

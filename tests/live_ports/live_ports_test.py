@@ -90,8 +90,21 @@ def links_go_down(one, other, third):
         b = Tap(other)
         c.send(frame(2, 3))
         b.expect(frame(2, 3))
+        mac = other.far_mac()
+        run("ip", "link", "del", other.far)
+        expect("port-status", controller.port_status()[:3], (2, 0, openflow.LINK_DOWN))
+        row = next(line for line in switch.run("ports").splitlines() if "p2" in line)
+        assert f"p2 (missing)  {mac.hex(':')}  down" in row, row
+        controller.port_mod(2, mac, openflow.NO_FLOOD, openflow.NO_FLOOD)
+        expect("port-status of the missing interface's address", controller.port_status()[:2], (2, openflow.NO_FLOOD))
+        controller.port_mod(2, mac, 0, openflow.NO_FLOOD)
+        other.plug()
+        until(lambda: controller.port_status()[1:3] == (0, 0), "it is back and up")
+        b = Tap(other)
+        c.send(frame(2, 3))
+        b.expect(frame(2, 3))
         switch.run("port detach 2")
-        expect("port-status of a port that leads nowhere", controller.port_status(), (2, 0, openflow.LINK_DOWN, 0))
+        expect("port-status of a port that leads nowhere", controller.port_status()[:3], (2, 0, openflow.LINK_DOWN))
 
 
 def ports_do_as_told(one, other, third):
