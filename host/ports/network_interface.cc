@@ -19,7 +19,7 @@ namespace {
 
 constexpr size_t kAddresses = 12;
 constexpr size_t kTag = Batch::kHeadroom;
-constexpr int kReceiveBuffer = 4 << 20;  // bytes, the kernel's own included; what it grants may be less
+constexpr int kBuffer = 4 << 20;  // bytes each way, the kernel's own included; what it grants may be less
 
 void set_option(int socket, int option, const std::string &name) {
   const int on = 1;
@@ -33,10 +33,11 @@ void join_all(int socket, unsigned index, const std::string &name) {
   check(setsockopt(socket, SOL_PACKET, PACKET_ADD_MEMBERSHIP, &membership, sizeof membership), name);
 }
 
-// Beyond the system's limit, where that is permitted.
-void enlarge_receive_buffer(int socket) {
-  for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE}) {
-    setsockopt(socket, SOL_SOCKET, option, &kReceiveBuffer, sizeof kReceiveBuffer);
+// Beyond the system's limit, where that is permitted. What is sent counts until the interface's queue has sent it: the
+// queue's own limit is to decide how much that may be.
+void enlarge_buffers(int socket) {
+  for (const int option : {SO_RCVBUF, SO_RCVBUFFORCE, SO_SNDBUF, SO_SNDBUFFORCE}) {
+    setsockopt(socket, SOL_SOCKET, option, &kBuffer, sizeof kBuffer);
   }
 }
 
@@ -114,7 +115,7 @@ InterfaceEnd::Opened NetworkInterface::opened() {
   for (const int option : {PACKET_VNET_HDR, PACKET_AUXDATA, PACKET_IGNORE_OUTGOING}) {
     set_option(socket.number(), option, interface());
   }
-  enlarge_receive_buffer(socket.number());
+  enlarge_buffers(socket.number());
   join_all(socket.number(), index, interface());
   bind_to(socket.number(), index, interface());
   return {std::move(socket), std::move(claimed)};
