@@ -35,7 +35,7 @@ uint64_t ip_mask_bits(const Word &word) {
   if (word.text.find('.') != std::string_view::npos) {
     return ip_named(word);
   }
-  const uint64_t length = number_in(word, 0, 32, "a prefix length");
+  const uint64_t length = number_in(without_zeros(word), 0, 32, "a prefix length");
   return kExactIp << (32 - length) & kExactIp;
 }
 
@@ -43,7 +43,7 @@ uint64_t ip_mask_bits(const Word &word) {
 Masked masked_number(const Word &word, uint64_t highest, const std::string &what) {
   const SplitWord parts = split_at(word, '/');
   return {number_in(parts.before, 0, highest, what),
-          parts.behind ? number_in(*parts.behind, 0, kExactPort, what + "'s mask") : kExactPort};
+          parts.behind ? number_in(*parts.behind, 0, highest, what + "'s mask") : kExactPort};
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ Masked read_ethertype(const Word &value, const Interfaces &) {
 
 Masked read_vlan(const Word &value, const Interfaces &) {
   const bool untagged = read_number(value.text) == kUntagged;
-  return {untagged ? kUntagged : number_in(value, 0, 4094, "dl_vlan"), kExactVlan};
+  return {untagged ? kUntagged : number_in(value, 0, 4095, "dl_vlan"), kExactVlan};
 }
 
 Masked read_vlan_vid(const Word &value, const Interfaces &) {
@@ -107,7 +107,7 @@ Masked read_vlan_tci(const Word &value, const Interfaces &interfaces) {
   const bool id_alone = mask == (kTagged | 0x0FFF);
   if (!id_alone && (mask != 0xFFFF || number != 0)) {
     throw TextError(value.column,
-                    "the hardware matches the id of a VLAN tag, no other part of it: dl_vlan takes the id");
+                    "OpenFlow 1.0 matches a whole tag, 0x1000 and above, its id with mask 0x1fff, or none at all, 0");
   }
   return read_vlan_vid(parts.before, interfaces);
 }

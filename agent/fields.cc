@@ -98,7 +98,8 @@ void put_vlan(Packet &packet, uint64_t value) {
 
 // --- The table ---
 
-constexpr Spelling kInPort[] = {{"in_port", Needs::Nothing, read_in_port, port_text}};
+constexpr Spelling kInPort[] = {{"in_port", Needs::Nothing, read_in_port, port_text},
+                                {"in_port_oxm", Needs::Nothing, read_in_port, port_text}};
 constexpr Spelling kDlSrc[] = {{"dl_src", Needs::Nothing, read_mac, masked_mac_text},
                                {"eth_src", Needs::Nothing, read_mac, masked_mac_text}};
 constexpr Spelling kDlDst[] = {{"dl_dst", Needs::Nothing, read_mac, masked_mac_text},

@@ -51,14 +51,6 @@ std::optional<uint32_t> reserved_named(std::string_view name) {
   return found == kReserved.end() ? std::nullopt : std::optional(found->port);
 }
 
-// A port's number is decimal whatever zeros stand in front.
-Word without_zeros(const Word &number) {
-  const size_t zeros = std::min(number.text.find_first_not_of('0'), number.text.size());
-  const bool keeps_one = zeros == number.text.size() || number.text[zeros] == 'x' || number.text[zeros] == 'X';
-  const size_t dropped = zeros == 0 || !keeps_one ? zeros : zeros - 1;
-  return {number.text.substr(dropped), number.column + dropped};
-}
-
 // Where the run of consecutive ports that begins at `first` ends.
 size_t last_of_run(std::span<const uint32_t> ifindexes, size_t first) {
   size_t last = first;

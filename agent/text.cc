@@ -116,6 +116,13 @@ std::optional<uint64_t> read_number(std::string_view text) {
   return number;
 }
 
+Word without_zeros(const Word &number) {
+  const size_t zeros = std::min(number.text.find_first_not_of('0'), number.text.size());
+  const bool keeps_one = zeros == number.text.size() || number.text[zeros] == 'x' || number.text[zeros] == 'X';
+  const size_t dropped = zeros == 0 || !keeps_one ? zeros : zeros - 1;
+  return {number.text.substr(dropped), number.column + dropped};
+}
+
 uint64_t number_in(const Word &word, uint64_t low, uint64_t high, std::string_view what) {
   const std::optional<uint64_t> number = read_number(word.text);
   if (!number || *number < low || *number > high) {

@@ -59,6 +59,9 @@ bool same_ignoring_case(std::string_view left, std::string_view right);
 // A whole text that is a number: decimal, hexadecimal behind "0x", octal behind "0".
 std::optional<uint64_t> read_number(std::string_view text);
 
+// A number that is decimal whatever zeros stand in front, without them.
+Word without_zeros(const Word &number);
+
 // The number that a word must be, from `low` to `high`; `what` names it in the TextError that is thrown otherwise.
 uint64_t number_in(const Word &word, uint64_t low, uint64_t high, std::string_view what);
 

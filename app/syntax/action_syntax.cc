@@ -67,12 +67,12 @@ void ActionReader::take_controller(const Item &action) {
   Action controller = output_to(kPortController);
   for (const Item &item : action.argument ? split_items(*action.argument) : std::vector<Item>{}) {
     const bool length = item.name.text == "max_len";
-    if (length || !item.argument) {
+    if (length || (!item.argument && read_number(item.name.text))) {
       const Word &value = length ? argument_of(item) : item.name;
       controller.max_len = static_cast<uint16_t>(number_in(value, 0, kLongest, "max_len"));
     } else if (item.name.text == "app") {
       controller.app_id = static_cast<uint32_t>(number_in(argument_of(item), 1, kCpuApplication - 1, "an application"));
-    } else if (item.name.text != "reason" || argument_of(item).text != "action") {
+    } else if (item.name.text != "reason" || !item.argument || item.argument->text != "action") {
       throw TextError(item.name.column, concat("OpenFlow 1.0 has no ", quoted(item.name), " for the controller"));
     }
   }
@@ -87,7 +87,7 @@ void ActionReader::take_enqueue(const Item &action) {
   if (!parts.behind) {
     throw TextError(argument.column, "enqueue needs a port and a queue: enqueue:PORT:QUEUE");
   }
-  Action enqueue{.kind = Action::Kind::Enqueue, .value = interface_named(parts.before, interfaces_)};
+  Action enqueue{.kind = Action::Kind::Enqueue, .value = port_or_reserved(parts.before, interfaces_)};
   enqueue.queue = static_cast<uint32_t>(number_in(*parts.behind, 0, 0xFFFFFFFF, "a queue"));
   actions_.push_back(enqueue);
 }
@@ -100,7 +100,8 @@ void ActionReader::take_other(const Item &action) {
       refuse_argument(action);
     }
     actions_.push_back({.kind = change->kind, .value = reads ? change->read(argument_of(action)) : 0});
-  } else if (!action.argument && names_port(action.name)) {
+  } else if (names_port(action.name)) {
+    refuse_argument(action);
     take_ports(action.name);
   } else {
     throw TextError(action.name.column, concat("OpenFlow 1.0 has no action ", quoted(action.name)));
@@ -113,6 +114,12 @@ std::vector<Action> ActionReader::finish() const {
     throw TextError(drop_->column, "a flow that drops packets sends them nowhere but to the controller");
   }
   return actions_;
+}
+
+bool names_action(std::string_view name) {
+  constexpr std::string_view others[] = {"drop", "output", "controller", "enqueue"};
+  const auto is_it = [&](std::string_view each) { return same_ignoring_case(each, name); };
+  return std::ranges::any_of(others, is_it) || packet_change_named(name) != nullptr;
 }
 
 }  // namespace
@@ -133,7 +140,7 @@ std::set<std::string> reserved_outputs() {
 std::vector<Action> parse_actions(const Word &text, const Interfaces &interfaces) {
   ActionReader reader(interfaces);
   for (const Item &item : split_items(text)) {
-    if (item.separator == '=') {
+    if (item.separator == '=' && !names_action(item.name.text)) {
       throw TextError(item.name.column, "actions come last in a flow");
     }
     reader.take(item);

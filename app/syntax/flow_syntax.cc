@@ -44,7 +44,8 @@ constexpr Flag kFlags[] = {{"send_flow_rem", kSendFlowRemoved}, {"check_overlap"
 // What a switch says of a flow, and no flow is told.
 constexpr std::string_view kReadings[] = {"duration", "n_packets", "n_bytes", "idle_age", "hard_age"};
 
-constexpr std::string_view kLater[] = {"importance", "out_group", "reset_counts", "no_packet_counts", "no_byte_counts"};
+constexpr std::string_view kLater[] = {"importance",   "out_group",        "allow_hidden_fields",
+                                       "reset_counts", "no_packet_counts", "no_byte_counts"};
 
 struct KindName {
   std::string_view name;

@@ -12,11 +12,11 @@ namespace {
 
 // Fields of later versions and of extensions.
 constexpr std::string_view kLater[] = {
-    "tcp6",        "udp6",        "sctp6",     "icmp6",    "ipv6_src",  "ipv6_dst",    "ipv6_label",
-    "icmpv6_type", "icmpv6_code", "nd_sll",    "nd_tll",   "nd_target", "mpls_label",  "mpls_tc",
-    "mpls_bos",    "mpls_ttl",    "arp_sha",   "arp_tha",  "nw_ecn",    "ip_ecn",      "nw_ttl",
-    "nw_frag",     "ip_frag",     "tcp_flags", "tun_id",   "tun_src",   "tun_dst",     "metadata",
-    "ct_state",    "ct_zone",     "ct_mark",   "ct_label", "pkt_mark",  "in_port_oxm",
+    "tcp6",        "udp6",      "sctp6",   "icmp6",     "ipv6_src",     "ipv6_dst",    "ipv6_label", "icmpv6_type",
+    "icmpv6_code", "nd_sll",    "nd_tll",  "nd_target", "mpls_label",   "mpls_tc",     "mpls_bos",   "mpls_ttl",
+    "arp_sha",     "arp_tha",   "nw_ecn",  "ip_ecn",    "nw_ttl",       "nw_frag",     "ip_frag",    "tcp_flags",
+    "tun_id",      "tun_src",   "tun_dst", "metadata",  "ct_state",     "ct_zone",     "ct_mark",    "ct_label",
+    "pkt_mark",    "recirc_id", "dp_hash", "conj_id",   "skb_priority", "packet_type",
 };
 
 // "reg0", "xreg1", "xxreg2".
@@ -68,7 +68,22 @@ bool MatchReader::take_shorthand(const Item &item) {
   return true;
 }
 
+// "vlan_tci=0x3005" is all of a tag, which two fields have parts of. False when it says anything else.
+bool MatchReader::take_tag(const Item &item) {
+  constexpr uint64_t present = 0x1000;
+  const auto tag = item.name.text == "vlan_tci" && item.argument ? read_number(item.argument->text) : std::nullopt;
+  if (!tag || *tag > 0xFFFF || (*tag & present) == 0) {
+    return false;
+  }
+  set(Field::DlVlan, {*tag & 0xFFF, kExactVlan}, {item.name, Needs::Nothing});
+  set(Field::DlVlanPcp, {*tag >> 13, kExactVlanPcp}, {item.name, Needs::Tag});
+  return true;
+}
+
 bool MatchReader::take_field(const Item &item) {
+  if (take_tag(item)) {
+    return true;
+  }
   const auto named = field_named(item.name.text);
   if (!named) {
     return false;

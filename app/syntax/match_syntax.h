@@ -42,6 +42,7 @@ class MatchReader {
   void set(agent::Field field, agent::Masked masked, const Given &given);
   bool take_shorthand(const Item &item);
   bool take_field(const Item &item);
+  bool take_tag(const Item &item);
   void check_icmp_numbers() const;
 
   const host::services::Interfaces &interfaces_;
