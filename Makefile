@@ -89,7 +89,7 @@ format-check: format-packages
 	@! grep -L 'SPDX-License-Identifier: Apache-2.0' $(SOURCES) | sed 's/$$/ lacks its licence line/' | grep . >&2
 
 tidy: tidy-packages configure-release
-	run-clang-tidy -quiet -p build/release
+	python3 -B tools/tidy.py build/release
 
 # Debian's own Python, which has Debian's packages; examples/mininet.py must not stand in for one of them (-P).
 demo: root demo-packages configure-release

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bench/call_costs.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -230,10 +231,8 @@ double median_cost() {
   if constexpr (!is(call, host::services::kTimed)) {
     return 0;
   } else {
-    std::vector<double> samples;
-    for (int round = 0; round < kRounds; ++round) {
-      samples.push_back(bare<call>());
-    }
+    std::vector<double> samples(kRounds);
+    std::ranges::generate(samples, bare<call>);
     return median(samples);
   }
 }

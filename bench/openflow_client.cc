@@ -203,4 +203,7 @@ int main(int count, char **words) try {
 } catch (const std::exception &error) {
   std::fprintf(stderr, "%s\n", error.what());
   return 1;
+} catch (const ProtocolError &) {
+  std::fprintf(stderr, "the switch sent what is no OpenFlow message\n");
+  return 1;
 }

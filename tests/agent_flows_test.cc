@@ -456,6 +456,7 @@ class History : public Listener, public Wire {
   void check() {
     const auto in_order = [](auto list) {
       std::vector<std::string> texts;
+      texts.reserve(list.size());
       for (const auto &[flow, reason] : list) {
         texts.push_back(to_text(flow.match) + " " + std::to_string(flow.priority) + " " +
                         std::to_string(flow.counts.packets) + " " + std::to_string(flow.counts.bytes) + " " +

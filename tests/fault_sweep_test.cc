@@ -25,13 +25,13 @@ constexpr int32_t kCode = 77;
 constexpr uint64_t kMaxFaults = 500;  // no scenario makes as many calls
 
 // What a scenario came to.
-struct Outcome {
+struct Aftermath {
   int32_t status = 0;
   bool request = false;
   std::vector<Bytes> answers{};
 };
 
-using Act = std::function<Outcome(Rig &)>;
+using Act = std::function<Aftermath(Rig &)>;
 
 struct Scenario {
   const char *name;
@@ -44,8 +44,8 @@ struct Scenario {
 Act request(const Bytes &message, uint32_t code = OFTAB_MSG_ENTRY_UPDATE) {
   return [=](Rig &rig) {
     const host::Reply reply = rig.sw.submit(code, message);
-    return Outcome{reply.responses.empty() ? reply.handler_result : status_of(reply.responses[0]), true,
-                   reply.responses};
+    return Aftermath{reply.responses.empty() ? reply.handler_result : status_of(reply.responses[0]), true,
+                     reply.responses};
   };
 }
 
@@ -58,7 +58,7 @@ Act stats_query(uint32_t op, const std::vector<uint32_t> &seq_nos) {
 }
 
 Act call(const std::function<int32_t(Rig &)> &operation) {
-  return [=](Rig &rig) { return Outcome{.status = operation(rig)}; };
+  return [=](Rig &rig) { return Aftermath{.status = operation(rig)}; };
 }
 
 // A flow for which every kind of call is made.
@@ -274,7 +274,7 @@ class Attempt {
   void repeat() {
     SCOPED_TRACE("repeated without the faults");
     const bool lost = lost_table();
-    const Outcome again = scenario_.act(rig_);
+    const Aftermath again = scenario_.act(rig_);
     EXPECT_EQ(again.answers.size(), again.request ? 1U : 0U);
     outcome_ = again;
     if (lost) {
@@ -308,7 +308,7 @@ class Attempt {
   State before_;
   host::FlowBits flow_bits_;
   std::set<uint32_t> refused_;  // flows
-  Outcome outcome_;
+  Aftermath outcome_;
 };
 
 struct Fault {

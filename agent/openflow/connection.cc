@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr size_t kReadSize = 512 * 1024;
+constexpr size_t kReadSize = size_t{512} * 1024;
 constexpr auto kSilence = 5s;  // after which a peer is asked for an echo, and after as much again given up
 
 }  // namespace

@@ -18,7 +18,7 @@ Service &service_of(Session &session) {
 }
 
 openflow::Endpoint take_endpoint(Arguments &arguments, const char *what) {
-  const openflow::Endpoint endpoint = openflow::endpoint_named(arguments.next(what));
+  openflow::Endpoint endpoint = openflow::endpoint_named(arguments.next(what));
   arguments.finish();
   return endpoint;
 }

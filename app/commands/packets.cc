@@ -28,7 +28,7 @@ void print_fate(Session &session, const Packet &packet, const host::asic::Fate &
 
 // Into an interface; what the hardware copies to the CPU is reported to the controllers.
 host::asic::Fate enter(Session &session, uint32_t ifindex, const CapturedPacket &packet) {
-  const host::asic::Fate fate = session.device.inject(ifindex, packet.header);
+  host::asic::Fate fate = session.device.inject(ifindex, packet.header);
   if (fate.cpu_code) {
     session.agent.packets().punt_aside({ifindex, packet.header}, packet.frame, fate);
   }

@@ -100,7 +100,7 @@ int32_t oftab_test_entry_add_req(uint32_t base, uint32_t count_out, uint32_t cou
   const uint32_t outputs = at_most(count_out, MAX_OUTPUT_ENTRIES);
   const uint32_t denies = at_most(count_deny, MAX_DENY_ENTRIES);
   const owned_memory memory(sizeof(oftab_entry_update_req_t) + (outputs + denies) * sizeof(oftab_flow_t) +
-                            outputs * OUTPUTS_PER_ENTRY * sizeof(uint32_t));
+                            sizeof(uint32_t) * outputs * OUTPUTS_PER_ENTRY);
   auto *request = memory.as<oftab_entry_update_req_t>();
   require_memory(request, __func__);
   fill_add_request(request, base, outputs, denies);
