@@ -8,10 +8,6 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <sstream>
-
-#include "app/terminal/shell.h"
-#include "host/switch.h"
 
 namespace {
 
@@ -118,27 +114,25 @@ const Invocation kInvocations[] = {
      {{"bad.flows",
        "# two good, three bad\nactions=drop\r\n\npriority=7,tcp,tp_dst=99999,actions=drop\n"
        " ip,nw_dst=10.0.0.0/33 actions=drop\nudp,actions=output:49\narp,actions=normal"},
-      {"script", "add-flows bad.flows\n"}},
-     "run script",
+      {"script", "add-flow seq=5,arp,actions=drop\ntrace on calls\nadd-flows bad.flows\ntrace show calls\nflows\n"}},
+     "--keep-going run script",
      1,
-     "",
+     "flow 5 added at index 2000\nIndex  Seq  Priority  Packets  Bytes  Actions  Match\n"
+     "----------------------------------------------------\n 2000    5     32768        0      0  drop     arp\n"
+     "1 flow\n",
      "bad.flows:4:23: error: a transport port is a number from 0 to 65535, not '99999'\n"
      "bad.flows:5:21: error: a prefix length is a number from 0 to 32, not '33'\n"
      "bad.flows:6:20: error: a port is a number from 1 to 48, not '49'\n"
-     "script:1: error: bad.flows: 3 bad lines; nothing was sent\n"},
-    {"too_many_flows",
-     {{"big.flows", many_flows(4096)}},
-     "-c 'add-flows big.flows'",
+     "script:3: error: bad.flows: 3 bad lines; nothing was sent\n"},
+    {"flows_that_do_not_fit",
+     {{"a.flows", "priority=1,actions=drop\n\npriority=9,actions=normal\npriority=5,dl_vlan=7,actions=drop\n"},
+      {"big.flows", many_flows(4096)}},
+     "--keep-going -c 'vlan 7 none; add-flows a.flows; add-flows big.flows; dump-aggregate'",
      1,
-     "",
+     "VLAN 7 has bridge domain none\npacket_count=0 byte_count=0 flow_count=4095\n",
+     "-c:1: error: a.flows:4: flow not added: VLAN 7 has no bridge domain (1 of 3 changes refused)\n"
      "-c:1: error: big.flows:4096: flow not added: the table is full: it holds 4095 flows (1 of 4096 changes "
      "refused)\n"},
-    {"flow_that_the_library_refuses",
-     {{"a.flows", "priority=1,actions=drop\n\npriority=9,actions=normal\npriority=5,dl_vlan=7,actions=drop\n"}},
-     "-c 'vlan 7 none; add-flows a.flows'",
-     1,
-     "VLAN 7 has bridge domain none\n",
-     "-c:1: error: a.flows:4: flow not added: VLAN 7 has no bridge domain (1 of 3 changes refused)\n"},
     {"flow_files",
      {{"a.flows",
        "idle_timeout=60,priority=9,tcp,actions=output:1\npriority=8,udp actions=pc1\n"
@@ -306,22 +300,5 @@ const Invocation kInvocations[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, ProgramTest, testing::ValuesIn(kInvocations),
                          [](const auto &row) { return row.param.name; });
-
-TEST(ShellTest, ABadFlowFileSendsNothing) {
-  host::Switch device;
-  device.boot();
-  std::ostringstream out;
-  agent::Agent agent(device);
-  app::Session session{device, agent, &out, app::Style(false), {}};
-  app::Shell shell(session);
-  const std::string path = "program_test.one-bad.flows";
-  std::ofstream(path) << many_flows(3) << "actions=resubmit:3\n";
-  EXPECT_TRUE(shell.run_line({"", 1, "add-flow seq=5,arp,actions=drop"}));
-  EXPECT_FALSE(shell.run_line({"", 2, "add-flows " + path}));
-  EXPECT_EQ(device.faults().calls("ipq_payload_get"), 1U);
-  EXPECT_TRUE(shell.run_line({"", 3, "flows"}));
-  EXPECT_TRUE(out.str().ends_with("drop     arp\n1 flow\n")) << out.str();
-  std::remove(path.c_str());
-}
 
 }  // namespace
