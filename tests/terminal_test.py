@@ -127,7 +127,7 @@ class TerminalTest(unittest.TestCase):
             ("add-flow tcp,actions=output:1,output:p", "output:pc7 "),
             ("add-flow actions=enqueue:Eth1/48", "enqueue:Eth1/48:"),
             ("add-flow actions=mod_nw_s", "actions=mod_nw_src:"),
-            ("add-flow udp actions=1,p", "actions=1,p"),
+            ("add-flow udp actions=1,p", "pc7  pop_vlan  "),
             ("flows out_port=p", "flows out_port=pc7 "),
             ("flows tcp,actions=n", "flows tcp,actions=normal "),
             ("packet tcp,dl_vlan=", "110  2077  "),
@@ -140,10 +140,9 @@ class TerminalTest(unittest.TestCase):
             ("port attach 1 l", "port attach 1 lo "),
             ("port attach 1 t", "port attach 1 tap:"),
             ("listen pt", "listen ptcp:"),
-            ("trace on calls ", "trace on calls "),
             ("trace on file two", 'trace on file "two words.oftab" '),
             ("diff-flows x tw", 'diff-flows x "two words.oftab" '),
-            ("help trace o", "help trace o"),
+            ("help trace o", "off  on  "),
             ("watch 1 flows --s", "watch 1 flows --sort "),
         ):
             terminal.type(typed + TAB)
@@ -196,20 +195,19 @@ class TerminalTest(unittest.TestCase):
         self.write("long", "source many\n" * 2000)
         self.write("many", "trace clear\n" * 2000)
         socket = os.path.join(self.directory, "socket")
-        switch = subprocess.Popen([PROGRAM, "serve", "--listen", "ptcp:0", "--socket", socket], stderr=subprocess.PIPE)
+        switch = subprocess.Popen([PROGRAM, "serve", "--listen", "ptcp:0:127.0.0.1", "--socket", socket], stderr=subprocess.PIPE)
         self.addCleanup(switch.wait)
         self.addCleanup(switch.terminate)
         self.addCleanup(switch.stderr.close)
         switch.stderr.readline()  # it listens, and the socket is there
         terminal = self.start("attach", socket)
         terminal.run("add-flow seq=1,in_port=1,actions=drop; port-channel create 7")
-        for line, answer in (("source long", "long was not run to its end"), ("echo x | sleep 60", PROMPT), ("half a line", PROMPT)):
-            terminal.type(line + ("" if line == "half a line" else "\n"))
+        for keys, answer in (("source long\n", "long was not run to its end"), ("echo x | sleep 60\n", ""), ("half a line", "")):
+            terminal.type(keys)
             time.sleep(0.2)
             terminal.type(CTRL_C)
             terminal.expect(answer)
-            if answer != PROMPT:
-                terminal.expect()
+            terminal.expect()
         terminal.type("interface add p" + TAB)
         terminal.expect("pc7 ")
         terminal.type(CTRL_C)
