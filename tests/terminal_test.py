@@ -202,7 +202,7 @@ class TerminalTest(unittest.TestCase):
         switch.stderr.readline()  # it listens, and the socket is there
         terminal = self.start("attach", socket)
         terminal.run("add-flow seq=1,in_port=1,actions=drop; port-channel create 7")
-        for keys, answer in (("source long\n", "long was not run to its end"), ("echo x | sleep 60\n", ""), ("half a line", "")):
+        for keys, answer in (("source long\n", "long was not run to its end"), ("echo x | sleep 60\n", "sleep 60"), ("half a line", "half")):
             terminal.type(keys)
             time.sleep(0.2)
             terminal.type(CTRL_C)
