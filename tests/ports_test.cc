@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The front panel: ordinary forwarding between cables, and frames through real interfaces.
+// The front panel: ordinary forwarding between cables.
 #include <gtest/gtest.h>
-#include <net/if.h>
-#include <sched.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <map>
 
 #include "agent/agent.h"
@@ -169,105 +165,6 @@ TEST_F(PortsTest, AttachAndDetachSayWhatIsWrong) {
             "only a front-panel port can be attached to an interface");
   EXPECT_EQ(complaint([] { host::ports::make_end("oftab-none"); }), "oftab-none: No such device");
   EXPECT_EQ(complaint([] { host::ports::make_end("tap:sixteen-letters!"); }), "sixteen-letters!: File name too long");
-}
-
-// Two pairs of interfaces in a network namespace of the test's own: the switch has oftabA and oftabB, whose peers are
-// oftabAx and oftabBx.
-class InterfacesTest : public PortsTest {
- protected:
-  void SetUp() override {
-    if (unshare(CLONE_NEWNET) != 0 || !run("link add oftabA type veth peer name oftabAx") ||
-        !run("link add oftabB type veth peer name oftabBx")) {
-      GTEST_SKIP() << "making network interfaces is not permitted here";
-    }
-    for (const std::string name : {"oftabA", "oftabAx", "oftabB", "oftabBx"}) {
-      ASSERT_TRUE(run("link set up " + name));
-    }
-    for (const char *name : {"oftabA", "oftabB"}) {
-      ASSERT_TRUE(becomes_true([&] { return host::ports::make_end(name)->state().up; })) << name;
-    }
-  }
-
-  // The kernel takes its time.
-  template <typename Condition>
-  static bool becomes_true(Condition condition) {
-    for (int tries = 0; tries < 500; ++tries) {
-      if (condition()) {
-        return true;
-      }
-      usleep(10'000);
-    }
-    return false;
-  }
-
-  static bool run(const std::string &command) {
-    return std::system(("ip " + command + " 2>/dev/null").c_str()) == 0;  // NOLINT: fixed words
-  }
-
-  // Of the test's own frames among all that came in (the machine sends some by itself): those that came out at a peer.
-  void pass(host::ports::PortEnd &from, host::ports::PortEnd &to, const Frame &bytes) {
-    const host::ports::Packet packet{bytes};
-    ASSERT_EQ(from.send({&packet, 1}), 1U);
-    std::ptrdiff_t copies = 0;
-    EXPECT_TRUE(becomes_true([&] {
-      panel().receive();
-      host::ports::Batch batch;
-      to.receive(batch);
-      copies +=
-          std::ranges::count_if(batch.packets(), [&](const auto &out) { return std::ranges::equal(out.frame, bytes); });
-      return copies > 0;
-    }));
-    EXPECT_EQ(copies, 1);
-  }
-};
-
-TEST_F(InterfacesTest, CarryFramesAsTheyAreAndSurviveTheirInterface) {
-  panel().attach(port(1), host::ports::make_end("oftabA"));
-  panel().attach(port(2), host::ports::make_end("oftabB"));
-  const auto a = host::ports::make_end("oftabAx");
-  auto b = host::ports::make_end("oftabBx");
-  EXPECT_THROW(host::ports::make_end("oftabA"), std::runtime_error);
-  pass(*a, *b, frame(kBroadcast, 7));
-  pass(*b, *a, frame(7, 8));
-  pass(*a, *b, frame(8, 7, 5));
-
-  const auto state = [this](uint32_t number) { return panel().ports().at(port(number)).state; };
-  EXPECT_TRUE(state(2).up);
-  EXPECT_EQ(state(2).mac[0] & 1, 0);
-  ASSERT_TRUE(run("link set down oftabBx"));
-  EXPECT_TRUE(becomes_true([&] {
-    panel().follow_links();
-    return !state(2).up;
-  }));
-  ASSERT_TRUE(run("link del oftabB"));
-  const auto mac = state(2).mac;
-  panel().follow_links();
-  EXPECT_EQ(state(2), host::ports::LinkState{.mac = mac});
-  ASSERT_TRUE(run("link add oftabB type veth peer name oftabBx") && run("link set up oftabB") &&
-              run("link set up oftabBx"));
-  EXPECT_TRUE(becomes_true([&] {
-    panel().follow_links();
-    return state(2).up;
-  }));
-  b = host::ports::make_end("oftabBx");
-  pass(*a, *b, frame(kBroadcast, 7));
-}
-
-TEST_F(InterfacesTest, TapExistsWhileItsPortIsAttached) {
-  panel().attach(port(1), host::ports::make_end("tap:oftabT"));
-  look();
-  EXPECT_TRUE(agent_.ports().find(port(1))->link.up);
-  ASSERT_TRUE(run("link del oftabT"));
-  look();
-  EXPECT_FALSE(agent_.ports().find(port(1))->link.up);
-  ASSERT_TRUE(run("tuntap add oftabT mode tap"));
-  EXPECT_TRUE(becomes_true([this] {
-    look();
-    return agent_.ports().find(port(1))->link.up;
-  }));
-  ASSERT_TRUE(run("tuntap del oftabT mode tap") || run("link del oftabT"));
-  panel().detach(port(1));
-  EXPECT_EQ(if_nametoindex("oftabT"), 0U);
 }
 
 }  // namespace

@@ -2,8 +2,9 @@
 """Where frames end: each is counted there, and nowhere else."""
 from signal import SIGCONT, SIGSTOP
 
-from network import Switch, Tap, frame, run, until
+from network import Tap, frame, run, until
 import openflow
+from serving import Switch
 
 BURST = 50
 PLAIN, FLOODED = frame(2, 1), frame(255, 1)
@@ -14,7 +15,7 @@ LONG = frame(2, 1, payload=bytes(1400))
 # What becomes of frames into port 1; commands and port-mods (port, configuration) on top of those before; the frame; by
 # port, the counts that go up by one for each. A packet-in is a count of the controller.
 ENDS = (
-    ("no flow matches", "", (), PLAIN, {"1 rx_drop"}),
+    ("no flow matches", "del-flows", (), PLAIN, {"1 rx_drop"}),
     ("a flow drops", "add-flow actions=drop", (), PLAIN, {"1 rx_drop"}),
     ("a group sends", "", (), FROM_GROUP, {"1 rx_errs"}),
     ("to a port", "add-flow actions=output:2", (), PLAIN, {"2 tx_pkts"}),
@@ -33,6 +34,8 @@ ENDS = (
     ("not received", "", ((1, openflow.NO_RECV),), PLAIN, {"1 rx_drop"}),
     ("switched off", "", ((1, openflow.PORT_DOWN),), PLAIN, {"1 rx_drop"}),
     ("flooded", "add-flow actions=normal", ((1, 0),), FLOODED, {"2 tx_pkts", "3 tx_pkts"}),
+    ("flooded but there", "", ((2, openflow.NO_FLOOD),), FLOODED, {"3 tx_pkts"}),
+    ("to where it was heard", "", (), PLAIN, {"2 tx_pkts"}),
     ("to bridges", "", (), TO_BRIDGES, {"1 rx_drop"}),
     ("to where it came by", "", (), frame(1, 1), {"1 rx_drop"}),
     ("not sent", "add-flow actions=output:2", ((2, openflow.NO_FWD),), PLAIN, {"2 tx_drop"}),
@@ -52,20 +55,26 @@ def every_frame_is_counted(one, other, third):
     run("ip", "link", "set", third.far, "mtu", "1000")
     hosts = {1: one, 2: other, 3: third}
     with Switch(hosts, "--miss", "drop") as switch:
-        controller, sender = openflow.Client(switch), Tap(one)
+        controller, sender = openflow.Client.to(switch), Tap(one)
+        switch.run("add-flow actions=normal")
+        Tap(other).send(frame(1, 2))  # which is known from now on
+        until(lambda: one.received() == 1, "its frame arrives")
+        before = frames_of(switch)
         for what, commands, configurations, sent, ends in ENDS:
             switch.run(commands.format(controller=controller.name()))
             for number, configuration in configurations:
                 controller.port_mod(number, hosts[number].far_mac(), configuration, 0x7F)
                 assert controller.port_status()[:2] == (number, configuration)
-            before = frames_of(switch)
             sender.send(*[sent] * BURST)
             taken = "1 rx_errs" if "1 rx_errs" in ends else "1 rx_pkts"
-            until(lambda: frames_of(switch)[taken] == before[taken] + BURST, f"frames came in: {what}")
-            seen = {name: count - before[name] for name, count in frames_of(switch).items() if count != before[name]}
+            now = until(lambda: (now := frames_of(switch))[taken] == before[taken] + BURST and now, f"all came in: {what}")
+            seen = {name: count - before[name] for name, count in now.items() if count != before[name]}
+            before = now
             if "packet-in" in ends:
                 seen["packet-in"] = len([controller.packet_in() for _ in range(BURST)])
             assert seen == dict.fromkeys(ends | {taken}, BURST), f"{what}: {seen}"
+        sent = [switch.counts(number)["tx_pkts"] for number in hosts]
+        assert [host.received() for host in hosts.values()] == sent, f"{sent} sent"
     run("ip", "link", "set", third.far, "mtu", "1500")
 
 

@@ -5,21 +5,17 @@
 Skipped where namespaces are not permitted, or a controller is not installed."""
 import os
 import re
-import shutil
 import socket
 import subprocess
-import sys
 import time
 
+from network import Tap, frame, main, run, transferred, until
+from openflow import Client
+from peer import ECHO_REPLY, ECHO_REQUEST
+from serving import Switch
+
 HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path += [os.path.join(HERE, "../../examples"), os.path.join(HERE, "../openflow_peers")]
-
-from isolation import is_permitted, isolate
-from network import Host, Switch, Tap, frame, quieten, run, until
-from peer import ECHO_REPLY, ECHO_REQUEST, Peer
-
-SKIPPED = 77
-TRANSFER = 4 << 20
+SENT = bytes(4 << 20)
 
 
 def free_port():
@@ -31,22 +27,6 @@ def free_port():
 def pings(one, address, count=20):
     text = run("ip", "netns", "exec", one.name, "ping", "-q", "-c", str(count), "-i", "0.02", "-W", "2", address)
     return int(re.search(r"(\d+) received", text)[1])
-
-
-def transferred(one, other, address):
-    """Octets of a TCP connection that arrive."""
-    receiver = subprocess.Popen(["ip", "netns", "exec", other.name, sys.executable, "-c", f"""
-import socket
-listener = socket.create_server(("", 5001))
-print("ready", flush=True)
-connection, count = listener.accept()[0], 0
-while part := connection.recv(65536): count += len(part)
-print(count)"""], stdout=subprocess.PIPE, text=True)
-    receiver.stdout.readline()
-    run("ip", "netns", "exec", one.name, sys.executable, "-c", f"""
-import socket
-with socket.create_connection(("{address}", 5001), 20) as connection: connection.sendall(bytes({TRANSFER}))""")
-    return int(receiver.communicate(timeout=60)[0])
 
 
 def a_learning_controller_enters_exact_matches(one, other):
@@ -61,7 +41,7 @@ def a_learning_controller_enters_exact_matches(one, other):
             flows = switch.run("dump-flows -v")
             assert re.search(r"arp_spa=10\.0\.0\.\d.*\n# CPU: the hardware cannot match arp_", flows), flows
             assert re.search(r"n_packets=1\d,.*icmp.*\n# hardware", flows), flows
-            assert transferred(one, other, other.address) == TRANSFER
+            assert transferred(one, other, other.address, SENT) == SENT
     finally:
         controller.kill()
 
@@ -82,7 +62,7 @@ def addresses_are_translated(one, other):
             flows = switch.run("dump-flows -v")
             counts = [int(count) for count in re.findall(r"n_packets=(\d+)", flows)]
             assert flows.count("# CPU: the hardware cannot change packets") == 2 and min(counts) >= 19, flows
-            assert transferred(one, other, "10.0.0.99") == TRANSFER
+            assert transferred(one, other, "10.0.0.99", SENT) == SENT
     finally:
         controller.kill()
 
@@ -99,9 +79,9 @@ def tags_are_set_and_stripped(one, other):
 
 def a_flood_delays_nobody(one, other):
     """Echo replies while more packets come for the CPU than it takes."""
-    with Switch({1: one, 2: other}) as switch:
+    with Switch({1: one, 2: other}, "--cpu-rate", "500") as switch:
         switch.run("add-flow in_port=1,actions=mod_vlan_vid:5,output:2")
-        peer = Peer.of(f"tcp:127.0.0.1:{switch.openflow_port}")
+        peer = Client.to(switch)
         a, worst = Tap(one), 0.0
         for _ in range(100):
             a.send(*[frame(2, 1)] * 100)
@@ -122,19 +102,5 @@ SCENARIOS = (tags_are_set_and_stripped, a_flood_delays_nobody, a_learning_contro
              addresses_are_translated)
 
 
-def main():
-    missing = [each for each in ("ovs-testcontroller", "osken-manager") if shutil.which(each) is None]
-    if os.geteuid() != 0 or not is_permitted() or missing:
-        print("skipped: network namespaces are not permitted here, or missing:", *missing)
-        sys.exit(SKIPPED)
-    isolate("-B")
-    quieten()
-    hosts = [Host(number) for number in (1, 2)]
-    for scenario in SCENARIOS:
-        begin = time.monotonic()
-        scenario(*hosts)
-        print(f"{scenario.__name__.replace('_', ' ')}: {time.monotonic() - begin:.2f} s", flush=True)
-
-
 if __name__ == "__main__":
-    main()
+    main(SCENARIOS, 2, "ovs-testcontroller", "osken-manager")

@@ -2,22 +2,16 @@
 """Frames of hosts in network namespaces through serving switches.  live_ports_test.py OFTAB_SWITCH
 
 Skipped where namespaces are not permitted."""
-import os
 import random
 import re
 import socket
-import sys
-import threading
 import time
 
-sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../examples"))
-
 from counting import every_frame_is_counted, too_many_frames_are_counted
-from isolation import is_permitted, isolate
-from network import PATIENCE, PROGRAM, Host, Switch, Tap, frame, ping_result, quieten, run, socket_in, until
+from network import PATIENCE, Tap, frame, main, ping_result, run, socket_in, transferred, until
 import openflow
-
-SKIPPED = 77
+from refusing import bad_input_names_itself
+from serving import Switch
 
 
 def both_ways(*pairs):
@@ -77,7 +71,7 @@ def tags_stay(one, other, third):
 def links_go_down(one, other, third):
     with Switch({1: one, 2: other, 3: third}, "--miss", "normal") as switch:
         switch.run("add-flow priority=10,in_port=3,actions=output:2")
-        controller = openflow.Client(switch)
+        controller = openflow.Client.to(switch)
         a, c = Tap(one), Tap(third)
         other.ip("link", "set", "eth0", "down")
         expect("port-status", controller.port_status(), (2, 0, openflow.LINK_DOWN, 0x00C0))
@@ -107,28 +101,27 @@ def links_go_down(one, other, third):
         expect("port-status of a port that leads nowhere", controller.port_status()[:3], (2, 0, openflow.LINK_DOWN))
 
 
-def ports_do_as_told(one, other, third):
-    with Switch({1: one, 2: other, 3: third}, "--miss", "normal") as switch:
-        controller = openflow.Client(switch)
-        a, b, c = Tap(one), Tap(other), Tap(third)
-        controller.port_mod(2, other.far_mac(), openflow.NO_FLOOD, openflow.NO_FLOOD)
-        expect("port-status", controller.port_status()[:2], (2, openflow.NO_FLOOD))
-        a.send(frame(255, 1))
-        c.expect(frame(255, 1))
-        b.send(frame(1, 2))  # 2 is known now
-        a.expect(frame(1, 2))
-        a.send(frame(2, 1))
-        b.expect(frame(2, 1))
-        controller.port_mod(3, third.far_mac(), openflow.PORT_DOWN, openflow.PORT_DOWN)
-        expect("port-status", controller.port_status()[:2], (3, openflow.PORT_DOWN))
-        b.send(frame(255, 2))
-        a.expect(frame(255, 2))
-        c.expect_silence()
+def taps_come_and_go(one, other, third):
+    """A TAP exists while its port is attached; one that is removed is taken up again when it comes back."""
+    with Switch({1: "tap:t0", 2: one}, "--miss", "normal") as switch:
+        def link_becomes(text):
+            until(lambda: re.search(r"tap:t0.* " + text, switch.run("ports")), f"the link is {text}")
+        a, tap = Tap(one), Tap(interface="t0")
+        tap.send(frame(255, 4, tag=5))
+        a.expect(frame(255, 4, tag=5))
+        run("ip", "link", "del", "t0")
+        link_becomes("down")
+        run("ip", "tuntap", "add", "t0", "mode", "tap")
+        link_becomes("up")
+        switch.run("port detach 1")
+        run("ip", "link", "del", "t0")  # which was there before
+        switch.run("port attach 1 tap:t0; port detach 1")
+        run("ip", "link", "show", "t0", status=1)
 
 
 def controllers_get_and_send_frames(one, other, third):
     with Switch({1: one, 2: other, 3: third}) as switch:
-        controller = openflow.Client(switch)
+        controller = openflow.Client.to(switch)
         a, b, c = Tap(one), Tap(other), Tap(third)
         a.send(frame(2, 1))
         buffer, port = controller.packet_in()
@@ -145,7 +138,7 @@ def checksums_are_complete_where_they_must_be(one, other, third):
     """Hosts leave them to their interfaces: a packet that waits for a controller has to get its own, segments theirs."""
     with Switch({1: one, 2: other}) as switch:
         switch.run("add-flow priority=10,arp,actions=normal")
-        controller = openflow.Client(switch)
+        controller = openflow.Client.to(switch)
         listener = socket_in(other, socket.AF_INET, socket.SOCK_DGRAM)
         listener.bind((other.address, 9000))
         listener.settimeout(PATIENCE)
@@ -155,17 +148,8 @@ def checksums_are_complete_where_they_must_be(one, other, third):
         expect("by packet-out", listener.recv(100), b"odd")
 
         switch.run(both_ways((1, 2)))
-        server = socket_in(other, socket.AF_INET, socket.SOCK_STREAM)
-        server.bind((other.address, 9000))
-        server.listen()
-        client = socket_in(one, socket.AF_INET, socket.SOCK_STREAM)
-        client.connect((other.address, 9000))
-        with server.accept()[0] as receiver, client:
-            sent = random.Random(1).randbytes(200_000)
-            sender = threading.Thread(target=lambda: (client.sendall(sent), client.shutdown(socket.SHUT_WR)))
-            sender.start()
-            assert receiver.makefile("rb").read() == sent, "a stream arrives as it was sent"
-            sender.join()
+        sent = random.Random(1).randbytes(200_000)
+        assert transferred(one, other, other.address, sent) == sent, "a stream arrives as it was sent"
 
 
 def members_leave_and_join(one, other, third):
@@ -203,46 +187,11 @@ def members_leave_and_join(one, other, third):
         expect("pings lost while there was no member", sent - answered, after[0] - before[0] - (after[1] - before[1]))
 
 
-def bad_input_names_itself(one, other, third):
-    run("ip", "link", "add", "br0", "type", "bridge")
-    run("ip", "link", "set", third.far, "master", "br0")
-    run("ip", "tuntap", "add", "tun0", "mode", "tun")
-    with Switch({1: one, 2: "tap:tap0"}) as switch:
-        taken = f"is taken: a port of process {switch.process.pid} leads to it"
-        for port, complaint in (("1=nowhere0", "nowhere0: No such device"), ("1=", "PORT=INTERFACE"), ("99=p1", "99"),
-                                ("1", "PORT=INTERFACE"), ("1=lo", "lo is a loopback interface"),
-                                ("1=tun0", "tun0 carries no Ethernet frames"), ("1=p1", "p1 " + taken),
-                                ("1=p3", "p3 is taken: it is a member of br0"), ("1=tap:p2", "p2 exists and is no TAP"),
-                                ("1=tap:tun0", "tun0 exists and is no TAP"), ("1=tap:tap0", "tap0 is taken: Device or")):
-            seen = run(PROGRAM, "serve", "--listen", "ptcp:0", "--port", port, status=1)
-            assert complaint in seen, seen
-        seen = switch.run("port attach 3 p1", status=1)
-        assert "p1 is taken: another port of this switch leads to it" in seen, seen
-        switch.kill()
-        with Switch({1: one, 2: "tap:tap0"}):
-            pass
-
-
 # First those that count every frame, while the hosts have sent none by themselves that they may send again.
 SCENARIOS = (every_frame_is_counted, too_many_frames_are_counted, flows_carry_pings, bridges_learn, tags_stay,
-             links_go_down, ports_do_as_told, controllers_get_and_send_frames,
+             links_go_down, taps_come_and_go, controllers_get_and_send_frames,
              checksums_are_complete_where_they_must_be, members_leave_and_join, bad_input_names_itself)
 
 
-def main():
-    if os.geteuid() != 0 or not is_permitted():
-        print("skipped: network namespaces are not permitted here")
-        sys.exit(SKIPPED)
-    isolate("-B")
-    quieten()
-    hosts = [Host(number) for number in (1, 2, 3)]
-    for scenario in SCENARIOS:
-        begin = time.monotonic()
-        for host in hosts:
-            host.forget()
-        scenario(*hosts)
-        print(f"{scenario.__name__.replace('_', ' ')}: {time.monotonic() - begin:.2f} s", flush=True)
-
-
 if __name__ == "__main__":
-    main()
+    main(SCENARIOS, 3)

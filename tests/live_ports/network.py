@@ -1,18 +1,22 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Hosts in network namespaces, and oftab-switches whose ports lead to them."""
+"""Hosts in network namespaces."""
 import ctypes
 import json
 import os
 import re
-import signal
+import shutil
 import socket
 import struct
 import subprocess
 import sys
-import tempfile
+import threading
 import time
 
-PROGRAM = sys.argv[1]
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../examples"))
+
+from isolation import is_permitted, isolate
+
+SKIPPED = 77
 PATIENCE = 10  # seconds until something that has to happen is given up
 
 _libc = ctypes.CDLL(None, use_errno=True)
@@ -97,7 +101,7 @@ def ping_result(ping):
 
 
 def socket_in(host, *kind):
-    """A socket of a host, for this program."""
+    """A socket of a host, for this program; of TCP unless it is told otherwise."""
     before, inside = (os.open(path, os.O_RDONLY) for path in ("/proc/self/ns/net", f"/run/netns/{host.name}"))
     try:
         _enter(inside)
@@ -111,6 +115,19 @@ def socket_in(host, *kind):
 def _enter(namespace):
     if _libc.setns(namespace, _CLONE_NEWNET) != 0:
         raise OSError(ctypes.get_errno(), "setns")
+
+
+def transferred(one, other, address, octets):
+    """What arrives of octets that one host sends to another by TCP."""
+    with socket_in(other, socket.AF_INET) as server, socket_in(one, socket.AF_INET) as client:
+        server.listen()
+        client.connect((address, server.getsockname()[1]))
+        with server.accept()[0] as receiver:
+            sender = threading.Thread(target=lambda: (client.sendall(octets), client.shutdown(socket.SHUT_WR)))
+            sender.start()
+            arrived = receiver.makefile("rb").read()
+            sender.join()
+            return arrived
 
 
 class Tap:
@@ -160,45 +177,18 @@ def frame(to, sender, kind=0x88B5, tag=None, payload=b"payload"):
     return (receiver + bytes((2, 0, 0, 0, 0, sender)) + vlan + struct.pack("!H", kind) + payload).ljust(60, b"\0")
 
 
-class Switch:
-    """Serves until the end of its block, its ports leading to hosts or interfaces."""
-
-    def __init__(self, ports, *options):
-        words = [word for number, far in ports.items() for word in ("--port", f"{number}={getattr(far, 'far', far)}")]
-        self.directory = tempfile.TemporaryDirectory(prefix="oftab.")
-        self.console = self.directory.name + "/console"
-        self.words = [PROGRAM, "serve", "--socket", self.console, "--listen", "ptcp:0:127.0.0.1", *words, *options]
-
-    def __enter__(self):
-        self.log = open(self.directory.name + "/log", "w+")
-        self.process = subprocess.Popen(self.words, stderr=self.log)
-        until(lambda: "listening" in self.read_log() or self.process.poll() is not None, "the switch listens")
-        self.openflow_port = int(re.search(r"ptcp:(\d+):127\.0\.0\.1: listening", self.read_log())[1])
-        return self
-
-    def __exit__(self, *_):
-        self.process.terminate()
-        assert self.process.wait() in (0, -signal.SIGKILL), self.read_log()
-        self.log.close()
-        self.directory.cleanup()
-
-    def read_log(self):
-        with open(self.log.name) as log:
-            return log.read()
-
-    def run(self, commands, status=0):
-        return run(PROGRAM, "attach", self.console, "-c", commands, status=status)
-
-    def kill(self):
-        self.process.kill()
-        self.process.wait()
-
-    def counts(self, number):
-        """Of a port, by name: rx_pkts, tx_drop ..."""
-        return self.all_counts()[number]
-
-    def all_counts(self):
-        """By port."""
-        return {int(number): {f"{side}_{name}": int(value) for side, text in (("rx", received), ("tx", sent))
-                              for name, value in re.findall(r"(\w+)=(\d+)", text)}
-                for number, received, sent in re.findall(r"port Eth1/(\d+): rx (.*); tx (.*)", self.run("dump-ports"))}
+def main(scenarios, count, *programs):
+    """Runs scenarios, each with hosts 1 to a count; skipped where those or a program cannot be."""
+    missing = [each for each in programs if shutil.which(each) is None]
+    if os.geteuid() != 0 or not is_permitted() or missing:
+        print("skipped: network namespaces are not permitted here, or missing:", *missing)
+        sys.exit(SKIPPED)
+    isolate("-B")
+    quieten()
+    hosts = [Host(number) for number in range(1, count + 1)]
+    for scenario in scenarios:
+        begin = time.monotonic()
+        for host in hosts:
+            host.forget()
+        scenario(*hosts)
+        print(f"{scenario.__name__.replace('_', ' ')}: {time.monotonic() - begin:.2f} s", flush=True)
