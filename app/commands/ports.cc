@@ -35,34 +35,29 @@ std::string link_text(const Port &port) {
   return concat(port.link.up ? "up" : "down", speed, (port.config & kPortDown) != 0 ? ", switched off" : "");
 }
 
+std::vector<std::string> row_of(const Port &port, const host::ports::PortEnd &end) {
+  const PortCounts &counts = port.counts;
+  std::vector<std::string> row{port.name, end.described(), mac_text(port.hw_addr), link_text(port)};
+  for (const uint64_t count :
+       {counts.rx_packets, counts.rx_bytes, counts.rx_dropped, counts.rx_errors, counts.rx_overruns, counts.tx_packets,
+        counts.tx_bytes, counts.tx_dropped, counts.tx_errors}) {
+    row.push_back(std::to_string(count));
+  }
+  return row;
+}
+
 // First the agent looks at the links, as it does some times a second while the switch serves.
 void list(Session &session, Arguments &arguments) {
   arguments.finish();
   session.agent.advance(Time::zero());
-  constexpr auto kRight = Column::Right;
-  Table table({{"Port"},
-               {"Leads to"},
-               {"MAC address"},
-               {"Link"},
-               {"RX packets", kRight},
-               {"RX bytes", kRight},
-               {"RX dropped", kRight},
-               {"RX errors", kRight},
-               {"RX overruns", kRight},
-               {"TX packets", kRight},
-               {"TX bytes", kRight},
-               {"TX dropped", kRight},
-               {"TX errors", kRight}});
-  for (const auto &[ifindex, port] : session.device.ports().ports()) {
-    const Port &known = *session.agent.ports().find(ifindex);
-    const PortCounts &counts = known.counts;
-    std::vector<std::string> row{known.name, port.end->described(), mac_text(known.hw_addr), link_text(known)};
-    for (const uint64_t count :
-         {counts.rx_packets, counts.rx_bytes, counts.rx_dropped, counts.rx_errors, counts.rx_overruns,
-          counts.tx_packets, counts.tx_bytes, counts.tx_dropped, counts.tx_errors}) {
-      row.push_back(std::to_string(count));
-    }
-    table.add(std::move(row));
+  std::vector<Column> columns{{"Port"}, {"Leads to"}, {"MAC address"}, {"Link"}};
+  for (const char *count : {"RX packets", "RX bytes", "RX dropped", "RX errors", "RX overruns", "TX packets",
+                            "TX bytes", "TX dropped", "TX errors"}) {
+    columns.push_back({count, Column::Right});
+  }
+  Table table(std::move(columns));
+  for (const auto &[ifindex, attached] : session.device.ports().ports()) {
+    table.add(row_of(*session.agent.ports().find(ifindex), *attached.end));
   }
   table.print(*session.out, session.style);
 }

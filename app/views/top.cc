@@ -110,18 +110,22 @@ void Top::print_packets(std::ostream &out, Style style, const Agent &agent) cons
   table.print(out, style);
 }
 
+// A port's packets a second, and its row.
+std::pair<double, std::vector<std::string>> Top::port_row(uint32_t ifindex, const std::string &end) const {
+  const auto found = before_.ports.find(ifindex);
+  const PortCounts before = found == before_.ports.end() ? PortCounts{} : found->second;
+  const PortCounts &now = now_.ports.at(ifindex);
+  const double received = rate(now.rx_packets, before.rx_packets);
+  const double sent = rate(now.tx_packets, before.tx_packets);
+  return {received + sent,
+          {interface_name(ifindex), scaled(received), scaled(8 * rate(now.rx_bytes, before.rx_bytes)), scaled(sent),
+           scaled(8 * rate(now.tx_bytes, before.tx_bytes)), scaled(rate(dropped_of(now), dropped_of(before))), end}};
+}
+
 void Top::print_ports(std::ostream &out, Style style, host::Switch &device) const {
   std::vector<std::pair<double, std::vector<std::string>>> rows;
-  for (const auto &[ifindex, counts] : now_.ports) {
-    const auto found = before_.ports.find(ifindex);
-    const PortCounts before = found == before_.ports.end() ? PortCounts{} : found->second;
-    const double received = rate(counts.rx_packets, before.rx_packets);
-    const double sent = rate(counts.tx_packets, before.tx_packets);
-    const double dropped = rate(dropped_of(counts), dropped_of(before));
-    rows.push_back({received + sent,
-                    {interface_name(ifindex), scaled(received), scaled(8 * rate(counts.rx_bytes, before.rx_bytes)),
-                     scaled(sent), scaled(8 * rate(counts.tx_bytes, before.tx_bytes)), scaled(dropped),
-                     device.ports().ports().at(ifindex).end->described()}});
+  for (const auto &[ifindex, port] : device.ports().ports()) {
+    rows.push_back(port_row(ifindex, port.end->described()));
   }
   if (rows.empty()) {
     out << "no port leads anywhere ('port attach' changes that)\n";

@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <map>
 #include <ostream>
+#include <string>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "agent/agent.h"
 #include "app/views/format.h"
@@ -35,6 +38,7 @@ class Top {
   double rate(uint64_t now, uint64_t before) const;
   agent::Counts flow_before(uint32_t seq_no) const;
   void print_packets(std::ostream &out, Style style, const agent::Agent &agent) const;
+  std::pair<double, std::vector<std::string>> port_row(uint32_t ifindex, const std::string &end) const;
   void print_ports(std::ostream &out, Style style, host::Switch &device) const;
   void print_flows(std::ostream &out, Style style, const agent::Agent &agent) const;
 
