@@ -67,7 +67,12 @@ def every_frame_is_counted(one, other, third):
                 assert controller.port_status()[:2] == (number, configuration)
             sender.send(*[sent] * BURST)
             taken = "1 rx_errs" if "1 rx_errs" in ends else "1 rx_pkts"
-            now = until(lambda: (now := frames_of(switch))[taken] == before[taken] + BURST and now, f"all came in: {what}")
+
+            def all_came():
+                now = frames_of(switch)
+                return now if now[taken] == before[taken] + BURST else None
+
+            now = until(all_came, f"all frames came in: {what}")
             seen = {name: count - before[name] for name, count in now.items() if count != before[name]}
             before = now
             if "packet-in" in ends:

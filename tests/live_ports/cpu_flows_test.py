@@ -3,9 +3,9 @@
   cpu_flows_test.py OFTAB_SWITCH
 
 Skipped where namespaces are not permitted, or a controller is not installed."""
+import contextlib
 import os
 import re
-import socket
 import subprocess
 import time
 
@@ -14,14 +14,21 @@ from openflow import Client
 from peer import ECHO_REPLY, ECHO_REQUEST
 from serving import Switch
 
-HERE = os.path.dirname(os.path.abspath(__file__))
+TRANSLATOR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../openflow_peers/translator_app.py")
 SENT = bytes(4 << 20)
 
 
-def free_port():
-    with socket.socket() as listener:
-        listener.bind(("127.0.0.1", 0))
-        return listener.getsockname()[1]
+@contextlib.contextmanager
+def controlled(one, other, controller, *options):
+    """A switch between two hosts, under a controller that listens at port 6653."""
+    process = subprocess.Popen(controller, stderr=subprocess.DEVNULL,
+                               env={**os.environ, "OVS_RUNDIR": "/tmp", "OVS_LOGDIR": "/tmp"})
+    try:
+        with Switch({1: one, 2: other}, "--controller", "tcp:127.0.0.1:6653", *options) as switch:
+            until(lambda: "connected" in switch.run("controllers"), "the controller is there")
+            yield switch
+    finally:
+        process.kill()
 
 
 def pings(one, address, count=20):
@@ -31,19 +38,12 @@ def pings(one, address, count=20):
 
 def a_learning_controller_enters_exact_matches(one, other):
     """ovs-testcontroller in its default mode: exact matches of all fields, of ARP too."""
-    port = free_port()
-    controller = subprocess.Popen(["ovs-testcontroller", f"ptcp:{port}:127.0.0.1"], stderr=subprocess.DEVNULL,
-                                  env={**os.environ, "OVS_RUNDIR": "/tmp", "OVS_LOGDIR": "/tmp"})
-    try:
-        with Switch({1: one, 2: other}, "--controller", f"tcp:127.0.0.1:{port}") as switch:
-            until(lambda: "connected" in switch.run("controllers"), "the controller is there")
-            assert pings(one, other.address) == 20
-            flows = switch.run("dump-flows -v")
-            assert re.search(r"arp_spa=10\.0\.0\.\d.*\n# CPU: the hardware cannot match arp_", flows), flows
-            assert re.search(r"n_packets=1\d,.*icmp.*\n# hardware", flows), flows
-            assert transferred(one, other, other.address, SENT) == SENT
-    finally:
-        controller.kill()
+    with controlled(one, other, ["ovs-testcontroller", "ptcp:6653:127.0.0.1"]) as switch:
+        assert pings(one, other.address) == 20
+        flows = switch.run("dump-flows -v")
+        assert re.search(r"arp_spa=10\.0\.0\.\d.*\n# CPU: the hardware cannot match arp_", flows), flows
+        assert re.search(r"n_packets=1\d,.*icmp.*\n# hardware", flows), flows
+        assert transferred(one, other, other.address, SENT) == SENT
 
 
 def addresses_are_translated(one, other):
@@ -51,20 +51,13 @@ def addresses_are_translated(one, other):
     other.ip("address", "add", "192.168.7.2/24", "dev", "eth0")
     one.ip("neighbour", "replace", "10.0.0.99", "lladdr", other.mac, "dev", "eth0")
     other.ip("neighbour", "replace", "192.168.7.99", "lladdr", one.mac, "dev", "eth0")
-    port = free_port()
-    controller = subprocess.Popen(
-        ["osken-manager", "--ofp-listen-host", "127.0.0.1", "--ofp-tcp-listen-port", str(port),
-         os.path.join(HERE, "../openflow_peers/translator_app.py")], stderr=subprocess.DEVNULL)
-    try:
-        with Switch({1: one, 2: other}, "--controller", f"tcp:127.0.0.1:{port}", "--cpu-rate", "1000000") as switch:
-            until(lambda: "connected" in switch.run("controllers"), "the controller is there")
-            assert pings(one, "10.0.0.99") == 20
-            flows = switch.run("dump-flows -v")
-            counts = [int(count) for count in re.findall(r"n_packets=(\d+)", flows)]
-            assert flows.count("# CPU: the hardware cannot change packets") == 2 and min(counts) >= 19, flows
-            assert transferred(one, other, "10.0.0.99", SENT) == SENT
-    finally:
-        controller.kill()
+    with controlled(one, other, ["osken-manager", "--ofp-listen-host", "127.0.0.1", TRANSLATOR],
+                    "--cpu-rate", "1000000") as switch:
+        assert pings(one, "10.0.0.99") == 20
+        flows = switch.run("dump-flows -v")
+        counts = [int(count) for count in re.findall(r"n_packets=(\d+)", flows)]
+        assert flows.count("# CPU: the hardware cannot change packets") == 2 and min(counts) >= 19, flows
+        assert transferred(one, other, "10.0.0.99", SENT) == SENT
 
 
 def tags_are_set_and_stripped(one, other):

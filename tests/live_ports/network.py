@@ -131,7 +131,7 @@ def transferred(one, other, address, octets):
 
 
 class Tap:
-    """A host's interface, or one of no host's, for frames as they are, tags included; what is sent by it is not seen."""
+    """A host's interface, or one of nobody's, for frames as they are, tags included; what it sends is not seen."""
 
     def __init__(self, host=None, interface="eth0"):
         kind = socket.AF_PACKET, socket.SOCK_RAW, socket.htons(_ETH_P_ALL)
