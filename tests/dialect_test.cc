@@ -27,7 +27,7 @@ const std::vector<Lines> kPlaces = {
      "n_packets=3, n_bytes=4", "duration=1.5s"},
     {"", "in_port=1", "in_port=048", "in_port=LOCAL", "in_port=*", "in_port_oxm=3"},
     {"", "dl_vlan=5", "dl_vlan=0xffff", "vlan_tci=0", "vlan_vid=0x1005", "dl_vlan=0x10,dl_vlan=16", "dl_vlan_pcp=3",
-     "vlan_tci=0x3005", "vlan_tci=0x1fff/0x1fff", "dl_vlan=4095"},
+     "vlan_tci=0x3005", "vlan_tci=0x1005/0xffff", "vlan_tci=0x1fff/0x1fff", "dl_vlan=4095"},
     {"", "dl_src=00:1B:c3:4d:05:ff", "eth_src=00:00:00:00:00:01", "dl_dst=01:80:c2:00:00:0e", "eth_dst=*"},
     {"", "ip", "tcp", "udp", "icmp", "sctp", "arp", "rarp", "ipv6", "mpls", "mplsm", "dl_type=0x88cc", "eth_type=0x800",
      "ip,ip_proto=6", "tcp,ip", "dl_type=2048,nw_proto=0x11"},

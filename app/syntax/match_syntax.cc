@@ -71,12 +71,15 @@ bool MatchReader::take_shorthand(const Item &item) {
 // "vlan_tci=0x3005" is all of a tag, which two fields have parts of. False when it says anything else.
 bool MatchReader::take_tag(const Item &item) {
   constexpr uint64_t present = 0x1000;
-  const auto tag = item.name.text == "vlan_tci" && item.argument ? read_number(item.argument->text) : std::nullopt;
-  if (!tag || *tag > 0xFFFF || (*tag & present) == 0) {
+  constexpr uint64_t all = 0xFFFF;
+  const SplitWord parts = split_at(item.argument.value_or(Word{}), '/');
+  const uint64_t tag = read_number(parts.before.text).value_or(0);
+  const bool whole = !parts.behind || read_number(parts.behind->text) == all;
+  if (item.name.text != "vlan_tci" || !whole || tag > all || (tag & present) == 0) {
     return false;
   }
-  set(Field::DlVlan, {*tag & 0xFFF, kExactVlan}, {item.name, Needs::Nothing});
-  set(Field::DlVlanPcp, {*tag >> 13, kExactVlanPcp}, {item.name, Needs::Tag});
+  set(Field::DlVlan, {tag & 0xFFF, kExactVlan}, {item.name, Needs::Nothing});
+  set(Field::DlVlanPcp, {tag >> 13, kExactVlanPcp}, {item.name, Needs::Tag});
   return true;
 }
 
