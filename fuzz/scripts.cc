@@ -99,6 +99,16 @@ const std::vector<std::string_view> kWords = {
     "top=3",
     "10s",
     "-v",
+    "cpu",
+    "rate=9",
+    "capacity",
+    "counters",
+    "save /dev/null",
+    "normal,controller",
+    "mod_vlan_pcp:3",
+    "enqueue:1:2",
+    "dl_vlan=",
+    "in_port=",
 };
 
 std::string script_of(std::string_view bytes) {
