@@ -105,7 +105,7 @@ int32_t oftab_install_catch_all(uint32_t first, uint32_t last) {
   int32_t status = OFTAB_ERR_FAIL;
   if (renew_catch_all_counter(__func__, entry, &stats_id) == 0) {
     status = write_range(__func__, first, last, entry,
-                         [&entry, stats_id](uint32_t index) { fill_deny_all(entry, stats_id, index); });
+                         [stats_id](uint32_t index) { fill_deny_all(entry, stats_id, index); });
   } else {
     release_unnamed(__func__);
   }
