@@ -200,7 +200,10 @@ uint64_t mac_address(const std::array<uint8_t, 6> &octets) {
 }
 
 std::string mac_text(uint64_t address) {
-  const auto octets = mac_octets(address);
+  return mac_text(mac_octets(address));
+}
+
+std::string mac_text(const std::array<uint8_t, 6> &octets) {
   char text[18];
   std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", octets[0], octets[1], octets[2], octets[3],
                 octets[4], octets[5]);

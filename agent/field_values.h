@@ -58,6 +58,7 @@ std::string transport_port_text(const Masked &field);
 
 std::string ip_text(uint32_t address);
 std::string mac_text(uint64_t address);
+std::string mac_text(const std::array<uint8_t, 6> &octets);
 
 // A MAC address and its octets in transmission order.
 std::array<uint8_t, 6> mac_octets(uint64_t address);

@@ -343,7 +343,7 @@ constexpr Shorthand kShorthands[] = {
 
 template <typename Test>
 const Shorthand *find_shorthand(Test test) {
-  const auto *const found = std::find_if(std::begin(kShorthands), std::end(kShorthands), test);
+  const auto *const found = std::ranges::find_if(kShorthands, test);
   return found == std::end(kShorthands) ? nullptr : found;
 }
 

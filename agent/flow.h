@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "host/asic/protocols.h"
+
 namespace agent {
 
 // The match fields of OpenFlow 1.0. In ARP packets, NwProto is the opcode and NwSrc and NwDst are the addresses; in
@@ -77,15 +79,8 @@ constexpr bool is_reserved_port(uint64_t port) {
   return port >= kPortIn && port <= kPortNone;
 }
 
-enum Ethertype : uint16_t {
-  kIpv4 = 0x0800,
-  kArp = 0x0806,
-  kRarp = 0x8035,
-  kIpv6 = 0x86DD,
-  kMpls = 0x8847,
-  kMplsMulticast = 0x8848
-};
-enum Protocol : uint8_t { kIcmp = 1, kTcp = 6, kUdp = 17, kSctp = 132 };
+using enum host::asic::Ethertype;
+using enum host::asic::Protocol;
 
 // One action of OpenFlow 1.0.
 struct Action {

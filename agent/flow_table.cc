@@ -36,7 +36,7 @@ std::vector<TableEntry *> FlowTable::covered_by(const Match &match) {
 }
 
 bool FlowTable::overlaps(const Match &match, uint32_t priority) const {
-  return std::any_of(entries_.begin(), entries_.end(), [&](const auto &each) {
+  return std::ranges::any_of(entries_, [&](const auto &each) {
     const Flow &flow = each.second.flow;
     return priority_of(flow) == priority && overlap(flow.match, match);
   });

@@ -167,7 +167,7 @@ std::vector<Action> raised(const HardwareActions &actions) {
   if (actions.kind == Kind::Normal) {
     list.push_back(output_to(kPortNormal));
   }
-  std::transform(actions.outputs.begin(), actions.outputs.end(), std::back_inserter(list), output_to);
+  std::ranges::transform(actions.outputs, std::back_inserter(list), output_to);
   if (actions.kind == Kind::Controller || actions.copy_to_controller) {
     list.push_back(output_to(kPortController));
     list.back().app_id = actions.app_id;

@@ -31,7 +31,7 @@ std::vector<uint32_t> outputs_of(const oftab_sw_entry_t &record, const host::ser
   for (const uint8_t sdk_port : host::asic::ports_of(record.out_ports)) {
     const uint32_t ifindex = sdk_port_ifindex(sdk_port);
     const auto pc = interfaces.pc_of(ifindex);
-    if (!pc || std::find(port_channels.begin(), port_channels.end(), *pc) == port_channels.end()) {
+    if (!pc || std::ranges::find(port_channels, *pc) == port_channels.end()) {
       outputs.push_back(ifindex);
     }
   }
@@ -61,7 +61,7 @@ std::vector<uint32_t> taken_sequence_numbers(std::span<const Flow> flows) {
       taken.push_back(*flow.seq_no);
     }
   }
-  std::sort(taken.begin(), taken.end());
+  std::ranges::sort(taken);
   return taken;
 }
 

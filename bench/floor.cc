@@ -14,18 +14,18 @@ namespace bench {
 namespace {
 
 void use_shadow(std::vector<oftab_sw_entry_t> &records) {
-  auto *const shadow = static_cast<oftab_sw_entry_t *>(calloc(OFTAB_FLOW_CAPACITY, sizeof records[0]));
+  auto *const shadow = static_cast<oftab_sw_entry_t *>(std::calloc(OFTAB_FLOW_CAPACITY, sizeof records[0]));
   if (shadow == nullptr) {
-    abort();
+    std::abort();
   }
   for (uint16_t i = 0; i < OFTAB_FLOW_CAPACITY; ++i) {
     benchmark::DoNotOptimize(shadow[i].tcam_index = i);
   }
-  memcpy(shadow, records.data(), records.size() * sizeof records[0]);
+  std::memcpy(shadow, records.data(), records.size() * sizeof records[0]);
   benchmark::ClobberMemory();
-  memcpy(records.data(), shadow, records.size() * sizeof records[0]);
+  std::memcpy(records.data(), shadow, records.size() * sizeof records[0]);
   benchmark::ClobberMemory();
-  free(shadow);
+  std::free(shadow);
 }
 
 }  // namespace

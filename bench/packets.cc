@@ -24,7 +24,7 @@ host::asic::Tcam &tcam() {
 // An IPv4 packet that flow `seq_no` matches, if that is one of the IPv4 flows.
 host::asic::PacketHeader packet_for(uint32_t seq_no) {
   host::asic::PacketHeader packet;
-  memcpy(packet.mac_da.data(), &seq_no, sizeof seq_no);
+  std::memcpy(packet.mac_da.data(), &seq_no, sizeof seq_no);
   packet.ethertype = 0x0800;
   packet.vlan = static_cast<uint16_t>(1 + seq_no % 4094);
   packet.ip_da = 0x0a000000 + seq_no;

@@ -41,15 +41,15 @@ void print_measured(const Run &run) {
   const char *const mark = ratio <= kMark             ? "ok"
                            : run.report_label.empty() ? "ABOVE THE MARK"
                                                       : run.report_label.c_str();
-  printf("%-30s%13s%11.1f%11.0f%10.0f%11.1f%7.2f  %s\n", run.run_name.function_name.c_str(),
-         size_of(run.run_name.args).c_str(), us, us * 1000 / counter(run, "flows"), counter(run, "calls"),
-         counter(run, "floor_us"), ratio, mark);
+  std::printf("%-30s%13s%11.1f%11.0f%10.0f%11.1f%7.2f  %s\n", run.run_name.function_name.c_str(),
+              size_of(run.run_name.args).c_str(), us, us * 1000 / counter(run, "flows"), counter(run, "calls"),
+              counter(run, "floor_us"), ratio, mark);
 }
 
 void print_packets(const Run &run) {
   const double rate = counter(run, "items_per_second");
-  printf("%-30s%13s%11.2f%11.0f%10s%11s%7s  %.2f M/s\n", run.run_name.function_name.c_str(), "1 of 4096", 1e6 / rate,
-         1e9 / rate, "-", "-", "-", rate * 1e-6);
+  std::printf("%-30s%13s%11.2f%11.0f%10s%11s%7s  %.2f M/s\n", run.run_name.function_name.c_str(), "1 of 4096",
+              1e6 / rate, 1e9 / rate, "-", "-", "-", rate * 1e-6);
 }
 
 }  // namespace
@@ -57,17 +57,17 @@ void print_packets(const Run &run) {
 bool Table::ReportContext(const Context &context) {
   utsname system{};
   uname(&system);
-  printf("%s, %d cores, Linux %s, compiler %s\n\n", processor().c_str(), context.cpu_info.num_cpus, system.release,
-         __VERSION__);
-  printf("%-30s%13s%11s%11s%10s%11s%7s  %s\n", "operation", "flows", "us", "ns a flow", "calls", "floor us", "ratio",
-         "mark");
+  std::printf("%s, %d cores, Linux %s, compiler %s\n\n", processor().c_str(), context.cpu_info.num_cpus, system.release,
+              __VERSION__);
+  std::printf("%-30s%13s%11s%11s%10s%11s%7s  %s\n", "operation", "flows", "us", "ns a flow", "calls", "floor us",
+              "ratio", "mark");
   return true;
 }
 
 void Table::ReportRuns(const std::vector<Run> &runs) {
   for (const Run &run : runs) {
     if (run.error_occurred) {
-      printf("%s: %s\n", run.benchmark_name().c_str(), run.error_message.c_str());
+      std::printf("%s: %s\n", run.benchmark_name().c_str(), run.error_message.c_str());
     } else if (run.run_type == Run::RT_Iteration) {
       const auto print = run.counters.contains("ratio") ? print_measured : print_packets;
       print(run);

@@ -21,7 +21,7 @@ template <typename Record>
 void append(Bytes &message, const Record &record) {
   const size_t end = message.size();
   message.resize(end + sizeof record);
-  memcpy(message.data() + end, &record, sizeof record);
+  std::memcpy(message.data() + end, &record, sizeof record);
 }
 
 // Every message starts with an operation and a count.
@@ -37,8 +37,8 @@ void set_match(oftab_flow_t &flow, uint32_t number) {
   flow.mask.vlan = 0xffff;
   flow.value.ethertype = kEthertypes[kind];
   flow.mask.ethertype = kEthertypes[kind] == 0 ? 0 : 0xffff;
-  memcpy(flow.value.mac_da, &number, sizeof number);
-  memset(flow.mask.mac_da, 0xff, sizeof flow.mask.mac_da);
+  std::memcpy(flow.value.mac_da, &number, sizeof number);
+  std::memset(flow.mask.mac_da, 0xff, sizeof flow.mask.mac_da);
   if (kind == 0) {
     flow.value.ip_da = 0x0a000000 + number;
     flow.mask.ip_da = 0xffffffff;

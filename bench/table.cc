@@ -64,7 +64,7 @@ void Handling::finish() {
   const std::vector<Bytes> responses = the_switch().messages().finish();
   int32_t status = -1;
   if (responses.size() == 1) {
-    memcpy(&status, responses[0].data() + offsetof(oftab_entry_update_resp_t, status), sizeof status);
+    std::memcpy(&status, responses[0].data() + offsetof(oftab_entry_update_resp_t, status), sizeof status);
   }
   if (status != 0) {
     throw std::runtime_error("request failed: " + std::to_string(responses.size()) + " responses, status " +

@@ -83,7 +83,7 @@ FlowBits recorded_flow_bits(const TableSnapshot &table) {
 
 Finding about_bit(const FlowBit &bit, const char *problem, State state) {
   char port_channel[32];
-  snprintf(port_channel, sizeof port_channel, "port channel 0x%08x", bit.first);
+  std::snprintf(port_channel, sizeof port_channel, "port channel 0x%08x", bit.first);
   return {.what = port_channel,
           .problem = "flow " + std::to_string(bit.second) + problem,
           .state = state,

@@ -21,8 +21,8 @@ Parts::~Parts() {
 
 Parts &live() {
   if (running == nullptr) {
-    fputs("the host was called while no switch runs\n", stderr);
-    abort();
+    std::fputs("the host was called while no switch runs\n", stderr);
+    std::abort();
   }
   return *running;
 }

@@ -24,7 +24,7 @@ static_assert(sizeof(oftab_stats_query_req_t) == kHeader);
 template <typename T>
 T read(Bytes request, size_t offset) {
   T value{};
-  memcpy(&value, request.data() + offset, sizeof value);
+  std::memcpy(&value, request.data() + offset, sizeof value);
   return value;
 }
 

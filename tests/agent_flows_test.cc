@@ -442,7 +442,7 @@ class History : public Listener, public Wire {
     const auto counted = [&](const ModelFlow *flow) {
       return agent_.flows().find(flow->match, flow->priority)->counts() != flow->counts;
     };
-    return *std::max_element(best.begin(), best.end(), [&](auto *a, auto *b) { return counted(a) < counted(b); });
+    return *std::ranges::max_element(best, [&](auto *a, auto *b) { return counted(a) < counted(b); });
   }
 
   void pass_time() {
@@ -501,7 +501,7 @@ class History : public Listener, public Wire {
 };
 
 TEST(AgentFlows, FollowTheRulesThroughRandomHistories) {
-  const char *replayed = getenv("OFTAB_SEED");
+  const char *replayed = std::getenv("OFTAB_SEED");
   const uint64_t first = replayed == nullptr ? 1 : strtoull(replayed, nullptr, 10);
   for (uint64_t seed = first; seed < first + (replayed == nullptr ? 60 : 1); ++seed) {
     const auto history = [=] {

@@ -71,7 +71,7 @@ std::string output_of(const std::string &command) {
   const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(command.c_str(), "r"), pclose);
   std::string output;
   char part[4096];
-  while (const size_t count = fread(part, 1, sizeof part, pipe.get())) {
+  while (const size_t count = std::fread(part, 1, sizeof part, pipe.get())) {
     output.append(part, count);
   }
   return output;
@@ -137,7 +137,7 @@ TEST(DialectTest, LinesMeanWhatTheStandardClientReads) {
   }
   std::mt19937 random(20);
   Lines lines(kLines);
-  std::generate(lines.begin(), lines.end(), [&] { return random_line(random); });
+  std::ranges::generate(lines, [&] { return random_line(random); });
   const Lines readings = judged(lines);
   ASSERT_EQ(readings.size(), lines.size()) << "the client refuses " << lines[readings.size()];
   const Interfaces interfaces;

@@ -384,7 +384,7 @@ TEST_P(FaultSweep, Allocations) {
 
 // Every pair of kinds, the second fault transient or lasting.
 TEST_P(FaultSweep, Pairs) {
-  const char *asked = getenv("OFTAB_PAIRS");
+  const char *asked = std::getenv("OFTAB_PAIRS");
   const uint64_t stride = asked != nullptr && std::string_view(asked) == "all" ? 1 : 97;
   const uint64_t counts[] = {count(false), count(true)};  // failures make more
   uint64_t pair = 0;

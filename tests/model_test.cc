@@ -57,7 +57,7 @@ class History {
       check();
     }
     if (testing::Test::HasFailure()) {
-      printf("the steps:%s\n", log_.str().c_str());
+      std::printf("the steps:%s\n", log_.str().c_str());
     }
   }
 
@@ -459,16 +459,16 @@ class History {
 };
 
 uint64_t number_from_environment(const char *name, uint64_t otherwise) {
-  const char *text = getenv(name);
+  const char *text = std::getenv(name);
   return text == nullptr ? otherwise : strtoull(text, nullptr, 10);
 }
 
 TEST(Model, AgreesWithTheSwitchThroughRandomHistories) {
-  const bool replay = getenv("OFTAB_SEED") != nullptr;
+  const bool replay = std::getenv("OFTAB_SEED") != nullptr;
   const uint64_t first_seed = number_from_environment("OFTAB_SEED", 1);
   const uint64_t rounds = number_from_environment("OFTAB_ROUNDS", replay ? 1 : 200);
-  printf("OFTAB_SEED=%llu OFTAB_ROUNDS=%llu\n", static_cast<unsigned long long>(first_seed),
-         static_cast<unsigned long long>(rounds));
+  std::printf("OFTAB_SEED=%llu OFTAB_ROUNDS=%llu\n", static_cast<unsigned long long>(first_seed),
+              static_cast<unsigned long long>(rounds));
   for (uint64_t seed = first_seed; seed < first_seed + rounds; ++seed) {
     const auto history = [=] {
       History(seed).run();

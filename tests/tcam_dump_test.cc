@@ -98,7 +98,7 @@ TEST_F(SwitchTest, ReadErrorsAreReportedAndSkipped) {
   Screen screen;
   testing::internal::CaptureStdout();
   EXPECT_EQ(oftab_display_cache_tcam(screen.context(sw), 4093, 4095), 0);
-  fflush(stdout);
+  std::fflush(stdout);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error reading enry at 4094 \n");
   ASSERT_EQ(sw.system_log().lines().size(), 1U);
   EXPECT_EQ(sw.system_log().lines()[0].text, "Error reading enry at 4094 \n");

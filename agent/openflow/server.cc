@@ -16,7 +16,7 @@ std::string state_of(const Connection &connection) {
 
 template <typename Items>
 auto find(Items &items, const Endpoint &endpoint) {
-  return std::find_if(items.begin(), items.end(), [&](const auto &item) { return item->endpoint() == endpoint; });
+  return std::ranges::find_if(items, [&](const auto &item) { return item->endpoint() == endpoint; });
 }
 
 template <typename Items>

@@ -57,8 +57,7 @@ void Session::stats_request(const Message &message) {
   if (head.type == OFPST_VENDOR) {
     throw ProtocolError{OFPET_BAD_REQUEST, OFPBRC_BAD_VENDOR, "statistics of a vendor"};
   }
-  const auto *kind = std::find_if(std::begin(kKinds), std::end(kKinds),
-                                  [&](const StatisticsKind &each) { return each.type == head.type; });
+  const auto *kind = std::ranges::find_if(kKinds, [&](const StatisticsKind &each) { return each.type == head.type; });
   if (kind == std::end(kKinds)) {
     throw ProtocolError{OFPET_BAD_REQUEST, OFPBRC_BAD_STAT, concat("statistics of type ", head.type)};
   }

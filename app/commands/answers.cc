@@ -64,9 +64,8 @@ void explain_all(Session &session, Arguments &arguments) {
 
 // The first of the flows before `flow` that takes all its packets; null if none does.
 const InstalledFlow *cover_of(std::span<const InstalledFlow> before, const InstalledFlow &flow) {
-  const auto cover = std::find_if(before.begin(), before.end(), [&flow](const InstalledFlow &each) {
-    return covers(each.flow.match, flow.flow.match);
-  });
+  const auto cover = std::ranges::find_if(
+      before, [&flow](const InstalledFlow &each) { return covers(each.flow.match, flow.flow.match); });
   return cover == before.end() ? nullptr : &*cover;
 }
 

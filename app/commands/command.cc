@@ -36,7 +36,7 @@ std::optional<Word> Arguments::take_option(std::string_view name) {
   const auto is_it = [&](const Word &word) {
     return word.text.size() > name.size() && word.text.starts_with(name) && word.text[name.size()] == '=';
   };
-  const auto place = std::find_if(words_.begin(), words_.end(), is_it);
+  const auto place = std::ranges::find_if(words_, is_it);
   if (place == words_.end()) {
     return std::nullopt;
   }

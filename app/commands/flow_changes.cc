@@ -37,7 +37,7 @@ std::string failures_text(const Response &response, Operation operation) {
 
 bool failed(const Response &response) {
   const auto bad = [](const Response::Entry &entry) { return entry.status != OFTAB_OK; };
-  return response.status != OFTAB_OK || std::any_of(response.entries.begin(), response.entries.end(), bad);
+  return response.status != OFTAB_OK || std::ranges::any_of(response.entries, bad);
 }
 
 const char *undone(FlowMod::Command command) {

@@ -202,7 +202,7 @@ std::set<std::string> sort_keys() {
 
 std::string range_text() {
   const auto records = table_records();
-  const auto live = static_cast<size_t>(std::count_if(records.begin(), records.end(), is_live));
+  const auto live = static_cast<size_t>(std::ranges::count_if(records, is_live));
   std::string text = concat("the table holds ", counted(live, "flow"));
   if (!records.empty()) {
     text += concat(" at indices ", oftab_hw_rsrc_g.current_table->tcam_st_idx, " to ",

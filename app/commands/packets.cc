@@ -67,7 +67,7 @@ void send_capture(Session &session, Arguments &arguments) {
                << session.style.heading(
                       concat(counted(number, "packet"), " of ", escaped(path), " into ", interface_name(ifindex)))
                << '\n';
-  const auto cut = std::count_if(packets.begin(), packets.end(), [](const auto &each) { return each.header.cut; });
+  const auto cut = std::ranges::count_if(packets, [](const auto &each) { return each.header.cut; });
   if (cut != 0) {
     *session.out << session.style.bad(concat(cut, " of ", counted(packets.size(), "packet"),
                                              " are cut short in the capture and lack fields that flows compare: "

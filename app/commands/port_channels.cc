@@ -25,7 +25,7 @@ std::vector<uint32_t> remaining_ports(Arguments &arguments, Check check) {
   while (!arguments.empty()) {
     const Word name = arguments.next("a port");
     const uint32_t port = port_named(name);
-    if (std::find(ports.begin(), ports.end(), port) != ports.end()) {
+    if (std::ranges::find(ports, port) != ports.end()) {
       throw TextError(name.column, interface_name(port) + " is named twice");
     }
     check(name, port);

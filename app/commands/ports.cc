@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands about what the front-panel ports lead to.
+#include "agent/field_values.h"
 #include "agent/interface_names.h"
 #include "app/commands/command.h"
 
@@ -22,12 +23,6 @@ void detach(Session &session, Arguments &arguments) {
   arguments.finish();
   session.device.ports().detach(ifindex);
   *session.out << interface_name(ifindex) << " leads nowhere\n";
-}
-
-std::string mac_text(const std::array<uint8_t, 6> &mac) {
-  char text[sizeof "00:00:00:00:00:00"];
-  std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
-  return text;
 }
 
 std::string link_text(const Port &port) {

@@ -134,9 +134,8 @@ void write_capacities(std::ostream &out, const host::asic::Asic &asic, const hos
 // is added comes first, further down the first.
 std::vector<Flow> flows_to_add(const Session &session) {
   std::vector<InstalledFlow> flows = installed_flows(session.device, session.agent.flows());
-  const auto behind_top = std::find_if(flows.begin(), flows.end(), [&flows](const InstalledFlow &each) {
-    return priority_of(each.flow) != priority_of(flows.front().flow);
-  });
+  const auto behind_top = std::ranges::find_if(
+      flows, [&flows](const InstalledFlow &each) { return priority_of(each.flow) != priority_of(flows.front().flow); });
   std::reverse(flows.begin(), behind_top);
   std::vector<Flow> in_order;
   std::ranges::transform(flows, std::back_inserter(in_order), &InstalledFlow::flow);

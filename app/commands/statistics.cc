@@ -67,8 +67,7 @@ void show_counters(Session &session, Arguments &arguments) {
   std::vector<InstalledFlow> flows = installed_flows(session.device, session.agent.flows());
   const size_t all = flows.size();
   std::erase_if(flows, [](const InstalledFlow &each) { return each.packets == 0; });
-  std::stable_sort(flows.begin(), flows.end(),
-                   [](const InstalledFlow &a, const InstalledFlow &b) { return a.packets > b.packets; });
+  std::ranges::stable_sort(flows, [](const InstalledFlow &a, const InstalledFlow &b) { return a.packets > b.packets; });
   const oftab_sw_entry_t &catch_all = oftab_hw_rsrc_g.catch_all_entry;
   Table table({{"Packets", Column::Right},
                {"Bytes", Column::Right},

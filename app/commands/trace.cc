@@ -115,8 +115,7 @@ constexpr TraceOutput kOutputs[] = {
 };
 
 const TraceOutput &output_named(const Word &word) {
-  const auto output = std::find_if(std::begin(kOutputs), std::end(kOutputs),
-                                   [&](const TraceOutput &each) { return each.name == word.text; });
+  const auto output = std::ranges::find_if(kOutputs, [&](const TraceOutput &each) { return each.name == word.text; });
   if (output == std::end(kOutputs)) {
     throw TextError(word.column,
                     concat("outputs are ring, failures, history, calls, console and file, not ", quoted(word)));

@@ -57,7 +57,7 @@ std::string range_text(const oftab_tcam_tbl_t &table) {
 
 void add_table_rows(Table &rows, const oftab_tcam_tbl_t &table) {
   const auto records = table_records();
-  const auto live = std::count_if(records.begin(), records.end(), is_live);
+  const auto live = std::ranges::count_if(records, is_live);
   rows.add({"Flows", std::to_string(live)});
   rows.add({"TCAM indices", range_text(table)});
   rows.add({"Holes", std::to_string(static_cast<long>(records.size()) - live)});

@@ -74,13 +74,13 @@ constexpr CommandName kCommands[] = {
 
 template <typename Row, size_t Count>
 const Row *find_named(const Row (&table)[Count], std::string_view name) {
-  const auto row = std::find_if(std::begin(table), std::end(table), [&](const Row &each) { return each.name == name; });
+  const auto row = std::ranges::find_if(table, [&](const Row &each) { return each.name == name; });
   return row == std::end(table) ? nullptr : row;
 }
 
 template <size_t Count>
 bool contains(const std::string_view (&names)[Count], std::string_view name) {
-  return std::find(std::begin(names), std::end(names), name) != std::end(names);
+  return std::ranges::find(names, name) != std::end(names);
 }
 
 bool is_actions(const Item &item) {

@@ -26,7 +26,7 @@ bool is_register(std::string_view name) {
 }
 
 [[noreturn]] void refuse(const Word &name) {
-  if (is_register(name.text) || std::find(std::begin(kLater), std::end(kLater), name.text) != std::end(kLater)) {
+  if (is_register(name.text) || std::ranges::find(kLater, name.text) != std::end(kLater)) {
     throw TextError(name.column, concat("OpenFlow 1.0 cannot match ", quoted(name)));
   }
   throw TextError(name.column, "unknown field " + quoted(name));

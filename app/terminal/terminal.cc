@@ -68,7 +68,7 @@ const char *prompt(EditLine *) {
 
 size_t characters(std::string_view text) {
   return static_cast<size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+      std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
 void list_words(const std::set<std::string> &words) {

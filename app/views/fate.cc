@@ -27,7 +27,7 @@ std::string ports_text(const Fate &fate) {
   const char *pruned = fate.pruned ? " (not back out of the port that it came in by)" : "";
   if (!fate.sdk_ports.empty()) {
     std::vector<uint32_t> ports;
-    std::transform(fate.sdk_ports.begin(), fate.sdk_ports.end(), std::back_inserter(ports), sdk_port_ifindex);
+    std::ranges::transform(fate.sdk_ports, std::back_inserter(ports), sdk_port_ifindex);
     return interface_names(ports) + pruned;
   }
   if (fate.pruned) {

@@ -62,7 +62,7 @@ void TrafficSummary::add(const PacketHeader &packet, const Fate &fate, bool for_
 }
 
 void TrafficSummary::print(std::ostream &out, Style style, host::Switch &device, const FlowTable &flows) const {
-  if (std::all_of(classes_.begin(), classes_.end(), [](const Counts &each) { return each.packets == 0; })) {
+  if (std::ranges::all_of(classes_, [](const Counts &each) { return each.packets == 0; })) {
     return;
   }
   print_classes(out, style);
@@ -125,7 +125,7 @@ void TrafficSummary::print_flows(std::ostream &out, Style style, std::span<const
     return;
   }
   const size_t shown = std::min(hits.size(), kFlowsShown);
-  std::stable_sort(hits.begin(), hits.end(), [](const auto &a, const auto &b) { return a.first > b.first; });
+  std::ranges::stable_sort(hits, [](const auto &a, const auto &b) { return a.first > b.first; });
   out << '\n' << counted(hits.size(), "flow") << " hit" << (shown < hits.size() ? ", the busiest:" : ":") << '\n';
   Table table({{"Packets", Column::Right},
                {"Seq", Column::Right},

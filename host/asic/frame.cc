@@ -3,21 +3,15 @@
 #include <algorithm>
 
 #include "host/asic/packet.h"
+#include "host/asic/protocols.h"
 
 namespace host::asic {
 namespace {
 
-constexpr uint16_t kVlanTag = 0x8100;
-constexpr uint16_t kServiceTag = 0x88a8;
-constexpr uint16_t kIpv4 = 0x0800;
-constexpr uint16_t kArp = 0x0806;
 constexpr uint16_t kSmallestEthertype = 0x0600;  // below: an 802.3 length field
-constexpr uint16_t kLengthField = 0x05ff;
-constexpr uint16_t kSnapPoints = 0xaaaa;  // the service access points of SNAP, and behind them
+constexpr uint16_t kSnapPoints = 0xaaaa;         // the service access points of SNAP, and behind them
 constexpr uint32_t kEthernetSnap =
     0x03000000;  // unnumbered information, and the organisation whose types are ethertypes
-
-enum Protocol : uint8_t { kIcmp = 1, kTcp = 6, kUdp = 17, kSctp = 132 };
 
 // Reads big-endian numbers; one that reaches beyond the end is 0, and noted in `short_of`.
 class Reader {

@@ -3,16 +3,10 @@
 #include <algorithm>
 
 #include "host/asic/packet.h"
+#include "host/asic/protocols.h"
 
 namespace host::asic {
 namespace {
-
-constexpr uint16_t kVlanTag = 0x8100;
-constexpr uint16_t kIpv4 = 0x0800;
-constexpr uint16_t kArp = 0x0806;
-constexpr uint16_t kLengthField = 0x05ff;  // stands for one, in place of an ethertype
-
-enum Protocol : uint8_t { kIcmp = 1, kTcp = 6, kUdp = 17, kSctp = 132 };
 
 constexpr size_t kIpHeader = 20;
 

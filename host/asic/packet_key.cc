@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/asic/packet_key.h"
 
+#include "host/asic/protocols.h"
 #include "oftab/hw_entry.h"
 
 namespace host::asic {
@@ -8,9 +9,6 @@ namespace {
 
 namespace hw = oftab::hw;
 using fields = hw::ip_key;
-
-constexpr uint16_t kIpv4 = 0x0800;
-constexpr uint16_t kArp = 0x0806;
 
 constexpr hw::field kSharedFields[] = {fields::class_, fields::l2lif,  fields::fid, fields::vpn,
                                        fields::mac_sa, fields::mac_da, fields::bd,  fields::vld};

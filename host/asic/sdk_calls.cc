@@ -73,9 +73,9 @@ bool any_null(std::initializer_list<const void *> pointers) {
 
 Record make_record(const void *key, const void *mask, const void *result) {
   Record record;
-  memcpy(record.key.data(), key, record.key.size());
-  memcpy(record.mask.data(), mask, record.mask.size());
-  memcpy(record.result.data(), result, record.result.size());
+  std::memcpy(record.key.data(), key, record.key.size());
+  std::memcpy(record.mask.data(), mask, record.mask.size());
+  std::memcpy(record.result.data(), result, record.result.size());
   return record;
 }
 
@@ -135,9 +135,9 @@ int32_t qtr_custom_cache_unified_entry_get(uint32_t unit, uint32_t tcam_index, v
       return SdkError::IndexOutOfRange;
     }
     const Record &record = asic.tcam().at(static_cast<uint16_t>(tcam_index));
-    memcpy(key, record.key.data(), record.key.size());
-    memcpy(mask, record.mask.data(), record.mask.size());
-    memcpy(result, record.result.data(), record.result.size());
+    std::memcpy(key, record.key.data(), record.key.size());
+    std::memcpy(mask, record.mask.data(), record.mask.size());
+    std::memcpy(result, record.result.data(), record.result.size());
     return SdkError::None;
   });
 }
@@ -160,7 +160,7 @@ int32_t libsdk_l3_route_stats_get(uint32_t unit, uint32_t stats_id, uint32_t zer
     route_stats counts{};
     const SdkError error = asic.counters().read(stats_id, counts);
     if (error == SdkError::None) {
-      memcpy(record, &counts, sizeof counts);
+      std::memcpy(record, &counts, sizeof counts);
     }
     return error;
   });

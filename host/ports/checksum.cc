@@ -11,11 +11,11 @@ uint16_t sum_of(std::span<const uint8_t> bytes) {
   uint64_t sum = 0;
   for (; bytes.size() >= sizeof(uint32_t); bytes = bytes.subspan(sizeof(uint32_t))) {
     uint32_t word = 0;
-    memcpy(&word, bytes.data(), sizeof word);
+    std::memcpy(&word, bytes.data(), sizeof word);
     sum += word;
   }
   uint32_t last = 0;
-  memcpy(&last, bytes.data(), bytes.size());
+  std::memcpy(&last, bytes.data(), bytes.size());
   sum += last;
   while (sum > 0xFFFF) {
     sum = (sum & 0xFFFF) + (sum >> 16);
@@ -34,7 +34,7 @@ void complete_checksum(std::span<uint8_t> frame, Offload &offload) {
   }
   const auto inverse = static_cast<uint16_t>(~sum_of(frame.subspan(offload.csum_start)));
   const uint16_t checksum = inverse == 0 ? 0xFFFF : inverse;
-  memcpy(&frame[field], &checksum, sizeof checksum);
+  std::memcpy(&frame[field], &checksum, sizeof checksum);
   offload = {};
 }
 

@@ -40,7 +40,7 @@ struct ClaimName {
   explicit ClaimName(unsigned index) {
     address.sun_family = AF_UNIX;
     const std::string text = "oftab-switch/interface/" + std::to_string(index);
-    memcpy(&address.sun_path[1], text.data(), text.size());
+    std::memcpy(&address.sun_path[1], text.data(), text.size());
     length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + text.size());
   }
   const sockaddr *get() const { return reinterpret_cast<const sockaddr *>(&address); }

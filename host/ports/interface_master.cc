@@ -22,7 +22,7 @@ unsigned master_in(const uint8_t *answer, ssize_t length) {
   for (const rtattr *each = IFLA_RTA(NLMSG_DATA(header)); RTA_OK(each, left); each = RTA_NEXT(each, left)) {
     if (each->rta_type == IFLA_MASTER) {
       unsigned index = 0;
-      memcpy(&index, RTA_DATA(each), sizeof index);
+      std::memcpy(&index, RTA_DATA(each), sizeof index);
       return index;
     }
   }

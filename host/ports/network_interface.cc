@@ -71,7 +71,7 @@ tpacket_auxdata auxiliary(msghdr &message) {
   tpacket_auxdata data{};
   for (cmsghdr *each = CMSG_FIRSTHDR(&message); each != nullptr; each = CMSG_NXTHDR(&message, each)) {
     if (each->cmsg_level == SOL_PACKET && each->cmsg_type == PACKET_AUXDATA) {
-      memcpy(&data, CMSG_DATA(each), sizeof data);
+      std::memcpy(&data, CMSG_DATA(each), sizeof data);
     }
   }
   return data;
@@ -80,13 +80,13 @@ tpacket_auxdata auxiliary(msghdr &message) {
 void write_tag(uint8_t *where, const tpacket_auxdata &data) {
   const uint16_t type = (data.tp_status & TP_STATUS_VLAN_TPID_VALID) != 0 ? data.tp_vlan_tpid : ETH_P_8021Q;
   const uint16_t words[] = {htons(type), htons(data.tp_vlan_tci)};
-  memcpy(where, words, kTag);
+  std::memcpy(where, words, kTag);
 }
 
 // Puts a tag that the kernel took out of a frame back: the addresses move into the room in front of it.
 std::span<uint8_t> put_tag_back(std::span<uint8_t> frame, Offload &offload, const tpacket_auxdata &data) {
   uint8_t *const start = frame.data() - kTag;
-  memmove(start, frame.data(), kAddresses);
+  std::memmove(start, frame.data(), kAddresses);
   write_tag(start + kAddresses, data);
   offload.csum_start = static_cast<uint16_t>(offload.csum_start + kTag);
   offload.hdr_len = static_cast<uint16_t>(offload.hdr_len + kTag);

@@ -114,7 +114,7 @@ int32_t im_get_ifindex_openflow_state_list(void *records, uint32_t count) {
   auto *record = static_cast<uint8_t *>(records);
   for (uint32_t i = 0; i < count; ++i, record += OPENFLOW_STATE_RECORD_SIZE) {
     uint32_t ifindex = 0;
-    memcpy(&ifindex, record, sizeof ifindex);
+    std::memcpy(&ifindex, record, sizeof ifindex);
     record[OPENFLOW_STATE_OFFSET] = openflow_state(ifindex);
   }
   return 0;

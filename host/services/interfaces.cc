@@ -11,7 +11,7 @@ namespace {
 
 std::string hex(uint32_t ifindex) {
   char text[16];
-  snprintf(text, sizeof text, "0x%08x", ifindex);
+  std::snprintf(text, sizeof text, "0x%08x", ifindex);
   return text;
 }
 

@@ -15,7 +15,7 @@ using host::services::format_text;
 // A history record: a level, and behind it the text with its terminator.
 bool is_event(uint32_t length, const char *record) {
   return length > sizeof(uint32_t) && record[length - 1] == '\0' &&
-         strlen(record + sizeof(uint32_t)) == length - sizeof(uint32_t) - 1;
+         std::strlen(record + sizeof(uint32_t)) == length - sizeof(uint32_t) - 1;
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ void trk_hist_event(uint32_t type, uint32_t length, const void *record) {
     return;
   }
   uint32_t level = 0;
-  memcpy(&level, bytes, sizeof level);
+  std::memcpy(&level, bytes, sizeof level);
   parts.tracing.add_event({type, level, bytes + sizeof level});
 }
 

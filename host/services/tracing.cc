@@ -48,7 +48,7 @@ const TraceRecord *Tracing::failure_since(uint64_t count) const {
 }
 
 void Tracing::open_file(const std::string &path) {
-  FILE *const file = fopen(path.c_str(), "ae");
+  FILE *const file = std::fopen(path.c_str(), "ae");
   if (file == nullptr) {
     throw std::system_error(errno, std::generic_category(), path);
   }
@@ -58,21 +58,21 @@ void Tracing::open_file(const std::string &path) {
 }
 
 void Tracing::flush_file() {
-  if (fflush(dbg_out_file) != 0) {
+  if (std::fflush(dbg_out_file) != 0) {
     file_error_ = errno;
     close_file();
   } else if (ftell(dbg_out_file) > file_limit_) {
     rename(file_path_.c_str(), (file_path_ + ".1").c_str());
-    FILE *const anew = fopen(file_path_.c_str(), "ae");
+    FILE *const anew = std::fopen(file_path_.c_str(), "ae");
     if (anew != nullptr) {
-      fclose(std::exchange(dbg_out_file, anew));
+      std::fclose(std::exchange(dbg_out_file, anew));
     }
   }
 }
 
 void Tracing::close_file() {
   if (dbg_out_file != nullptr) {
-    fclose(std::exchange(dbg_out_file, nullptr));
+    std::fclose(std::exchange(dbg_out_file, nullptr));
   }
 }
 

@@ -32,7 +32,7 @@ int run(const std::function<int()> &body) {
   try {
     value = body();
   } catch (const std::exception &error) {
-    printf("unexpected exception: %s\n", error.what());
+    std::printf("unexpected exception: %s\n", error.what());
   }
   return failures() > failures_before ? kFailed : value;
 }
@@ -40,11 +40,11 @@ int run(const std::function<int()> &body) {
 }  // namespace
 
 ChildResult in_child(const std::function<int()> &body) {
-  fflush(nullptr);
+  std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
     const int value = run(body);
-    fflush(nullptr);
+    std::fflush(nullptr);
     if (__gcov_dump != nullptr) {
       __gcov_dump();
     }

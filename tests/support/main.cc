@@ -14,7 +14,7 @@ class Advice : public testing::EmptyTestEventListener {
 
   static void advise(const testing::UnitTest &program) {
     if (program.test_to_run_count() > 1) {
-      printf(
+      std::printf(
           "Each test wants a process of its own: ctest --test-dir build/release -j2, or --gtest_filter=SUITE.TEST\n");
     }
   }

@@ -13,7 +13,7 @@ void append(Bytes &message, const Parts &...parts) {
   const auto append_one = [&](const auto &part) {
     const size_t end = message.size();
     message.resize(end + sizeof part);
-    memcpy(message.data() + end, &part, sizeof part);
+    std::memcpy(message.data() + end, &part, sizeof part);
   };
   (append_one(parts), ...);
 }
@@ -24,7 +24,7 @@ T read(const Bytes &message, size_t offset) {
     throw std::out_of_range("response of " + std::to_string(message.size()) + " bytes");
   }
   T part;
-  memcpy(&part, message.data() + offset, sizeof part);
+  std::memcpy(&part, message.data() + offset, sizeof part);
   return part;
 }
 
