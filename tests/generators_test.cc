@@ -76,13 +76,15 @@ TEST_F(GeneratorTest, RequestsByteByByte) {
 }
 
 TEST_F(GeneratorTest, AddRequestIsClampedToTwentyOutputsAndTenDenials) {
-  // The request is one that the switch understands.
-  const Response response = submit(generated(3408, [] { oftab_test_entry_add_req(10, 25, 12); }));
+  const Bytes request = generated(3408, [] { oftab_test_entry_add_req(10, 25, 12); });
+  EXPECT_THAT(hex(request), testing::HasSubstr("0a0101040a010103"));
+  const Response response = submit(request);  // one that the switch understands
   EXPECT_EQ(response.status, OFTAB_OK);
   ASSERT_EQ(response.entries.size(), 30U);
   for (uint32_t i = 0; i < 30; ++i) {
     EXPECT_EQ(response.entries[i].seq_no, 20 + 10 * i);
     EXPECT_EQ(find_record(20 + 10 * i)->result_kind, i < 20 ? 2U : 1U);
+    EXPECT_EQ(find_record(20 + 10 * i)->ifindex, i < 20 ? port(i % 2) : 0);
   }
 }
 

@@ -24,7 +24,7 @@ constexpr char kPolicyCatchAll[] =
 constexpr char kNoCounts[] = "00000000000000000000 00000000000000000000\n";
 
 constexpr Mac kSource{0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
-constexpr Mac kDestination{0xa0, 0xb1, 0xc2, 0xd3, 0xe4, 0xf5};
+constexpr Mac kDestination{0xa2, 0xb1, 0xc2, 0xd3, 0xe6, 0xf5};
 constexpr Mac kLldp{0x01, 0x80, 0xc2, 0x00, 0x00, 0x0e};
 constexpr Mac kExact{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
 constexpr Match kTcp{port(1), kSource, kDestination, 0x0800, 100, 0x0a010203, 0xffffffff, 46, 6, 4660, 80};
@@ -89,7 +89,7 @@ const std::string kSwTable =
 const std::string kPolicy =
     kPolicyColumns + kRule168 +
     "\n"
-    " 2000    0010 0x0101 0x0800 0100 0011.2233.4455  a0b1.c2d3.e4f5  10.1.2.3        255.255.255.255 0006 4660  0080  "
+    " 2000    0010 0x0101 0x0800 0100 0011.2233.4455  a2b1.c2d3.e6f5  10.1.2.3        255.255.255.255 0006 4660  0080  "
     "0x46 permit  00000000000000000003 00000000000000004500\n"
     " 2001    0020 0x0000 0x0806 0000 0000.0000.0000  0000.0000.0000  ----------      ----------      ---- ----  ----  "
     "---- outport 00000000000000000001 00000000000000000064\n"

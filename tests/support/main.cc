@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // Says how tests are run, before and behind a run of several: the library keeps one global state, so they see each
-// other's.
+// other's. And has a process that aborts write its counts down.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdio>
 
+// In a library that counts what is run of it.
+extern "C" void __gcov_dump() __attribute__((weak));
+
 namespace {
+
+void write_counts(int /*signal*/) {
+  __gcov_dump();
+}
 
 class Advice : public testing::EmptyTestEventListener {
   void OnTestIterationStart(const testing::UnitTest &program, int /*iteration*/) override { advise(program); }
@@ -24,6 +32,9 @@ class Advice : public testing::EmptyTestEventListener {
 
 int main(int count, char **words) {
   testing::InitGoogleMock(&count, words);
+  if (__gcov_dump != nullptr) {
+    std::signal(SIGABRT, write_counts);
+  }
   testing::UnitTest::GetInstance()->listeners().Append(new Advice);
   return RUN_ALL_TESTS();
 }

@@ -117,12 +117,16 @@ class Laboratory:
                               env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode != 0
 
     def tests_for(self, mutant):
-        """Those that reach the line, or the file if none does; likely and cheap ones first."""
+        """Those that reach the line, or all if none does; likely and cheap ones first."""
         file = str(mutant.path)
         lines = self.reached.get(file, {})
-        tests = lines.get(mutant.line) or set().union(*lines.values()) or self.costs
-        return sorted(tests, key=lambda test: self.costs[test] / (
-            0.1 + self.kills[file, test] + 10 * self.kills[file, mutant.line, test]))
+        of_file = set().union(*lines.values())
+
+        def rank(test):
+            kills = self.kills[file, test] + 10 * self.kills[file, mutant.line, test]
+            return test not in of_file, self.costs[test] / (0.1 + kills)
+
+        return sorted(lines.get(mutant.line) or self.costs, key=rank)
 
     def outcome(self, mutant, directory):
         """What becomes of a change, and the test that noticed it."""
