@@ -102,7 +102,11 @@ int32_t tg_start_timer(void *timer, const void *interval) {
     parts.violations.add("tg_start_timer: null argument");
     return 0;
   }
-  return parts.clock.start(*static_cast<Timer *>(timer), *static_cast<const uint32_t *>(interval)) ? 1 : 0;
+  const auto *const words = static_cast<const uint32_t *>(interval);
+  if (words[1] != 0) {
+    parts.violations.add("tg_start_timer: a part of a second, which this clock does not have");
+  }
+  return parts.clock.start(*static_cast<Timer *>(timer), words[0]) ? 1 : 0;
 }
 
 void tg_stop_timer(void *timer) {
