@@ -45,6 +45,7 @@ TEST_F(BareSwitchTest, FailedInitialisationLeavesNothingBehindAndCanBeRepeated) 
     EXPECT_EQ(traced(104).back(), "oftab_init() Exit. Failure \n");
   }
   EXPECT_EQ(oftab_init(), 0);
+  EXPECT_EQ(oftab_hw_rsrc_g.initialized, 1U);
   EXPECT_EQ(traced(104).back(), "oftab_init() Exit. Success \n");
   EXPECT_EQ(sw.faults().calls("avl_create"), 1U);
 }

@@ -154,6 +154,7 @@ TEST_F(Statistics, FirstOfTwinsAnswers) {
 }
 
 TEST_F(BareSwitchTest, CollectionBeforeInitialisationReadsTheCatchAllOnly) {
+  std::ranges::fill(timer_arg, 9U);
   sw.faults().fail("tg_create_timer", 1, 77);
   EXPECT_EQ(oftab_init_stats_timer(sw.clock().context()), -1);
   EXPECT_THAT(traced(102), IsEmpty());

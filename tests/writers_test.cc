@@ -113,6 +113,8 @@ void expect_record(const Record &record, std::string_view key_digits, std::strin
 }
 
 TEST_F(WriterTest, CatchAllDeniesEveryFormatAtEvenIndicesAndIpAtOddOnes) {
+  EXPECT_THAT((std::array{global_stats_id, special_low, special_high, special_debug}),
+              testing::ElementsAre(1, 0, 4095, 0));
   constexpr char kDenied[] = "0540 00000000000000000000000000000000000000000000";  // counter 2
   oftab_hw_rsrc_g.catch_all_entry.pkt_cnt = 99;
   EXPECT_EQ(oftab_install_catch_all(1, 2), 0);
