@@ -41,6 +41,7 @@ TEST_P(ActionOfAFlow, IsTranslated) {
   const Response response = submit(add({{.action = row.action}}));
   EXPECT_EQ(response.status, row.status);
   EXPECT_THAT(response.entry_statuses(), testing::ElementsAre(row.status));
+  EXPECT_EQ(traced(102).empty(), row.status == 0);
   const oftab_sw_entry_t *record = find_record(1);
   ASSERT_EQ(record != nullptr, row.status == 0);
   if (record != nullptr) {

@@ -38,14 +38,19 @@ TEST_F(BareSwitchTest, ValidCatchAllInTheTcamIsKept) {
   Record found;
   found.key[42] = 0x10;
   found.key[20] = 0xaa;
+  found.result[4] = 0x02;  // multicast index 8192
   found.result[10] = 0xbb;
   sw.asic().tcam().put(4095, found);
-  const host::asic::NoTcamWrites no_writes(sw.asic().tcam());
-  sw.boot();
+  {
+    const host::asic::NoTcamWrites no_writes(sw.asic().tcam());
+    sw.boot();
+  }
   EXPECT_THAT(sw.asic().counters().ids(), testing::IsEmpty());
   EXPECT_EQ(hex(oftab_hw_rsrc_g.catch_all_entry.hw.key), hex(found.key));
   EXPECT_EQ(hex(oftab_hw_rsrc_g.catch_all_entry.hw.result), hex(found.result));
   EXPECT_THAT(traced(104), testing::Contains("Unified catch all valid at 4095\n"));
+  set_up({add({{.action = output({port(1)})}})});
+  EXPECT_EQ(find_record(1)->mcst_idx, 8193U);
 }
 
 TEST_F(SwitchTest, LostCatchAllWithoutCounterIsNotWritten) {
