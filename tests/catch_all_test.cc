@@ -91,6 +91,7 @@ TEST_F(SwitchTest, UpdatesChangeNothingButTheAction) {
     EXPECT_EQ(oftab_hw_rsrc_g.catch_all_entry.result_kind, step.kind);
     EXPECT_EQ(catch_all_result(*this), result(step.result));
   }
+  EXPECT_THAT(traced(104), testing::Contains("oftab_install_catch_all_entry() Enter update_result = 1 \n"));
   EXPECT_EQ(sw.asic().counters().ids().size(), 1U);
   EXPECT_EQ(oftab_hw_rsrc_g.shadow_table->tcam_entry, nullptr);
 }
@@ -180,6 +181,11 @@ INSTANTIATE_TEST_SUITE_P(Dangers, CatchAllCounter, testing::ValuesIn(kCounterCas
 // A counter goes back when something else has been written over the last record that names it.
 TEST_F(SwitchTest, CountersOfTheWritersGoBackWithTheirRecords) {
   const auto ids = [&] { return sw.asic().counters().ids(); };
+  oftab_install_catch_all(1, 1);
+  oftab_clear_catch_all(1, 1);
+  sw.faults().fail("libsdk_l3_route_stats_create", 1, 77);
+  EXPECT_EQ(oftab_install_catch_all(1, 1), -1);
+  EXPECT_THAT(ids(), testing::ElementsAre(1));  // the one that the record at 4095 names
   oftab_install_catch_all(0, 3);
   oftab_install_catch_all(10, 11);
   EXPECT_THAT(ids(), testing::ElementsAre(1, 2, 3));

@@ -2,6 +2,7 @@
 // Deletion, modification and compaction: their SDK calls, answers and texts.
 #include <algorithm>
 
+#include "tests/support/allocations.h"
 #include "tests/support/rig.h"
 
 namespace test {
@@ -43,6 +44,13 @@ TEST_F(ChangeTest, DeletionReleasesAndErasesInOrder) {
   const auto *const hole = reinterpret_cast<const uint8_t *>(&table.tcam_entry[2]);
   EXPECT_EQ(table.tcam_entry[2].tcam_index, 2002);
   EXPECT_EQ(std::count(hole, hole + sizeof table.tcam_entry[2], 0), 294);
+}
+
+// The numbers 1, 6766 and 17712 share a bucket of the index.
+TEST_F(ChangeTest, DeletionTellsFlowsOfOneBucketApart) {
+  set_up({add({numbered_flow(6766, 60)}), erase({17712}), erase({1})});
+  EXPECT_NE(find_record(6766), nullptr);
+  EXPECT_EQ(find_record(1), nullptr);
 }
 
 TEST_F(ChangeTest, ModificationReplacesTheActionInPlace) {
@@ -104,6 +112,28 @@ TEST_F(ChangeTest, CompactionPacksFromTheFirstFlowOn) {
                                                   "Unused entry:2003 (2/3) found\n"}));
   EXPECT_EQ(oftab_hw_rsrc_g.current_table->tcam_st_idx, 2001);
   EXPECT_EQ(oftab_hw_rsrc_g.current_table->entries_allocated, 2);
+}
+
+TEST_F(ChangeTest, CompactionWithoutMemoryChangesNothing) {
+  set_up({erase({2})});
+  const State before = state();
+  fail_allocations_of(size_t{4} * 296);
+  EXPECT_EQ(oftab_defragment_entries(), -3);
+  let_allocations_pass();
+  EXPECT_THAT(traced(102), ElementsAre("oftab_defragment_entries() Exit. Malloc failure \n"));
+  EXPECT_TRUE(state() == before);
+}
+
+TEST_F(ChangeTest, CopyKeepsItsIndexAndItsUpperFlags) {
+  oftab_sw_entry_t copy{};
+  copy.tcam_index = 2002;
+  copy.flags = 0xff;
+  oftab_sw_entry_t original = *find_record(3);
+  original.tcam_index = 7;
+  original.flags = 0x0e;
+  EXPECT_EQ(oftab_cp_and_pgm_entry(&copy, &original), 0);
+  EXPECT_EQ(copy.tcam_index, 2002);
+  EXPECT_EQ(copy.flags, 0xf0);
 }
 
 TEST_F(SwitchTest, DeletionStopsAtItsCount) {

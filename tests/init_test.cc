@@ -17,9 +17,9 @@ TEST_F(SwitchTest, FurtherStartsChangeNothing) {
   for (const uint32_t command : {0U, 106U, 110U}) {
     EXPECT_EQ(oftab_main(command), 0U);
   }
-  EXPECT_EQ(
-      oftab_alloc_init_stats() | oftab_init_tcam_entries() | oftab_test_pgm_entry() | oftab_insert_entries_bottom_up(),
-      0);
+  EXPECT_EQ(oftab_alloc_init_stats() | oftab_init_tcam_entries() | oftab_test_pgm_entry() |
+                oftab_insert_entries_bottom_up() | oftab_validate_entries(),
+            0);
   EXPECT_EQ(sw.faults().sdk_calls(), 0U);
   EXPECT_TRUE(state() == before);
 }

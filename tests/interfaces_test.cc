@@ -144,7 +144,10 @@ TEST_F(Interfaces, FlowRequestsDoNotAddButPurgeRemoves) {
   set_up({add({{.value = {.ifindex = port(1)}, .mask = {.ifindex = 0xffffffff}}})});
   EXPECT_EQ(request(kAdd, {port(1), port(2)}).handler_result, 0);
   set_up({purge()});
+  EXPECT_THAT(traced(104), testing::Contains("oftab_purge_all_entries() Exit. Entries deleted:1\n"));
   EXPECT_THAT(table(), IsEmpty());
+  EXPECT_EQ(oftab_hw_rsrc_g.shadow_intf_count, 0);
+  EXPECT_THAT(oftab_hw_rsrc_g.shadow_intf_tbl, testing::Each(0xffffffffU));
   EXPECT_THAT(lldp_off(), ElementsAre(2, 3));
 }
 

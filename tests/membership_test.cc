@@ -156,15 +156,20 @@ TEST_F(Membership, OnlyWhatIsRecordedIsFollowed) {
   std::vector<uint32_t> outputs;
   for (uint32_t number = 101; number <= 125; ++number) {
     sw.interfaces().create_pc(port_channel(number));
+    sw.interfaces().join(port(number - 90), port_channel(number));
     outputs.push_back(port_channel(number));
   }
-  add_flow(2, outputs);
+  set_up({add({numbered_flow(2, 9998, output(outputs))})});
+  EXPECT_EQ(find_record(2)->num_pc, 24);
+  EXPECT_EQ(oftab_pc_entry_find(port_channel(125)), nullptr);
+  EXPECT_EQ(sw.asic().trees().ports(find_record(2)->mcst_idx).size(), 25U);
+  EXPECT_EQ(traced(103).size(), 1U);
   sw.join(port(1), port_channel(124));
   sw.join(port(2), port_channel(125));
   sw.join(port(7), kPc);
   EXPECT_EQ(ports(1) + ports(4095), " 8 10 8 10");
   EXPECT_EQ(ports(4096) + ports(4097), " 10 10");
-  EXPECT_EQ(ports(2), " 2");
+  EXPECT_THAT(ports(2), testing::StartsWith(" 2 12 "));
 }
 
 }  // namespace

@@ -212,7 +212,9 @@ TEST_F(SwitchTest, MissingArgumentsAreReported) {
   EXPECT_EQ(oftab_modify_action(nullptr, &flow), -3);
   EXPECT_EQ(oftab_modify_action(&entry, nullptr), -3);
   oftab_entry_update_resp_t response{};
+  sw.tracing().clear();
   EXPECT_EQ(oftab_process_entry_del_req(nullptr, &response), -3);
+  EXPECT_THAT(traced(102), testing::ElementsAre("oftab_process_entry_del_req() Exit. Null Parameter \n"));
 }
 
 // Refused while it is shorter than its counts say, answered otherwise; the message stands in memory of just its length.

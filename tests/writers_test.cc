@@ -311,14 +311,5 @@ TEST_F(WriterTest, RecordPartsAreDumpedByName) {
   EXPECT_THAT(traced(102), testing::ElementsAre("unknown entry type Key"));
 }
 
-TEST_F(SwitchTest, WriterWithoutCounterLeavesNoneBehind) {
-  oftab_install_catch_all(1, 1);
-  oftab_clear_catch_all(1, 1);
-  sw.faults().fail("libsdk_l3_route_stats_create", 1, 77);
-  EXPECT_EQ(oftab_install_catch_all(1, 1), -1);
-  EXPECT_THAT(sw.asic().counters().ids(), testing::ElementsAre(1));  // the one that the record at 4095 names
-  exceptions.written[1] = sw.asic().tcam().at(1);
-}
-
 }  // namespace
 }  // namespace test

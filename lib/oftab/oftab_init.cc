@@ -26,9 +26,6 @@ struct timer_interval {
 
 constexpr timer_interval COLLECTION_PERIOD = {10, 0};
 
-// A failed attempt leaves its empty tree to the next one: the host has no way to destroy it.
-bool tree_is_spare = false;
-
 oftab_tcam_tbl_t *allocate_table() {
   return static_cast<oftab_tcam_tbl_t *>(calloc(1, sizeof(oftab_tcam_tbl_t)));
 }
@@ -58,7 +55,6 @@ void release_table(oftab_tcam_tbl_t *&table) {
 // Back to the state before initialisation.
 void undo() {
   oftab_hw_rsrc_t &global = oftab_hw_rsrc_g;
-  tree_is_spare = true;
   release_table(global.current_table);
   release_table(global.shadow_table);
   memset(&global, 0, sizeof global);
@@ -67,10 +63,10 @@ void undo() {
 
 bool initialise() {
   oftab_hw_rsrc_t &global = oftab_hw_rsrc_g;
-  if (!tree_is_spare || oftab_pc_tree == nullptr) {
+  // A failed attempt leaves its empty tree to the next one: the host has no way to destroy it.
+  if (oftab_pc_tree == nullptr) {
     oftab_init_pc_tree();
   }
-  tree_is_spare = false;
   memset(&global, 0, sizeof global);
   if (!create_tables()) {
     undo();

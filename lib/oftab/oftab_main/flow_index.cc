@@ -25,7 +25,7 @@ void flow_index::build(const table_view &table) {
 oftab_sw_entry_t *flow_index::find(const table_view &table, uint32_t seq_no) const {
   for (uint16_t position = bucket_[bucket_of(seq_no)]; position < table.count; position = next_[position]) {
     oftab_sw_entry_t &entry = table.first[position];
-    if (is_used(entry) && entry.seq_no == seq_no) {
+    if (entry.seq_no == seq_no) {
       return &entry;
     }
   }

@@ -10,12 +10,11 @@ namespace oftab {
 
 class flow_index {
  public:
-  // Indexes the used records of `table`. The index holds positions, not records: it outlives changes to the records,
-  // and a look-up sees them as they are then.
+  // Indexes the used records of `table`, by position: it outlives changes to them other than of their numbers.
   void build(const table_view &table);
 
-  // The first used record (lowest index) with this sequence number among those indexed, or null. `table` is the table
-  // that was indexed.
+  // The first record (lowest index) with this sequence number among those indexed, or null. `table` is the table that
+  // was indexed.
   oftab_sw_entry_t *find(const table_view &table, uint32_t seq_no) const;
 
  private:
