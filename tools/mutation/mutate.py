@@ -111,10 +111,12 @@ class Laboratory:
                         *objects.values()], check=True)
 
     def fails(self, test, directory):
-        limit = f"--cpu={2 + int(10 * self.costs.get(test, 10))}"
-        environment = reach.ENVIRONMENT | {"LD_LIBRARY_PATH": str(directory)}
-        return subprocess.run(["prlimit", limit, "--as=4000000000", "--core=0", self.program, f"--gtest_filter={test}"],
-                              env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode != 0
+        """A mutant may run, or allocate, without end, also in child processes."""
+        cost = self.costs.get(test, 10)
+        command = ["timeout", "--signal=KILL", str(30 + 40 * cost), "prlimit", f"--cpu={2 + int(10 * cost)}",
+                   "--as=4000000000", "--core=0", self.program, f"--gtest_filter={test}", "--gtest_break_on_failure"]
+        return subprocess.run(command, env=reach.ENVIRONMENT | {"LD_LIBRARY_PATH": str(directory)},
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode != 0
 
     def tests_for(self, mutant):
         """Those that reach the line, or all if none does; likely and cheap ones first."""
