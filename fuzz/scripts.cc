@@ -120,14 +120,18 @@ std::string script_of(std::string_view bytes) {
   return script;
 }
 
-void complete_everywhere(app::Shell &shell, std::string_view script) {
+// Each line as it is typed.
+void complete_everywhere(app::Shell &shell, const std::string &script) {
   const app::Ask ask = [&shell](const std::string &command) { return shell.output_of(command); };
-  for (size_t end = 0; end <= script.size(); end += 7) {
-    const std::string_view line = script.substr(0, end);
-    const app::Completion completion = app::complete(line, ask);
-    require(completion.start <= line.size(), "a completion behind the line");
-    require(completion.choices.empty() || !completion.word.empty() || completion.start == line.size(),
-            "a completion that takes away");
+  std::istringstream lines(script);
+  for (std::string whole; std::getline(lines, whole);) {
+    for (size_t end = 0; end <= whole.size(); end += 7) {
+      const std::string line = whole.substr(0, end);
+      const app::Completion completion = app::complete(line, ask);
+      require(completion.start <= line.size(), "a completion behind the line");
+      require(completion.choices.empty() || !completion.word.empty() || completion.start == line.size(),
+              "a completion that takes away");
+    }
   }
 }
 

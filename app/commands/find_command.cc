@@ -57,7 +57,8 @@ std::string_view meant_by(std::string_view word) {
   std::string_view nearest;
   size_t least = std::min(far, word.size());
   for (const std::string_view name : first_words()) {
-    if (const size_t letters = distance(word, name); letters < least) {
+    const size_t longer = std::max(word.size(), name.size()) - std::min(word.size(), name.size());
+    if (const size_t letters = longer < least ? distance(word, name) : longer; letters < least) {
       least = letters;
       nearest = name;
     }
