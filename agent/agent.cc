@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "agent/counts.h"
 #include "agent/requests.h"
@@ -65,16 +66,52 @@ void Agent::tell_removed(const FlowModResults &results) {
   }
 }
 
-std::vector<std::optional<AgentError>> Agent::apply(std::span<const FlowMod> mods) {
+void Agent::begin_changes() {
   catch_up();
-  FlowModResults results = changes_.apply(mods, now_);
+  changes_.begin(now_);
+  released_.clear();
+}
+
+void Agent::change(FlowMod mod) {
+  if (run_ == 0) {
+    begin_changes();
+  }
+  if (takes_packet(mod)) {
+    released_.push_back({run_, mod.buffer_id, mod.flow.actions});
+  }
+  ++run_;
+  changes_.apply(std::move(mod));
+}
+
+FlowModErrors Agent::finish_changes() {
+  if (std::exchange(run_, 0) == 0) {
+    begin_changes();
+  }
+  FlowModResults results = changes_.finish();
   tell_removed(results);
-  for (size_t i = 0; i < mods.size(); ++i) {
-    if (!results.errors[i] && takes_packet(mods[i])) {
-      results.errors[i] = packets_.release(mods[i].buffer_id, mods[i].flow.actions);
+  for (const Kept &each : std::exchange(released_, {})) {
+    if (results.errors.contains(each.mod)) {
+      continue;
+    }
+    if (auto error = packets_.release(each.buffer_id, each.actions)) {
+      results.errors.emplace(each.mod, *std::move(error));
     }
   }
   return std::move(results.errors);
+}
+
+FlowModErrors Agent::apply(std::span<const FlowMod> mods) {
+  for (const FlowMod &mod : mods) {
+    change(mod);
+  }
+  return finish_changes();
+}
+
+void Agent::abandon_changes() {
+  run_ = 0;
+  released_.clear();
+  changes_.abandon();
+  reread();
 }
 
 bool Agent::purge() {

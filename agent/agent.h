@@ -60,9 +60,14 @@ class Agent {
   void subscribe(Listener &listener) { listeners_.push_back(&listener); }
   void unsubscribe(Listener &listener) { std::erase(listeners_, &listener); }
 
-  // Flows. `apply` makes changes that stand in the receive queue together; its result has an error for each that was
-  // refused. Only what the agent itself did to the library's table is known to it: `reread` follows whatever else did.
-  std::vector<std::optional<AgentError>> apply(std::span<const FlowMod> mods);
+  // Flows. Changes that stand in the receive queue together make a run, which goes to the library in few requests:
+  // `change` takes the next one, `finish_changes` ends the run and says which were refused, `apply` does both. Nothing
+  // else is asked of the agent during a run. Only what the agent itself did to the library's table is known to it:
+  // `reread` follows whatever else did.
+  void change(FlowMod mod);
+  FlowModErrors finish_changes();
+  FlowModErrors apply(std::span<const FlowMod> mods);
+  void abandon_changes();  // of a run that an exception has ended
   const FlowTable &flows() const { return flows_; }
   bool purge();  // false when it failed
   void reread();
@@ -100,12 +105,20 @@ class Agent {
   PacketPath &packets() { return packets_; }
 
  private:
+  // A packet that a change takes out of its buffer.
+  struct Kept {
+    size_t mod;
+    uint32_t buffer_id;
+    std::vector<Action> actions;
+  };
+
   template <typename Tell>
   void tell_all(Tell tell);
   template <typename Event>
   void tell(void (Listener::*told)(const Event &), const Event &event);
   bool offer(const PacketIn &packet);
   void tell_removed(const FlowModResults &results);
+  void begin_changes();
   void move_to(Time time);
   void catch_up();
   void notice_interfaces();
@@ -114,6 +127,8 @@ class Agent {
   std::vector<Listener *> listeners_;
   FlowTable flows_;
   FlowChanges changes_;
+  size_t run_ = 0;              // changes in the run that has begun
+  std::vector<Kept> released_;  // by them
   Ports ports_;
   PacketPath packets_;
   Time now_{};

@@ -39,15 +39,14 @@ void Classifier::insert(TableEntry &entry) {
     free_.pop_back();
   }
   places_[place].entry = &entry;
-  place_of_[&entry] = place;
+  entry.place = place;
   note_change(place);
 }
 
 void Classifier::erase(const TableEntry &entry) {
-  const auto node = place_of_.extract(&entry);
-  places_[node.mapped()].entry = nullptr;
-  note_change(node.mapped());
-  free_.push_back(node.mapped());
+  places_[entry.place].entry = nullptr;
+  note_change(entry.place);
+  free_.push_back(entry.place);
 }
 
 TableEntry *Classifier::find(const Packet &packet) const {

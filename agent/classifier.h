@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
 #include "agent/fields.h"
@@ -41,7 +40,6 @@ class Classifier {
 
   std::vector<Place> places_;
   std::vector<size_t> free_;
-  std::unordered_map<const TableEntry *, size_t> place_of_;
   mutable std::vector<size_t> changed_;  // places
   mutable std::unique_ptr<host::asic::TernarySearch> search_;
 };

@@ -29,16 +29,6 @@ bool sends_to(const Flow &flow, uint32_t port) {
   });
 }
 
-FlowModResults FlowChanges::apply(std::span<const FlowMod> mods, Time now) {
-  begin(mods.size(), now);
-  for (size_t mod = 0; mod < mods.size(); ++mod) {
-    change_ = mods[mod];
-    change_.flow.match = normalised(change_.flow.match);
-    apply(mod);
-  }
-  return finish();
-}
-
 FlowModResults FlowChanges::expire(Time now) {
   std::vector<std::pair<uint32_t, Reason>> expired;
   for (const auto &[seq_no, entry] : table_.entries()) {
@@ -46,7 +36,7 @@ FlowModResults FlowChanges::expire(Time now) {
       expired.emplace_back(seq_no, *reason);
     }
   }
-  begin(expired.size(), now);
+  begin(now);
   for (size_t i = 0; i < expired.size(); ++i) {
     pending_.remove(i, expired[i].first, expired[i].second);
   }
@@ -57,13 +47,13 @@ FlowModResults FlowChanges::finish_failed(Time now) {
   if (!pending_.unfinished()) {
     return {};
   }
-  begin(0, now);
+  begin(now);
   return finish();
 }
 
-void FlowChanges::begin(size_t changes, Time now) {
+void FlowChanges::begin(Time now) {
   results_ = {};
-  results_.errors.resize(changes);
+  mods_ = 0;
   now_ = now;
   counted_ = false;
   pending_.begin(results_, now);
@@ -75,39 +65,42 @@ FlowModResults FlowChanges::finish() {
   return std::move(results_);
 }
 
-void FlowChanges::apply(size_t mod) {
+void FlowChanges::apply(FlowMod mod) {
+  change_ = std::move(mod);
+  change_.flow.match = normalised(change_.flow.match);
+  mod_ = mods_++;
   switch (change_.command) {
     case Command::Add:
-      return add(mod);
+      return add();
     case Command::Modify:
     case Command::ModifyStrict:
-      return modify(mod);
+      return modify();
     case Command::Delete:
     case Command::DeleteStrict:
-      return erase(mod);
+      return erase();
   }
 }
 
-void FlowChanges::modify(size_t mod) {
+void FlowChanges::modify() {
   if (auto error = refused_change(device_, change_.flow)) {
-    return fail(mod, *std::move(error));
+    return fail(*std::move(error));
   }
   if (pending_.removals_wait()) {
     pending_.send();
   }
   const std::vector<TableEntry *> entries = selected(change_.flow, change_.command == Command::ModifyStrict);
   if (entries.empty() && change_.flow.seq_no) {
-    return fail(mod, {AgentError::Kind::Number, concat("no flow has the sequence number ", *change_.flow.seq_no)});
+    return fail({AgentError::Kind::Number, concat("no flow has the sequence number ", *change_.flow.seq_no)});
   }
   if (entries.empty()) {
-    return add(mod);
+    return add();
   }
-  for (const TableEntry *entry : entries) {
-    modify(mod, *entry);
+  for (TableEntry *entry : entries) {
+    modify(*entry);
   }
 }
 
-void FlowChanges::modify(size_t mod, const TableEntry &entry) {
+void FlowChanges::modify(TableEntry &entry) {
   Flow changed = entry.flow;
   changed.actions = change_.flow.actions;
   const Placement before = placement_of(entry.flow);
@@ -117,17 +110,17 @@ void FlowChanges::modify(size_t mod, const TableEntry &entry) {
     need_counts();
   }
   if (!another_record) {
-    return pending_.change(mod, entry, std::move(changed.actions));
+    return pending_.change(mod_, entry, std::move(changed.actions));
   }
   TableEntry by = entry;
   by.flow = std::move(changed);
   by.change_record();
-  replace(mod, entry, std::move(by), std::nullopt);
+  replace(entry, std::move(by), std::nullopt);
 }
 
-void FlowChanges::erase(size_t mod) {
+void FlowChanges::erase() {
   if (auto error = refused_flags(change_.flow.flags)) {
-    return fail(mod, *std::move(error));
+    return fail(*std::move(error));
   }
   if (pending_.additions_wait()) {
     pending_.send();
@@ -140,7 +133,7 @@ void FlowChanges::erase(size_t mod) {
     need_counts();
   }
   for (const TableEntry *entry : entries) {
-    pending_.remove(mod, *entry->flow.seq_no, Reason::Delete);
+    pending_.remove(mod_, *entry->flow.seq_no, Reason::Delete);
   }
 }
 
@@ -155,7 +148,7 @@ std::vector<TableEntry *> FlowChanges::selected(const Flow &description, bool st
     return entry == nullptr ? std::vector<TableEntry *>{} : std::vector{entry};
   };
   std::vector<TableEntry *> entries = select();
-  if (std::ranges::any_of(entries, [this](const auto *entry) { return pending_.touch(*entry->flow.seq_no); })) {
+  if (std::ranges::any_of(entries, [this](const auto *entry) { return pending_.touch(*entry); })) {
     pending_.send();
     entries = select();
   }

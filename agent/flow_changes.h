@@ -4,7 +4,6 @@
 #define AGENT_FLOW_CHANGES_H
 
 #include <optional>
-#include <span>
 #include <utility>
 #include <vector>
 
@@ -19,10 +18,13 @@ class FlowChanges {
  public:
   FlowChanges(host::Switch &device, FlowTable &table) : device_(device), table_(table), pending_(device, table) {}
 
-  // Applies a run of flow-mods as though each had been applied before the next, in as few requests as that allows.
-  // Afterwards the library's table holds the flows of the agent's. A change or deletion that has a sequence number
+  // A run of flow-mods is applied as though each had been applied before the next, in as few requests as that allows.
+  // At its end the library's table holds the flows of the agent's. A change or deletion that has a sequence number
   // selects the flow of that number alone.
-  FlowModResults apply(std::span<const FlowMod> mods, Time now);
+  void begin(Time now);
+  void apply(FlowMod mod);
+  FlowModResults finish();
+  void abandon() { pending_.abandon(); }  // a run that an exception has ended; the table is to be reread then
 
   // Removes the flows whose time has come, by the latest reading of the counts.
   FlowModResults expire(Time now);
@@ -34,30 +36,28 @@ class FlowChanges {
   std::vector<TableEntry> reread(Time now) { return pending_.reread(now); }
 
  private:
-  void begin(size_t changes, Time now);
-  FlowModResults finish();
-
-  void apply(size_t mod);
-  void add(size_t mod);
-  void add_new(size_t mod);
-  void modify(size_t mod);
-  void modify(size_t mod, const TableEntry &entry);
-  void replace(size_t mod, const TableEntry &old, TableEntry by, std::optional<uint32_t> wanted);
-  void erase(size_t mod);
+  void add();
+  void add_new();
+  void modify();
+  void modify(TableEntry &entry);
+  void replace(TableEntry &old, TableEntry by, std::optional<uint32_t> wanted);
+  void erase();
 
   bool overlaps(const Flow &flow);
   TableEntry *identical(const Flow &flow);
   std::vector<TableEntry *> selected(const Flow &description, bool strict);
   uint32_t number(std::optional<uint32_t> wanted);
   void need_counts();
-  void fail(size_t mod, AgentError error) { results_.errors[mod] = std::move(error); }
+  void fail(AgentError error) { results_.errors.insert_or_assign(mod_, std::move(error)); }
 
   host::Switch &device_;
   FlowTable &table_;
   PendingChanges pending_;
 
   // Of the run that is being applied.
-  FlowMod change_;  // the one that is being applied, its match normalised
+  size_t mods_ = 0;  // how many there have been
+  size_t mod_ = 0;   // the position of the one that is being applied
+  FlowMod change_;   // that one, its match normalised
   FlowModResults results_;
   Time now_{};
   bool counted_ = false;

@@ -4,7 +4,7 @@
 #define AGENT_FLOW_MOD_H
 
 #include <cstdint>
-#include <optional>
+#include <map>
 #include <vector>
 
 #include "agent/error.h"
@@ -34,9 +34,11 @@ struct RemovedFlow {
 // Whether an action of the flow sends to this port.
 bool sends_to(const Flow &flow, uint32_t port);
 
+using FlowModErrors = std::map<size_t, AgentError>;  // by the position of the change in its run
+
 struct FlowModResults {
-  std::vector<std::optional<AgentError>> errors;  // one for each change, none where it was made
-  std::vector<RemovedFlow> removed;               // in order; replaced flows are not among them
+  FlowModErrors errors;
+  std::vector<RemovedFlow> removed;  // in order; replaced flows are not among them
 };
 
 }  // namespace agent

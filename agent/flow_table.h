@@ -43,6 +43,9 @@ struct TableEntry {
   Counts punted{};     // what else the record has counted: packets that it brought to the CPU
   Counts others{};     // by the CPU, and of the records that stood for the flow before
 
+  size_t place = 0;     // the classifier's
+  uint64_t change = 0;  // of PendingChanges: the latest that the flow is part of
+
   Counts counts() const { return Counts(collected) += others; }
 
   // What the hardware has counted for the flow, and what has been counted in all, when its record counts `record`.

@@ -69,18 +69,18 @@ std::vector<TableEntry> PendingChanges::reread(Time now) {
 }
 
 void PendingChanges::add(size_t mod, TableEntry entry) {
-  touched_.insert(*entry.flow.seq_no);
+  entry.change = change_;
   additions_.push_back({mod, &table_.insert(std::move(entry)), std::nullopt});
 }
 
-void PendingChanges::replace(size_t mod, const TableEntry &old, TableEntry by) {
-  touched_.insert(*old.flow.seq_no);
+void PendingChanges::replace(size_t mod, TableEntry &old, TableEntry by) {
+  old.change = change_;
   ++replaced_;
   additions_.push_back({mod, &replacements_.emplace_back(std::move(by)), old.flow.seq_no});
 }
 
-void PendingChanges::change(size_t mod, const TableEntry &entry, std::vector<Action> actions) {
-  touched_.insert(*entry.flow.seq_no);
+void PendingChanges::change(size_t mod, TableEntry &entry, std::vector<Action> actions) {
+  entry.change = change_;
   changes_.push_back({mod, *entry.flow.seq_no, std::move(actions)});
 }
 
@@ -98,16 +98,25 @@ void PendingChanges::send_all() {
   std::ranges::for_each(additions_, [this](Addition &addition) { settle(addition); });
   additions_.clear();
   replacements_.clear();
-  touched_.clear();
+  ++change_;
   replaced_ = 0;
   discard_records();
   send_removals();
 }
 
-void PendingChanges::fail(size_t mod, int32_t status) {
-  if (!has_failed(mod)) {
-    results_->errors[mod] = failed(status);
+void PendingChanges::abandon() {
+  additions_.clear();
+  replacements_.clear();
+  changes_.clear();
+  for (Removal &removal : std::exchange(removals_, {})) {
+    table_.insert(std::move(removal.flow.entry));
   }
+  ++change_;
+  replaced_ = 0;
+}
+
+void PendingChanges::fail(size_t mod, int32_t status) {
+  results_->errors.try_emplace(mod, failed(status));
 }
 
 int32_t PendingChanges::add_one(const Flow &flow) {

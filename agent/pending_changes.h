@@ -11,7 +11,6 @@
 #include <deque>
 #include <optional>
 #include <set>
-#include <unordered_set>
 #include <vector>
 
 #include "agent/batch.h"
@@ -25,8 +24,7 @@ class PendingChanges {
  public:
   PendingChanges(host::Switch &device, FlowTable &table) : device_(device), table_(table) {}
 
-  // Changes of a run of flow-mods are known by their position in it; `results` has a place for each. Nothing waits when
-  // a run begins.
+  // Changes of a run of flow-mods are known by their position in it. Nothing waits when a run begins.
   void begin(FlowModResults &results, Time now);
 
   // Something that failed is to be tried again, which each run does as it begins.
@@ -36,7 +34,7 @@ class PendingChanges {
   std::vector<TableEntry> reread(Time now);
 
   // Whether a change of this flow waits.
-  bool touch(uint32_t seq_no) const { return touched_.contains(seq_no); }
+  bool touch(const TableEntry &entry) const { return entry.change == change_; }
   bool additions_wait() const { return !additions_.empty() || !changes_.empty(); }
   bool removals_wait() const { return !removals_.empty(); }
 
@@ -47,15 +45,18 @@ class PendingChanges {
   void add(size_t mod, TableEntry entry);
 
   // A record with a sequence number of its own takes the place of the one that the library has.
-  void replace(size_t mod, const TableEntry &old, TableEntry by);
+  void replace(size_t mod, TableEntry &old, TableEntry by);
 
-  void change(size_t mod, const TableEntry &entry, std::vector<Action> actions);
+  void change(size_t mod, TableEntry &entry, std::vector<Action> actions);
 
   // The flow leaves the table at once.
   void remove(size_t mod, uint32_t seq_no, RemovedFlow::Reason reason);
 
   // Sends what waits. A flow-mod that fails is undone as a whole, and gets its error.
   void send();
+
+  // Lets go of what waits; whether it has reached the library is not known.
+  void abandon();
 
   // At the end of a run: flows that the library has lost go, unless it takes them again.
   void finish();
@@ -101,7 +102,7 @@ class PendingChanges {
   void discard_records();
   void send_removals();
   void fail(size_t mod, int32_t status);
-  bool has_failed(size_t mod) const { return results_->errors[mod].has_value(); }
+  bool has_failed(size_t mod) const { return results_->errors.contains(mod); }
 
   host::Switch &device_;
   FlowTable &table_;
@@ -111,7 +112,7 @@ class PendingChanges {
   std::deque<TableEntry> replacements_;
   std::vector<Change> changes_;
   std::vector<Removal> removals_;
-  std::unordered_set<uint32_t> touched_;
+  uint64_t change_ = 1;  // counts what is sent together
   size_t replaced_ = 0;
   std::set<uint32_t> leftovers_;  // numbers of records that no flow has any more, to be deleted
   std::set<uint32_t> broken_;     // numbers of flows whose records could not get their actions back

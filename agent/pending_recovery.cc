@@ -44,7 +44,7 @@ void PendingChanges::fail_all() {
   }
   std::ranges::for_each(std::exchange(leftovers_, {}), [this](uint32_t seq_no) { table_.give_back(seq_no); });
   broken_.clear();
-  touched_.clear();
+  ++change_;
   replacements_.clear();
   replaced_ = 0;
 }

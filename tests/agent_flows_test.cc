@@ -374,15 +374,15 @@ class History : public Listener, public Wire {
     rig_.sw.faults().disarm();
     rig_.sw.faults().reset();
     test::let_allocations_pass();
-    ASSERT_EQ(errors.size(), mods.size());
     if (failed) {
       return adopt();
     }
     for (size_t i = 0; i < mods.size(); ++i) {
       const auto due = model_.apply(mods[i], agent_.now());
-      EXPECT_EQ(errors[i].has_value(), due.has_value());
-      if (errors[i] && due) {
-        EXPECT_EQ(errors[i]->kind, *due) << errors[i]->reason;
+      const auto error = errors.find(i);
+      EXPECT_EQ(error != errors.end(), due.has_value());
+      if (error != errors.end() && due) {
+        EXPECT_EQ(error->second.kind, *due) << error->second.reason;
       }
     }
   }

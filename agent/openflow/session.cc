@@ -56,16 +56,32 @@ const Session::Kind *Session::kind_of(uint8_t type) {
   return type < kinds.size() && kinds[type].handle != nullptr ? &kinds[type] : nullptr;
 }
 
+// Messages are handled where they were received, unless a part of one is kept.
 void Session::receive(ByteView bytes) {
-  append(in_, bytes);
-  work();
+  if (in_.empty()) {
+    append(in_, bytes.subspan(work(bytes)));
+  } else {
+    append(in_, bytes);
+    work_on_kept();
+  }
 }
 
-// What the agent itself cannot bear ends the session, and no more than that.
-void Session::work() try {
+void Session::work_on_kept() {
+  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(work(in_)));
+}
+
+// Handles messages, and returns their size. What the agent itself cannot bear ends the session, and no more than that.
+size_t Session::work(ByteView bytes) try { return answer_all(bytes); } catch (const std::exception &error) {
+  run_.clear();
+  agent_.abandon_changes();
+  end(error.what());
+  return bytes.size();
+}
+
+size_t Session::answer_all(ByteView bytes) {
   size_t done = 0;
   while (!ended() && !holds_back()) {
-    const auto message = next_message(ByteView(in_).subspan(done));
+    const auto message = next_message(bytes.subspan(done));
     if (!message) {
       break;
     }
@@ -73,10 +89,7 @@ void Session::work() try {
     done += message->whole.size();
   }
   finish_run();
-  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(done));
-} catch (const std::exception &error) {
-  run_.clear();
-  end(error.what());
+  return done;
 }
 
 void Session::answer(const Message &message) try {
@@ -149,7 +162,7 @@ Bytes Session::take_output() {
 
 void Session::output_left() {
   leaving_ = 0;
-  work();
+  work_on_kept();
 }
 
 bool Session::holds_back() const {

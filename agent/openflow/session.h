@@ -65,7 +65,9 @@ class Session {
   static const Kind *kind_of(uint8_t type);
 
   // session.cc: the stream, and errors
-  void work();
+  size_t work(ByteView bytes);
+  size_t answer_all(ByteView bytes);
+  void work_on_kept();
   void answer(const Message &message);
   void check(const Message &message) const;
   void handle(const Message &message);
@@ -110,7 +112,7 @@ class Session {
   Agent &agent_;
   const Identity &identity_;
   LimitedLog log_;  // of refusals
-  Bytes in_;        // received, from the first message that is not handled yet
+  Bytes in_;        // kept of what was received, from the first message that is not handled yet
   Bytes out_;       // to be sent
   size_t leaving_ = 0;
   bool established_ = false;
@@ -119,9 +121,7 @@ class Session {
   uint32_t next_xid_ = 1;
   uint64_t dropped_packet_ins_ = 0;
 
-  // Flow-mods that the agent has not seen yet, and the messages that they came in.
-  std::vector<FlowMod> run_;
-  std::vector<Message> run_messages_;
+  std::vector<Message> run_;  // of the flow-mods that the agent has begun to apply
 };
 
 }  // namespace agent::openflow

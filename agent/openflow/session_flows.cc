@@ -40,11 +40,9 @@ FlowMod decode_flow_mod(const Message &message) {
 }  // namespace
 
 void Session::flow_mod(const Message &message) {
-  if (run_.empty()) {
-    run_.reserve(in_.size() / (wire::Header::kSize + wire::FlowMod::kSize));
-  }
-  run_.push_back(decode_flow_mod(message));
-  run_messages_.push_back(message);
+  FlowMod change = decode_flow_mod(message);
+  run_.push_back(message);
+  agent_.change(std::move(change));
 }
 
 void Session::tell(const RemovedFlow &removed) {
@@ -70,14 +68,10 @@ void Session::finish_run() {
   if (run_.empty()) {
     return;
   }
-  const auto errors = agent_.apply(run_);
-  for (size_t i = 0; i < errors.size(); ++i) {
-    if (errors[i]) {
-      refuse(run_messages_[i], protocol_error(*errors[i]));
-    }
+  for (const auto &[position, error] : agent_.finish_changes()) {
+    refuse(run_[position], protocol_error(error));
   }
   run_.clear();
-  run_messages_.clear();
 }
 
 }  // namespace agent::openflow

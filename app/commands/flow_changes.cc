@@ -86,11 +86,8 @@ class Refusals {
 };
 
 void apply_part(Session &session, std::span<const FlowMod> changes, Refusals &refusals) {
-  const auto errors = session.agent.apply(changes);
-  for (size_t i = 0; i < changes.size(); ++i) {
-    if (errors[i]) {
-      refusals.note(changes[i], *errors[i]);
-    }
+  for (const auto &[position, error] : session.agent.apply(changes)) {
+    refusals.note(changes[position], error);
   }
 }
 
