@@ -5,11 +5,6 @@
 #include <cstdlib>
 
 namespace host {
-namespace {
-
-Parts *running = nullptr;
-
-}  // namespace
 
 Parts::Parts() {
   running = this;
@@ -19,12 +14,9 @@ Parts::~Parts() {
   running = nullptr;
 }
 
-Parts &live() {
-  if (running == nullptr) {
-    std::fputs("the host was called while no switch runs\n", stderr);
-    std::abort();
-  }
-  return *running;
+void end_without_switch() {
+  std::fputs("the host was called while no switch runs\n", stderr);
+  std::abort();
 }
 
 }  // namespace host

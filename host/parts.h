@@ -36,8 +36,18 @@ struct Parts {
   ports::FrontPanel ports{asic.vlans(), clock};
 };
 
+// The switch that runs, if one does.
+inline Parts *running = nullptr;
+
+[[noreturn]] void end_without_switch();
+
 // The parts of the running switch. A call into the host without one ends the process.
-Parts &live();
+inline Parts &live() {
+  if (running == nullptr) {
+    end_without_switch();
+  }
+  return *running;
+}
 
 }  // namespace host
 

@@ -11,7 +11,7 @@
 namespace host::services {
 
 Messages::Message::Message(uint32_t under_code, std::span<const uint8_t> request)
-    : code(under_code), bytes(std::make_unique<uint8_t[]>(1 + request.size())) {
+    : code(under_code), bytes(std::make_unique_for_overwrite<uint8_t[]>(1 + request.size())) {
   std::ranges::copy(request, bytes.get() + 1);
 }
 

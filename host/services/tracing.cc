@@ -9,8 +9,6 @@
 namespace host::services {
 namespace {
 
-enum : uint32_t { kError = 102, kWarning = 103, kDetail = 104 };
-
 // Keeps the newest `capacity` records.
 template <typename Record>
 void append(std::deque<Record> &to, Record record, size_t capacity) {
@@ -24,10 +22,6 @@ void append(std::deque<Record> &to, Record record, size_t capacity) {
 
 Tracing::~Tracing() {
   close_file();
-}
-
-bool Tracing::contains(Levels levels, uint32_t level) {
-  return level >= kError && level <= kDetail && (levels >> (level - kError) & 1U) != 0;
 }
 
 void Tracing::set_console(Levels levels, std::function<void(std::string_view text)> sink) {
@@ -97,11 +91,11 @@ void Tracing::add_event(HistoryEvent event) {
 
 const char *level_name(uint32_t level) {
   switch (level) {
-    case kError:
+    case Tracing::kError:
       return "error";
-    case kWarning:
+    case Tracing::kWarning:
       return "warning";
-    case kDetail:
+    case Tracing::kDetail:
       return "trace";
     default:
       return "unknown";

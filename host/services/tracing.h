@@ -37,6 +37,7 @@ enum Levels : unsigned { kNoLevel = 0, kErrors = 1, kWarnings = 2, kDetails = 4,
 class Tracing {
  public:
   static constexpr size_t kDefaultCapacity = 65536;
+  enum Level : uint32_t { kError = 102, kWarning = 103, kDetail = 104 };
 
   Tracing() = default;
   ~Tracing();
@@ -90,7 +91,9 @@ class Tracing {
   void add_event(HistoryEvent event);
 
  private:
-  static bool contains(Levels levels, uint32_t level);
+  static bool contains(Levels levels, uint32_t level) {
+    return level >= kError && level <= kDetail && (levels >> (level - kError) & 1U) != 0;
+  }
 
   bool ring_on_ = false;
   bool failures_on_ = false;
