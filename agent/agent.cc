@@ -72,7 +72,7 @@ void Agent::begin_changes() {
   released_.clear();
 }
 
-void Agent::change(FlowMod mod) {
+void Agent::change(FlowMod &&mod) {
   if (run_ == 0) {
     begin_changes();
   }
@@ -102,7 +102,7 @@ FlowModErrors Agent::finish_changes() {
 
 FlowModErrors Agent::apply(std::span<const FlowMod> mods) {
   for (const FlowMod &mod : mods) {
-    change(mod);
+    change(FlowMod(mod));
   }
   return finish_changes();
 }

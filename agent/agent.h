@@ -64,7 +64,7 @@ class Agent {
   // `change` takes the next one, `finish_changes` ends the run and says which were refused, `apply` does both. Nothing
   // else is asked of the agent during a run. Only what the agent itself did to the library's table is known to it:
   // `reread` follows whatever else did.
-  void change(FlowMod mod);
+  void change(FlowMod &&mod);
   FlowModErrors finish_changes();
   FlowModErrors apply(std::span<const FlowMod> mods);
   void abandon_changes();  // of a run that an exception has ended

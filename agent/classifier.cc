@@ -5,7 +5,6 @@
 
 #include "agent/batch_placement.h"
 #include "agent/flow_table.h"
-#include "platform/asic_sdk.h"
 
 namespace agent {
 namespace {
@@ -30,8 +29,8 @@ Key key_of(GetValue value_of) {
 
 }  // namespace
 
-void Classifier::insert(TableEntry &entry) {
-  size_t place = places_.size();
+void Classifier::insert(const TableEntry &entry) {
+  auto place = static_cast<uint32_t>(places_.size());
   if (free_.empty()) {
     places_.emplace_back();
   } else {
@@ -49,17 +48,17 @@ void Classifier::erase(const TableEntry &entry) {
   free_.push_back(entry.place);
 }
 
-TableEntry *Classifier::find(const Packet &packet) const {
+const TableEntry *Classifier::find(const Packet &packet) const {
   follow_changes();
   const Place *best = nullptr;
-  search_->for_each(key_of([&](const FieldRow &row) { return row.of_packet(packet); }), [&](size_t place) {
+  search_.for_each(key_of([&](const FieldRow &row) { return row.of_packet(packet); }), [&](size_t place) {
     const Place &at = places_[place];
     best = best == nullptr || at.rank > best->rank ? &at : best;
   });
   return best == nullptr ? nullptr : best->entry;
 }
 
-void Classifier::note_change(size_t place) {
+void Classifier::note_change(uint32_t place) {
   if (!places_[place].changed) {
     places_[place].changed = true;
     changed_.push_back(place);
@@ -67,20 +66,17 @@ void Classifier::note_change(size_t place) {
 }
 
 void Classifier::follow_changes() const {
-  if (search_ == nullptr) {
-    search_ = std::make_unique<host::asic::TernarySearch>(TCAM_INDICES);
-  }
-  for (const size_t place : changed_) {
+  for (const uint32_t place : changed_) {
     const Place &at = places_[place];
     at.changed = false;
     if (at.entry == nullptr) {
-      search_->remove(place);
+      search_.remove(place);
       continue;
     }
     const Flow &flow = at.entry->flow;
     at.rank = library_priority(flow);
-    search_->set(place, key_of([&](const FieldRow &row) { return flow.match[row.field].value; }),
-                 key_of([&](const FieldRow &row) { return flow.match[row.field].mask; }));
+    search_.set(place, key_of([&](const FieldRow &row) { return flow.match[row.field].value; }),
+                key_of([&](const FieldRow &row) { return flow.match[row.field].mask; }));
   }
   changed_.clear();
 }

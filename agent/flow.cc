@@ -22,12 +22,13 @@ std::string take_shorthand(Match &match) {
 
 }  // namespace
 
-Match normalised(Match match) {
-  Match result = match;
+Match normalised(const Match &match) {
+  Match result;
   for (const FieldRow &row : field_rows()) {
-    Masked &field = result[row.field];
-    field.mask = met(row.needs, match) ? field.mask : 0;
-    field.value &= field.mask;
+    const Masked &field = match[row.field];
+    if (field.mask != 0 && met(row.needs, match)) {
+      result[row.field] = {field.value & field.mask, field.mask};
+    }
   }
   return result;
 }

@@ -138,7 +138,7 @@ inline uint32_t priority_of(const Flow &flow) {
 
 // The match as OpenFlow understands it: without the fields that its packets do not have (nw_src without IPv4 or ARP,
 // tp_dst without TCP, UDP or ICMP), and without the value bits that are not compared.
-Match normalised(Match match);
+Match normalised(const Match &match);
 
 // Whether every packet that `inner` matches is matched by `outer`.
 bool covers(const Match &outer, const Match &inner);

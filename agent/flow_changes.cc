@@ -65,7 +65,7 @@ FlowModResults FlowChanges::finish() {
   return std::move(results_);
 }
 
-void FlowChanges::apply(FlowMod mod) {
+void FlowChanges::apply(FlowMod &&mod) {
   change_ = std::move(mod);
   change_.flow.match = normalised(change_.flow.match);
   mod_ = mods_++;

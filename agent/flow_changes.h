@@ -22,7 +22,7 @@ class FlowChanges {
   // At its end the library's table holds the flows of the agent's. A change or deletion that has a sequence number
   // selects the flow of that number alone.
   void begin(Time now);
-  void apply(FlowMod mod);
+  void apply(FlowMod &&mod);
   FlowModResults finish();
   void abandon() { pending_.abandon(); }  // a run that an exception has ended; the table is to be reread then
 

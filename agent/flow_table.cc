@@ -35,6 +35,19 @@ std::vector<TableEntry *> FlowTable::covered_by(const Match &match) {
   return covered;
 }
 
+TableEntry *FlowTable::winner(const Packet &packet) {
+  const TableEntry *entry = std::as_const(*this).winner(packet);
+  return entry == nullptr ? nullptr : find(*entry->flow.seq_no);
+}
+
+const Classifier &FlowTable::classifier() const {
+  if (classifier_ == nullptr) {
+    classifier_ = std::make_unique<Classifier>();
+    std::ranges::for_each(entries_, [this](const auto &each) { classifier_->insert(each.second); });
+  }
+  return *classifier_;
+}
+
 bool FlowTable::overlaps(const Match &match, uint32_t priority) const {
   return std::ranges::any_of(entries_, [&](const auto &each) {
     const Flow &flow = each.second.flow;
@@ -66,13 +79,16 @@ void FlowTable::give_back(uint32_t seq_no) {
 TableEntry &FlowTable::insert(TableEntry entry) {
   const uint32_t seq_no = *entry.flow.seq_no;
   take(seq_no);
-  TableEntry &place = entries_.insert_or_assign(seq_no, std::move(entry)).first->second;
+  TableEntry &place =
+      entries_.insert_or_assign(entries_.end(), seq_no, std::move(entry))->second;  // most often the last
   if (const auto [there, is_new] = by_identity_.insert(&place); !is_new) {
     auto node = by_identity_.extract(there);
     node.value() = &place;
     by_identity_.insert(std::move(node));
   }
-  classifier_.insert(place);
+  if (classifier_ != nullptr) {
+    classifier_->insert(place);
+  }
   return place;
 }
 
@@ -82,7 +98,9 @@ TableEntry FlowTable::erase(uint32_t seq_no) {
   if (named != by_identity_.end() && *named == &place->second) {  // not when another entry stands for the flow by now
     by_identity_.erase(named);
   }
-  classifier_.erase(place->second);
+  if (classifier_ != nullptr) {
+    classifier_->erase(place->second);
+  }
   TableEntry entry = std::move(place->second);
   entries_.erase(place);
   give_back(seq_no);

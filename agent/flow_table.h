@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -43,8 +44,8 @@ struct TableEntry {
   Counts punted{};     // what else the record has counted: packets that it brought to the CPU
   Counts others{};     // by the CPU, and of the records that stood for the flow before
 
-  size_t place = 0;     // the classifier's
-  uint64_t change = 0;  // of PendingChanges: the latest that the flow is part of
+  uint32_t change = 0;         // of PendingChanges: the latest that the flow is part of
+  mutable uint32_t place = 0;  // the classifier's
 
   Counts counts() const { return Counts(collected) += others; }
 
@@ -96,8 +97,8 @@ class FlowTable {
   }
 
   // The flow that a packet meets by the rules of OpenFlow, whatever stands in the hardware; null when it meets none.
-  TableEntry *winner(const Packet &packet) { return classifier_.find(packet); }
-  const TableEntry *winner(const Packet &packet) const { return classifier_.find(packet); }
+  TableEntry *winner(const Packet &packet);
+  const TableEntry *winner(const Packet &packet) const { return classifier().find(packet); }
 
   // Whether a flow of this priority could meet a packet that `match` meets too.
   bool overlaps(const Match &match, uint32_t priority) const;
@@ -135,12 +136,13 @@ class FlowTable {
     }
   };
   static size_t hash(const Identity &identity);
+  const Classifier &classifier() const;
 
   std::map<uint32_t, TableEntry> entries_;
   std::unordered_set<TableEntry *, IdentityHash, SameIdentity> by_identity_;
   std::bitset<kCapacity + 1> taken_;  // sequence numbers
   uint32_t lowest_free_ = 1;
-  Classifier classifier_;
+  mutable std::unique_ptr<Classifier> classifier_;  // from the first question on
 };
 
 // Whether some packet could meet both.

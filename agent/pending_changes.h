@@ -108,11 +108,11 @@ class PendingChanges {
   FlowTable &table_;
   FlowModResults *results_ = nullptr;
   Time now_{};
-  std::vector<Addition> additions_;
+  std::deque<Addition> additions_;
   std::deque<TableEntry> replacements_;
   std::vector<Change> changes_;
   std::vector<Removal> removals_;
-  uint64_t change_ = 1;  // counts what is sent together
+  uint32_t change_ = 1;  // counts what is sent together
   size_t replaced_ = 0;
   std::set<uint32_t> leftovers_;  // numbers of records that no flow has any more, to be deleted
   std::set<uint32_t> broken_;     // numbers of flows whose records could not get their actions back

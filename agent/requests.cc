@@ -40,7 +40,9 @@ Match for_host(Match match) {
 oftab_match_t match_block(const Match &match, uint64_t Masked::*part) {
   oftab_match_t block{};
   for (const FieldRow &row : field_rows()) {
-    put(block, row.request, match[row.field].*part);
+    if (const uint64_t number = match[row.field].*part; number != 0) {
+      put(block, row.request, number);
+    }
   }
   return block;
 }

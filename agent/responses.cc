@@ -25,6 +25,7 @@ Record record_at(const Bytes &message, size_t offset) {
 template <typename Record>
 std::vector<Record> records_behind(const Bytes &message, size_t header) {
   std::vector<Record> records;
+  records.reserve(message.size() / sizeof(Record));
   for (size_t offset = header; offset < message.size(); offset += sizeof(Record)) {
     records.push_back(record_at<Record>(message, offset));
   }
@@ -43,7 +44,9 @@ Bytes submit(host::Switch &device, uint32_t code, const Bytes &request) {
 template <typename Header, typename Record, typename GetId>
 Response read_response(const Bytes &message, GetId id_of) {
   Response response{record_at<Header>(message, 0).status, {}};
-  for (const Record &record : records_behind<Record>(message, sizeof(Header))) {
+  const auto records = records_behind<Record>(message, sizeof(Header));
+  response.entries.reserve(records.size());
+  for (const Record &record : records) {
     response.entries.push_back({id_of(record), record.status});
   }
   return response;

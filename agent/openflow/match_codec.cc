@@ -63,9 +63,12 @@ Match decode_match(const MatchOctets &octets) {
   const auto wildcards = static_cast<uint32_t>(number_at(octets, kWildcards, kWildcardsSize));
   Match match;
   for (const FieldRow &row : field_rows()) {
+    const uint64_t mask = mask_of(row, wildcards);
+    if (mask == 0) {
+      continue;
+    }
     const uint64_t number = number_at(octets, row.wire.place.offset, row.wire.place.size);
     const uint64_t value = row.field == Field::InPort ? port_numbered(static_cast<uint16_t>(number)) : number;
-    const uint64_t mask = mask_of(row, wildcards);
     match[row.field] = {value & mask, mask};
   }
   return known(normalised(match));
