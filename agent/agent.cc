@@ -163,9 +163,25 @@ void Agent::move_to(Time time) {
   device_.advance(static_cast<uint32_t>(whole.count()));
 }
 
+void Agent::follow_interfaces() {
+  catch_up();
+  followed_ = false;
+  notice_interfaces();
+}
+
+void Agent::place_flows_anew() {
+  const FlowModResults results = changes_.follow_interfaces(now_);
+  followed_ = results.errors.empty();
+  tell_removed(results);
+}
+
 void Agent::notice_interfaces() {
   for (const PortChange &change : ports_.refresh()) {
+    followed_ = false;
     tell(&Listener::port_changed, change);
+  }
+  if (!followed_) {
+    place_flows_anew();
   }
   device_.ports().follow_links();
   for (const PortChange &change : ports_.follow(device_.ports())) {

@@ -85,6 +85,9 @@ class Agent {
   Time now() const { return now_; }
   void advance(Time by);
 
+  // What has happened to interfaces and VLANs is noticed now, and not when time passes next.
+  void follow_interfaces();
+
   // From now on time passes by itself: `passed` says how much has since it was asked last. What is asked of the agent
   // then happens at the moment in which it is asked for.
   void follow(std::function<Time()> passed) { passed_ = std::move(passed); }
@@ -122,6 +125,7 @@ class Agent {
   void move_to(Time time);
   void catch_up();
   void notice_interfaces();
+  void place_flows_anew();
 
   host::Switch &device_;
   std::vector<Listener *> listeners_;
@@ -134,6 +138,7 @@ class Agent {
   Time now_{};
   std::function<Time()> passed_;  // none when time passes by advance() alone
   std::optional<Time> counted_;   // when the counts were read last
+  bool followed_ = true;          // no flow has a record that interfaces and VLANs have overtaken
 };
 
 }  // namespace agent

@@ -12,7 +12,6 @@ namespace agent {
 // What was refused changed nothing, but for a flow whose buffered packet is not there: the flow stays.
 struct AgentError {
   enum class Kind : uint8_t {
-    Field,          // a VLAN or an interface that the switch does not have
     Port,           // an output that does not exist, or that flows do not send to
     Application,    // no application of the controller has this number
     Emergency,      // there are no emergency flows

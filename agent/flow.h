@@ -118,6 +118,14 @@ inline bool is_output_to(const Action &action, uint32_t port) {
 // Flags of a flow, with OpenFlow's values.
 enum FlowFlag : uint16_t { kSendFlowRemoved = 1, kCheckOverlap = 2, kEmergency = 4 };
 
+// What of a match the switch has nothing for.
+struct Absence {
+  bool interface = false;     // there is none of this number
+  bool interface_id = false;  // it has no id in the hardware
+  bool vlan = false;          // it has no bridge domain
+  bool operator==(const Absence &) const = default;
+};
+
 struct Flow {
   std::optional<uint32_t> seq_no;
   std::optional<uint32_t> priority;
@@ -127,6 +135,7 @@ struct Flow {
   uint16_t idle_timeout = 0;  // seconds, 0: never
   uint16_t hard_timeout = 0;
   uint16_t flags = 0;  // FlowFlag
+  Absence absent;      // when its record was made
   size_t line = 0;     // of the file that it was read from
 };
 

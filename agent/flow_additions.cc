@@ -11,6 +11,7 @@ void FlowChanges::add() {
   if (auto error = refused(device_, flow)) {
     return fail(*std::move(error));
   }
+  change_.flow.absent = absence_in(device_, flow.match);
   if (pending_.removals_wait()) {
     pending_.send();
   }

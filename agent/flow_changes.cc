@@ -6,6 +6,7 @@
 
 #include "agent/counts.h"
 #include "agent/flow_check.h"
+#include "agent/flow_sync.h"
 #include "agent/hardware.h"
 #include "agent/text.h"
 #include "agent/timeouts.h"
@@ -39,6 +40,20 @@ FlowModResults FlowChanges::expire(Time now) {
   begin(now);
   for (size_t i = 0; i < expired.size(); ++i) {
     pending_.remove(i, expired[i].first, expired[i].second);
+  }
+  return finish();
+}
+
+FlowModResults FlowChanges::follow_interfaces(Time now) {
+  begin(now);
+  for (const uint32_t seq_no : overtaken_records(device_, table_)) {
+    TableEntry &entry = *table_.find(seq_no);
+    need_counts();
+    TableEntry by = entry;
+    by.flow.absent = absence_in(device_, by.flow.match);
+    by.change_record();
+    mod_ = mods_++;
+    replace(entry, std::move(by), std::nullopt);
   }
   return finish();
 }
@@ -82,7 +97,7 @@ void FlowChanges::apply(FlowMod &&mod) {
 }
 
 void FlowChanges::modify() {
-  if (auto error = refused_change(device_, change_.flow)) {
+  if (auto error = refused(device_, change_.flow)) {
     return fail(*std::move(error));
   }
   if (pending_.removals_wait()) {

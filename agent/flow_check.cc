@@ -42,20 +42,6 @@ std::optional<AgentError> refused(const std::vector<Action> &actions, const host
   return std::nullopt;
 }
 
-// What the record of a flow in the TCAM compares must be known to the host.
-std::optional<AgentError> refused(const Match &match, host::Switch &device) {
-  const Masked vlan = match[Field::DlVlan];
-  if (vlan.mask != 0 && !device.asic().vlans().bridge_domain(vlan_for_host(vlan.value))) {
-    return AgentError{Kind::Field, concat("VLAN ", vlan.value, " has no bridge domain")};
-  }
-  const Masked port = match[Field::InPort];
-  if (port.mask != 0 && !device.interfaces().exists(static_cast<uint32_t>(port.value))) {
-    return AgentError{Kind::Field, concat("there is no interface ", interface_name(static_cast<uint32_t>(port.value)),
-                                          " for packets to come in by")};
-  }
-  return std::nullopt;
-}
-
 Kind kind_of(int32_t status) {
   switch (status) {
     case OFTAB_ERR_CAPACITY:
@@ -73,19 +59,27 @@ Kind kind_of(int32_t status) {
 
 }  // namespace
 
-std::optional<AgentError> refused(host::Switch &device, const Flow &flow) {
-  auto error = refused_change(device, flow);
-  return error ? error : refused(record_match(flow.match), device);
-}
-
 std::optional<AgentError> refused_flags(uint16_t flags) {
   return (flags & kEmergency) == 0 ? std::nullopt
                                    : std::optional(AgentError{Kind::Emergency, "there are no emergency flows"});
 }
 
-std::optional<AgentError> refused_change(host::Switch &device, const Flow &flow) {
+std::optional<AgentError> refused(host::Switch &device, const Flow &flow) {
   auto error = refused(flow.actions, device.interfaces());
   return error ? error : refused_flags(flow.flags);
+}
+
+Absence absence_in(host::Switch &device, const Match &match) {
+  Absence absent;
+  if (const Masked &in_port = match[Field::InPort]; in_port.mask != 0) {
+    const auto port = static_cast<uint32_t>(in_port.value);
+    absent.interface = !device.interfaces().exists(port);
+    absent.interface_id = !absent.interface && !device.interfaces().intf_id(port);
+  }
+  if (const Masked &vlan = match[Field::DlVlan]; vlan.mask != 0) {
+    absent.vlan = !device.asic().vlans().bridge_domain(vlan_for_host(vlan.value));
+  }
+  return absent;
 }
 
 AgentError failed(int32_t status) {

@@ -10,14 +10,14 @@
 
 namespace agent {
 
-// Why not; none when it can. Actions are looked at first, then flags, then the match, which is normalised.
+// Why not; none when it can. Actions are looked at first, then flags.
 std::optional<AgentError> refused(host::Switch &device, const Flow &flow);
-
-// The same for a flow that changes others, whose match only selects.
-std::optional<AgentError> refused_change(host::Switch &device, const Flow &flow);
 
 // The same for the flags alone.
 std::optional<AgentError> refused_flags(uint16_t flags);
+
+// What of a match it has nothing for.
+Absence absence_in(host::Switch &device, const Match &match);
 
 // What a failing request of the library means for its flow.
 AgentError failed(int32_t status);

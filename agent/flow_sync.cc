@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "agent/fields.h"
+#include "agent/flow_check.h"
 #include "agent/hardware.h"
 #include "agent/table_view.h"
 #include "agent/text.h"
@@ -37,6 +39,18 @@ bool same_identity(const InstalledFlow &installed, const TableEntry *entry) {
          placement_of(entry->flow).match == installed.flow.match;
 }
 
+// Whether a record compares the bridge domain that the flow's VLAN had once, and not the one that it has now.
+bool has_old_domain(const oftab_sw_entry_t &record, const Flow &flow, const host::asic::Vlans &vlans) {
+  constexpr auto domain = oftab::hw::ip_key::bd;  // at the same place in every key format
+  const auto vlan = vlan_for_host(flow.match[Field::DlVlan].value);
+  return oftab::hw::get(record.hw.mask, domain) != 0 &&
+         vlans.bridge_domain(vlan) != static_cast<uint16_t>(oftab::hw::get(record.hw.key, domain));
+}
+
+bool is_overtaken(const oftab_sw_entry_t &record, const Flow &flow, host::Switch &device) {
+  return flow.absent != absence_in(device, flow.match) || has_old_domain(record, flow, device.asic().vlans());
+}
+
 std::string named(const Flow &flow) {
   return concat("flow ", *flow.seq_no, " (priority ", priority_of(flow), ", ", to_text(flow.match), ")");
 }
@@ -63,6 +77,17 @@ std::vector<std::string> differences(host::Switch &device, const FlowTable &tabl
     }
   }
   return lines;
+}
+
+std::vector<uint32_t> overtaken_records(host::Switch &device, const FlowTable &table) {
+  std::vector<uint32_t> overtaken;
+  for (const oftab_sw_entry_t &record : table_records()) {
+    const TableEntry *entry = is_live(record) ? table.find(record.seq_no) : nullptr;
+    if (entry != nullptr && is_overtaken(record, entry->flow, device)) {
+      overtaken.push_back(record.seq_no);
+    }
+  }
+  return overtaken;
 }
 
 std::vector<TableEntry> reread(host::Switch &device, FlowTable &table, Time now, const std::set<uint32_t> &no_flows) {

@@ -109,12 +109,16 @@ uint64_t key_class(const Match &match) {
 constexpr uint64_t kLastVlan = 0xFFF;  // for which the hardware has no bridge domain
 
 // Why no packet that comes in can match; controllers may send some that do.
-std::optional<CpuReason> impossible(const Match &match) {
-  const auto port = static_cast<uint32_t>(match[Field::InPort].value);
-  if (match[Field::InPort].mask != 0 && !Interfaces::port_slot(port) && !Interfaces::pc_number(port)) {
+std::optional<CpuReason> impossible(const Flow &flow) {
+  const Masked &in_port = flow.match[Field::InPort];
+  const auto port = static_cast<uint32_t>(in_port.value);
+  if (in_port.mask != 0 && !Interfaces::port_slot(port) && !Interfaces::pc_number(port)) {
     return "packets come in to the hardware by ports and port channels only";
   }
-  const Masked &vlan = match[Field::DlVlan];
+  if (in_port.mask != 0 && flow.absent.interface) {
+    return concat(interface_name(port), " does not exist");
+  }
+  const Masked &vlan = flow.match[Field::DlVlan];
   if (vlan.mask != 0 && vlan.value > kLastVlan && vlan.value != kUntagged) {
     return concat("no packet has dl_vlan ", vlan.value);
   }
@@ -128,26 +132,47 @@ Match match_of_nothing() {
   return match;
 }
 
-// Whether the hardware can compare a field as a match asks for it.
-bool has_place(const FieldRow &row, const Match &match) {
-  return row.key.in(key_class(match)) != nullptr;
-}
-bool is_comparable(const FieldRow &row, const Match &match) {
-  const Masked &field = match[row.field];
-  const bool has_domain = row.field != Field::DlVlan || field.value != kLastVlan;
-  return field.mask == 0 || (has_place(row, match) && has_domain);
+// Why the hardware cannot compare a field as the flow asks for it; none when it can.
+std::optional<CpuReason> incomparable(const FieldRow &row, const Flow &flow) {
+  const Masked &field = flow.match[row.field];
+  if (field.mask == 0) {
+    return std::nullopt;
+  }
+  if (row.key.in(key_class(flow.match)) == nullptr) {
+    return concat("the hardware cannot match ", spelling_in(flow.match, row.field).name);
+  }
+  if (row.field == Field::InPort && flow.absent.interface_id) {
+    return concat(interface_name(static_cast<uint32_t>(field.value)), " has no hardware interface id");
+  }
+  if (row.field == Field::DlVlan && (field.value == kLastVlan || flow.absent.vlan)) {
+    return concat("VLAN ", field.value, " has no bridge domain");
+  }
+  return std::nullopt;
 }
 
 // Why the hardware cannot match; none when it can.
-std::optional<CpuReason> unmatchable(const Match &match) {
-  auto reason = impossible(match);
+std::optional<CpuReason> unmatchable(const Flow &flow) {
+  auto reason = impossible(flow);
   for (const FieldRow &row : field_rows()) {
-    if (!reason && !is_comparable(row, match)) {
-      const std::string value = has_place(row, match) ? concat(" ", match[row.field].value) : "";
-      reason = concat("the hardware cannot match ", spelling_in(match, row.field).name, value);
+    if (!reason) {
+      reason = incomparable(row, flow);
     }
   }
   return reason;
+}
+
+// The narrowest match that the hardware has and that covers the flow's.
+Match record_match(const Flow &flow) {
+  if (impossible(flow)) {
+    return match_of_nothing();
+  }
+  Match narrowest = flow.match;
+  for (const FieldRow &row : field_rows()) {
+    if (incomparable(row, flow)) {
+      narrowest[row.field] = {};
+    }
+  }
+  return narrowest;
 }
 
 }  // namespace
@@ -175,25 +200,12 @@ std::vector<Action> raised(const HardwareActions &actions) {
   return list;
 }
 
-Match record_match(const Match &match) {
-  if (impossible(match)) {
-    return match_of_nothing();
-  }
-  Match narrowest = match;
-  for (const FieldRow &row : field_rows()) {
-    if (!is_comparable(row, match)) {
-      narrowest[row.field] = {};
-    }
-  }
-  return narrowest;
-}
-
 bool is_on_cpu(const Flow &flow) {
-  return unmatchable(flow.match) || std::holds_alternative<CpuReason>(lower(flow.actions));
+  return unmatchable(flow) || std::holds_alternative<CpuReason>(lower(flow.actions));
 }
 
 Placement placement_of(const Flow &flow) {
-  Placement placement{.match = record_match(flow.match), .actions = {}, .cpu = unmatchable(flow.match)};
+  Placement placement{.match = record_match(flow), .actions = {}, .cpu = unmatchable(flow)};
   auto actions = lower(flow.actions);
   if (auto *reason = std::get_if<CpuReason>(&actions); reason != nullptr && !placement.cpu) {
     placement.cpu = std::move(*reason);

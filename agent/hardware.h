@@ -43,12 +43,11 @@ struct Placement {
   bool on_cpu() const { return cpu.has_value(); }
 };
 
-// Matches are normalised.
+// Matches are normalised, and it is known what of them is absent.
 Placement placement_of(const Flow &flow);
 
-// Parts of that, in less time.
+// A part of that, in less time.
 bool is_on_cpu(const Flow &flow);
-Match record_match(const Match &match);
 
 // "hardware", "CPU: the hardware cannot change packets".
 std::string to_text(const Placement &placement);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "agent/batch_requests.h"
+#include "agent/flow_check.h"
 #include "agent/pending_changes.h"
 #include "oftab/oftab.h"
 
@@ -55,6 +56,7 @@ void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
   for (const uint32_t seq_no : seq_nos) {
     TableEntry &entry = *table_.find(seq_no);
     entry.change_record();
+    entry.flow.absent = absence_in(device_, entry.flow.match);
     flows.push_back(&entry.flow);
   }
   lost_ = std::move(seq_nos);

@@ -51,6 +51,8 @@ uint32_t some_port(Dice &dice) {
   return test::port(dice.below(4));
 }
 
+const uint32_t kPortChannel = test::port_channel(9);  // comes and goes
+
 // A flow of the plain model.
 struct ModelFlow {
   Match match;
@@ -146,6 +148,7 @@ std::vector<Sent> done_by(const Actions &actions, const Arrival &packet) {
       sent.emplace_back(port == kPortIn ? packet.in_port : port, frame.octets());
     }
   }
+  std::erase_if(sent, [](const Sent &each) { return each.first == kPortChannel; });  // it has no members
   std::ranges::sort(sent);
   return sent;
 }
@@ -234,6 +237,9 @@ class History : public Listener, public Wire {
 
   void run() {
     for (int step = 0; step < kSteps && !testing::Test::HasFailure(); ++step) {
+      if (dice_.one_in(4)) {
+        change_interfaces();
+      }
       send_run();
       send_packets();
       if (dice_.one_in(4)) {
@@ -261,6 +267,31 @@ class History : public Listener, public Wire {
   static test::Rig &booted(test::Rig &rig) {
     rig.sw.boot();
     return rig;
+  }
+
+  // VLAN 5 gets a bridge domain, perhaps another one, or loses it; the port channel comes or goes, or its interface id.
+  void change_interfaces() {
+    auto &interfaces = rig_.sw.interfaces();
+    switch (dice_.below(4)) {
+      case 0:
+        rig_.sw.asic().vlans().remove(5);
+        break;
+      case 1:
+        rig_.sw.asic().vlans().add(5, static_cast<uint16_t>(300 + dice_.below(2)));
+        break;
+      case 2:
+        if (interfaces.exists(kPortChannel)) {
+          interfaces.delete_pc(kPortChannel);
+        } else {
+          interfaces.create_pc(kPortChannel);
+        }
+        break;
+      default:
+        if (interfaces.exists(kPortChannel)) {
+          interfaces.set_intf_id(kPortChannel, std::nullopt);
+        }
+    }
+    agent_.follow_interfaces();
   }
 
   // A match of some fields of a packet that may come, some of them in part.
@@ -311,7 +342,7 @@ class History : public Listener, public Wire {
   }
 
   Arrival random_packet() {
-    Arrival packet{.in_port = some_port(dice_), .fields = {}};
+    Arrival packet{.in_port = dice_.one_in(8) ? kPortChannel : some_port(dice_), .fields = {}};
     test::FrameFields &frame = packet.fields;
     frame.dl_src = dice_.pick(kMacs);
     frame.dl_dst = 0xffffffffff00 + dice_.below(2);
@@ -408,6 +439,9 @@ class History : public Listener, public Wire {
   }
 
   void send(const Arrival &packet) {
+    if (agent_.ports().find(packet.in_port) == nullptr) {
+      return;
+    }
     const test::Octets frame = packet.fields.octets();
     sent_.clear();
     const uint64_t &dropped = agent_.ports().find(packet.in_port)->counts.rx_dropped;

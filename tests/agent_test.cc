@@ -150,9 +150,6 @@ TEST_F(AgentTest, NamesWhatItRefuses) {
   const auto with_actions = [](std::vector<Action> actions) { return numbered(1, 1, std::move(actions)); };
   FlowMod emergency = numbered(1, 1);
   emergency.flow.flags = kEmergency;
-  FlowMod vlan = numbered(1, 1);
-  vlan.flow.match[Field::DlVlan] = {110, kExactVlan};
-  rig_.sw.asic().vlans().remove(110);
   FlowMod taken = numbered(2, 1);
   taken.flow.seq_no = 1;
   Action wrong_application = output_to(kPortController);
@@ -163,7 +160,6 @@ TEST_F(AgentTest, NamesWhatItRefuses) {
   EXPECT_EQ(apply(with_actions({output_to(test::port_channel(9))})), Kind::Port);
   EXPECT_EQ(apply(with_actions({wrong_application})), Kind::Application);
   EXPECT_EQ(apply(emergency), Kind::Emergency);
-  EXPECT_EQ(apply(vlan), Kind::Field);
   EXPECT_EQ(apply(taken), Kind::Number);
   rig_.sw.faults().fail("libsdk_l3_route_stats_create", 1, 77);
   EXPECT_EQ(apply(numbered(1, 1)), Kind::NoCounter);

@@ -16,7 +16,6 @@ std::pair<ErrorType, uint16_t> code_of(Kind kind) {
       return {OFPET_BAD_ACTION, OFPBAC_BAD_ARGUMENT};
     case Kind::NoFanout:
       return {OFPET_BAD_ACTION, OFPBAC_TOO_MANY};
-    case Kind::Field:
     case Kind::Emergency:
       return {OFPET_FLOW_MOD_FAILED, OFPFMFC_UNSUPPORTED};
     case Kind::Overlap:

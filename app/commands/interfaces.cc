@@ -53,6 +53,7 @@ void change_id(Session &session, Arguments &arguments) {
   const auto id = static_cast<uint16_t>(arguments.next_number(0, Interfaces::kInterfaceIds - 1, "an interface id"));
   arguments.finish();
   session.device.change_interface_id(ifindex, id);
+  session.agent.follow_interfaces();
   *session.out << interface_name(ifindex) << " has interface id " << hex(id) << '\n';
 }
 
@@ -118,6 +119,7 @@ void set_vlan(Session &session, Arguments &arguments) {
   } else {
     vlans.add(vlan, static_cast<uint16_t>(number_in(domain, 1, 0x1FFF, "a bridge domain")));
   }
+  session.agent.follow_interfaces();
   *session.out << "VLAN " << vlan << " has bridge domain " << domain.text << '\n';
 }
 

@@ -73,6 +73,7 @@ void create_port_channel(Session &session, Arguments &arguments) {
   const std::vector<uint32_t> ports = remaining_free_ports(session, arguments);
   session.device.interfaces().create_pc(pc);
   change_members(session, pc, ports, &host::Switch::join);
+  session.agent.follow_interfaces();
   *session.out << interface_name(pc) << " created\n";
 }
 
@@ -84,6 +85,7 @@ void delete_port_channel(Session &session, Arguments &arguments) {
     throw TextError(name.column, concat(interface_name(pc), " has members ", interface_names(members)));
   }
   session.device.interfaces().delete_pc(pc);
+  session.agent.follow_interfaces();
   *session.out << interface_name(pc) << " deleted\n";
 }
 
