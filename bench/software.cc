@@ -115,11 +115,9 @@ void pass_packet(benchmark::State &state, bool on_cpu) {
       mods[i].flow.actions.insert(mods[i].flow.actions.begin(), {.kind = Action::Kind::SetDlDst, .value = 5});
     }
   }
-  for (const auto &error : agent.apply(mods)) {
-    if (error) {
-      state.SkipWithError(error->reason.c_str());
-      return;
-    }
+  if (const auto errors = agent.apply(mods); !errors.empty()) {
+    state.SkipWithError(errors.begin()->second.reason.c_str());
+    return;
   }
   uint32_t next = 0;
   agent.packets().receive(port(0), frame_of(1));  // which makes the search
