@@ -106,7 +106,7 @@ class OpenFlowExchange : public OpenFlowSession, public testing::WithParamInterf
     agent_.set_miss(HardwareActions::Kind::Controller);
     session_.begin();
     EXPECT_EQ(answer_to(octets(kHello + GetParam().sent), piece),
-              hex_text(octets("01000008 00000001" + GetParam().answered)));
+              hex_text(octets("01000008 00000000" + GetParam().answered)));
     EXPECT_EQ(session_.ended(), GetParam().ends);
   }
 };
@@ -173,8 +173,8 @@ const Exchange kExchanges[] = {
      "010e0050 00000001 003ffffd 00x36 " + kAdd + "0000 0008 fffd ffff" +
          "010d002a 00000007 ffffffff 0003 0008 0000 0008 fff9 0000 ffx6 0000000000aa 8100 2000 88cc" +
          "010d0026 00000007 ffffffff 0003 0008 0000 0008 fff9 0000 ffx6 0000000000aa 88cc",
-     "010a0024 00000002 00000100 0012 0003 01 00 ffx6 0000000000aa 8100 2000 88cc"
-     "010a0020 00000003 00000101 000e 0003 00 00 ffx6 0000000000aa 88cc"},
+     "010a0024 00000000 00000100 0012 0003 01 00 ffx6 0000000000aa 8100 2000 88cc"
+     "010a0020 00000000 00000101 000e 0003 00 00 ffx6 0000000000aa 88cc"},
     {"FlowsOfAnotherTable",
      "010e0048 00000001" + kAny + kAdd + "01100038 00000002 0002 0000 003fffff 00x36 01 00 ffff" +
          "01100038 00000003 0002 0000 003fffff 00x36 00 00 ffff",
@@ -182,7 +182,7 @@ const Exchange kExchanges[] = {
     {"RemovedFlow",
      "010e0048 00000001" + kTcp + "00000000000000c0 0000 0005 0000 8000 ffffffff ffff 0001" + "010e0048 00000002" +
          kAny + "0000000000000000 0003 0000 0000 0000 ffffffff ffff 0000",
-     "010b0058 00000002" + kTcp + "00000000000000c0 8000 02 00 00000000 00000000 0005 0000" +
+     "010b0058 00000000" + kTcp + "00000000000000c0 8000 02 00 00000000 00000000 0005 0000" +
          "0000000000000000 0000000000000000"},
     {"ErrorsInOrderBeforeTheBarrier",
      "010e0050 00000001" + kAny + kAdd + "000c 0008 00000000" + "010e0048 00000002" + kAny + kAdd +
@@ -195,7 +195,7 @@ const Exchange kExchanges[] = {
     {"PortModOfAnotherAddress", "010f0020 00000007 0001 020000000002 00000000 00000000 00000000 00000000",
      "0101002c 00000007 0004 0001 010f002000000007 0001 020000000002 00000000 00000000 00000000 00000000"},
     {"PortMod", "010f0020 00000007 0002 020000010002 0000003f 00000030 00000000 00000000",
-     "010c0040 00000002 02 00000000000000 0002 020000010002 457468312f32 00x10 00000030 00000000 00000140 00000000"
+     "010c0040 00000000 02 00000000000000 0002 020000010002 457468312f32 00x10 00000030 00000000 00000140 00000000"
      "00000140 00000000"},
     {"PacketOutWithActionsBehindIt", "010d0010 00000007 ffffffff ffff 0008",
      "0101001c 00000007 0001 0006 010d001000000007 ffffffff ffff 0008"},
@@ -207,10 +207,10 @@ const Exchange kExchanges[] = {
     {"PacketOutFromPort0", "010d0010 00000007 ffffffff 0000 0000",
      "0101001c 00000007 0001 0005 010d001000000007 ffffffff 0000 0000"},
     {"MissedPacket", "010d0026 00000007 ffffffff 0003 0008 0000 0008 fff9 0000 ffx6 0000000000aa 88cc",
-     "010a0020 00000002 00000100 000e 0003 00 00 ffx6 0000000000aa 88cc"},
+     "010a0020 00000000 00000100 000e 0003 00 00 ffx6 0000000000aa 88cc"},
     {"MissedPacketCutToNothing",
      "0109000c 00000001 0000 0000 010d0026 00000007 ffffffff 0003 0008 0000 0008 fff9 0000 ffx6 0000000000aa 88cc",
-     "010a0012 00000002 00000100 000e 0003 00 00"},
+     "010a0012 00000000 00000100 000e 0003 00 00"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, OpenFlowExchange, testing::ValuesIn(kExchanges), test::case_name);
@@ -230,7 +230,7 @@ TEST_P(OpenFlowRefusal, QuotesTheRequestAndChangesNothing) {
   session_.begin();
   EXPECT_EQ(
       answer_to(octets(kHello + request), 65536),
-      hex_text(octets("01000008 00000001 0101004c 00000007" + GetParam().type_and_code)) + request.substr(0, 128));
+      hex_text(octets("01000008 00000000 0101004c 00000007" + GetParam().type_and_code)) + request.substr(0, 128));
   EXPECT_EQ(agent_.flows().size(), 0);
 }
 

@@ -56,6 +56,9 @@ class Session {
   uint64_t dropped_packet_ins() const { return dropped_packet_ins_; }
 
  private:
+  // The xid of messages that answer none: no request should have it, so that nobody takes them for the answer.
+  static constexpr uint32_t kUnasked = 0;
+
   // How a type of message is received: the sizes that its body can have, and what is done with it.
   struct Kind {
     size_t least;
@@ -118,7 +121,6 @@ class Session {
   bool established_ = false;
   std::string end_reason_;
   uint16_t miss_send_len_ = 128;
-  uint32_t next_xid_ = 1;
   uint64_t dropped_packet_ins_ = 0;
 
   std::vector<Message> run_;  // of the flow-mods that the agent has begun to apply

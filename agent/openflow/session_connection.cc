@@ -16,11 +16,11 @@ constexpr uint32_t kActions = (1U << (static_cast<unsigned>(Action::Kind::Enqueu
 }  // namespace
 
 void Session::begin() {
-  compose(OFPT_HELLO, next_xid_++);
+  compose(OFPT_HELLO, kUnasked);
 }
 
 void Session::probe() {
-  compose(OFPT_ECHO_REQUEST, next_xid_++);
+  compose(OFPT_ECHO_REQUEST, kUnasked);
 }
 
 // The lower of both versions holds; what a peer adds to its hello is not looked at.

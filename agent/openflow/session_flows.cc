@@ -52,16 +52,15 @@ void Session::tell(const RemovedFlow &removed) {
   }
   const Duration duration(agent_.now() - entry.added);
   const Counts counts = entry.counts();
-  compose(OFPT_FLOW_REMOVED, next_xid_++)
-      << wire::FlowRemoved{.match = encode_match(entry.flow.match),
-                           .cookie = entry.flow.cookie,
-                           .priority = static_cast<uint16_t>(priority_of(entry.flow)),
-                           .reason = static_cast<uint8_t>(removed.reason),
-                           .duration_sec = duration.seconds,
-                           .duration_nsec = duration.nanoseconds,
-                           .idle_timeout = entry.flow.idle_timeout,
-                           .packet_count = counts.packets,
-                           .byte_count = counts.bytes};
+  compose(OFPT_FLOW_REMOVED, kUnasked) << wire::FlowRemoved{.match = encode_match(entry.flow.match),
+                                                            .cookie = entry.flow.cookie,
+                                                            .priority = static_cast<uint16_t>(priority_of(entry.flow)),
+                                                            .reason = static_cast<uint8_t>(removed.reason),
+                                                            .duration_sec = duration.seconds,
+                                                            .duration_nsec = duration.nanoseconds,
+                                                            .idle_timeout = entry.flow.idle_timeout,
+                                                            .packet_count = counts.packets,
+                                                            .byte_count = counts.bytes};
 }
 
 void Session::finish_run() {

@@ -56,12 +56,12 @@ bool Session::tell(const PacketIn &packet) {
     ++dropped_packet_ins_;
     return false;
   }
-  compose(OFPT_PACKET_IN, next_xid_++) << wire::PacketIn{.buffer_id = packet.buffer_id,
-                                                         .total_len = static_cast<uint16_t>(
-                                                             std::min<size_t>(packet.frame.size(), UINT16_MAX)),
-                                                         .in_port = number_of(packet.in_port),
-                                                         .reason = static_cast<uint8_t>(packet.reason)}
-                                       << packet.frame.first(packet.length_to_send(miss_send_len_));
+  compose(OFPT_PACKET_IN, kUnasked) << wire::PacketIn{.buffer_id = packet.buffer_id,
+                                                      .total_len = static_cast<uint16_t>(
+                                                          std::min<size_t>(packet.frame.size(), UINT16_MAX)),
+                                                      .in_port = number_of(packet.in_port),
+                                                      .reason = static_cast<uint8_t>(packet.reason)}
+                                    << packet.frame.first(packet.length_to_send(miss_send_len_));
   return true;
 }
 

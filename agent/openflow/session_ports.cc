@@ -22,8 +22,8 @@ void Session::port_mod(const Message &message) {
 
 void Session::tell(const PortChange &change) {
   if (established_) {
-    compose(OFPT_PORT_STATUS, next_xid_++)
-        << wire::PortStatus{.reason = static_cast<uint8_t>(change.reason), .desc = encode_port(change.port)};
+    compose(OFPT_PORT_STATUS, kUnasked) << wire::PortStatus{.reason = static_cast<uint8_t>(change.reason),
+                                                            .desc = encode_port(change.port)};
   }
 }
 
