@@ -4,7 +4,8 @@ import socket
 import struct
 
 HELLO, ERROR, ECHO_REQUEST, ECHO_REPLY, PACKET_IN, PACKET_OUT, STATS_REQUEST, STATS_REPLY = 0, 1, 2, 3, 10, 13, 16, 17
-BARRIER_REQUEST, BARRIER_REPLY = 18, 19
+FLOW_MOD, BARRIER_REQUEST, BARRIER_REPLY = 14, 18, 19
+NO_BUFFER = 0xFFFFFFFF
 
 # A packet-out of 14 octets from no port to the controllers.
 TO_CONTROLLERS = bytes.fromhex("ffffffff ffff 0008 0000 0008 fffd ffff ffffffffffff 0000000000aa 88b5")
@@ -13,6 +14,12 @@ DESCRIPTION = bytes.fromhex("0000 0000")
 
 def message(kind, body=b"", xid=7):
     return struct.pack("!BBHI", 1, kind, 8 + len(body), xid) + body
+
+
+def added_flow(wildcards, in_port, priority, actions=b""):
+    """The body of a flow-mod."""
+    match = struct.pack("!IH34x", wildcards, in_port)
+    return match + struct.pack("!QHHHHIHH", 0, 0, 0, 0, priority, NO_BUFFER, 0xFFFF, 0) + actions
 
 
 class Peer:

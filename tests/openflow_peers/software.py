@@ -15,11 +15,10 @@ except ImportError:
     print("skipped: scapy is not installed")
     sys.exit(77)
 
-from peer import BARRIER_REPLY, BARRIER_REQUEST, PACKET_IN, PACKET_OUT, Peer
+from peer import BARRIER_REPLY, BARRIER_REQUEST, FLOW_MOD, NO_BUFFER, PACKET_IN, PACKET_OUT, Peer, added_flow
 from switch import Switch
 
-FLOW_MOD, CONTROLLER, TABLE = 14, 0xFFFD, 0xFFF9
-NO_BUFFER = 0xFFFFFFFF
+CONTROLLER, TABLE = 0xFFFD, 0xFFF9
 
 FRAMES = [Ether(dst="02:00:00:00:00:01", src="02:00:00:00:00:02") / rest for rest in (
     IP(src="10.0.0.1", dst="10.255.0.2", tos=0x2D) / TCP(sport=1025, dport=80, flags="S") / Raw(b"odd"),
@@ -124,12 +123,6 @@ def packet_out(peer, data, actions):
     peer.send(PACKET_OUT, struct.pack("!IHH", NO_BUFFER, 1, len(actions)) + actions + data)
 
 
-def enter_flow(peer, actions):
-    """In place of the one before: it takes all packets."""
-    match = struct.pack("!I", 0x3FFFFF) + bytes(36)
-    peer.send(FLOW_MOD, match + struct.pack("!QHHHHIHH", 0, 0, 0, 0, 100, NO_BUFFER, 0xFFFF, 0) + actions)
-
-
 def packet_in(peer):
     return peer.wait_for(PACKET_IN)[10:]
 
@@ -139,7 +132,7 @@ def main():
         peer = Peer.of(switch.endpoint)
         for changes in LISTS:
             actions = b"".join(action(*each) for each in changes) + output(CONTROLLER)
-            enter_flow(peer, actions)
+            peer.send(FLOW_MOD, added_flow(0x3FFFFF, 0, 100, actions))  # of all packets, in place of the one before
             for frame in FRAMES:
                 wanted = expected(frame, changes)
                 for what, through in (("packet-out", actions), ("flow", output(TABLE))):
