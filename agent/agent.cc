@@ -100,11 +100,14 @@ FlowModErrors Agent::finish_changes() {
   return std::move(results.errors);
 }
 
-FlowModErrors Agent::apply(std::span<const FlowMod> mods) {
+FlowModErrors Agent::apply(std::span<const FlowMod> mods) try {
   for (const FlowMod &mod : mods) {
     change(FlowMod(mod));
   }
   return finish_changes();
+} catch (...) {
+  abandon_changes();
+  throw;
 }
 
 void Agent::abandon_changes() {
@@ -133,7 +136,7 @@ bool Agent::set_miss(HardwareActions::Kind kind) {
                              [this](const Bytes &request) { return succeeds(device_, request); });
 }
 
-void Agent::advance(Time by) {
+void Agent::advance(Time by) try {
   catch_up();
   const Time until = now_ + by;
   tell_removed(changes_.finish_failed(now_));
@@ -146,6 +149,9 @@ void Agent::advance(Time by) {
   }
   move_to(until);
   notice_interfaces();
+} catch (...) {
+  abandon_changes();
+  throw;
 }
 
 void Agent::catch_up() {

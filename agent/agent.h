@@ -67,7 +67,7 @@ class Agent {
   void change(FlowMod &&mod);
   FlowModErrors finish_changes();
   FlowModErrors apply(std::span<const FlowMod> mods);
-  void abandon_changes();  // of a run that an exception has ended
+  void abandon_changes();  // of a run that an exception has ended, and reads the library's table instead
   const FlowTable &flows() const { return flows_; }
   bool purge();  // false when it failed
   void reread();

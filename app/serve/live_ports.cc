@@ -20,8 +20,8 @@ LivePorts::~LivePorts() {
 void LivePorts::wait() {
   frames_.async_wait(asio::posix::stream_descriptor::wait_read, [this](std::error_code problem) {
     if (!problem) {
+      wait();  // first: frames are waited for whatever those at hand bring about
       panel_.receive();
-      wait();
     }
   });
 }

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <utility>
 
+#include "agent/text.h"
 #include "app/terminal/signals.h"
 
 namespace app {
@@ -53,6 +54,14 @@ void Service::open_console(const std::string &path) {
   console_ = std::make_unique<ConsoleSocket>(context_, path, session_);
 }
 
+// What nobody else has caught ends what was being done, and not the switch.
+template <typename Work>
+void Service::survive(Work work) try {
+  work();
+} catch (const std::exception &error) {
+  log_line(agent::concat("error: ", error.what()));
+}
+
 void Service::run() {
   clock_.start();
   asio::signal_set signals(context_, SIGTERM, SIGINT);
@@ -61,7 +70,9 @@ void Service::run() {
       context_.stop();
     }
   });
-  context_.run();
+  while (!context_.stopped()) {
+    survive([this] { context_.run(); });
+  }
   log_line("ends");
 }
 
@@ -75,7 +86,7 @@ bool Service::wait_for_input(int descriptor) {
     watch(descriptor);
   }
   context_.restart();
-  context_.run_one();
+  survive([this] { context_.run_one(); });
   return std::exchange(has_input_, false);
 }
 
@@ -83,7 +94,7 @@ bool Service::serve_for(std::chrono::milliseconds time) {
   const auto end = std::chrono::steady_clock::now() + time;
   context_.restart();
   while (!interrupted() && std::chrono::steady_clock::now() < end) {
-    context_.run_one_until(end);
+    survive([&] { context_.run_one_until(end); });
   }
   return !interrupted();
 }

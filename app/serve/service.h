@@ -51,6 +51,8 @@ class Service {
   void follow_commands() { agent_.reread(); }
 
  private:
+  template <typename Work>
+  void survive(Work work);
   void watch(int descriptor);
 
   Session &session_;

@@ -33,8 +33,8 @@ void WallClock::wait() {
   timer_.expires_after(kTick);
   timer_.async_wait([this](std::error_code problem) {
     if (!problem) {
+      wait();  // first: the clock goes on whatever the tick throws
       tick_();
-      wait();
     }
   });
 }

@@ -215,7 +215,7 @@ Response Model::set_catch_all(const Action &action) {
   if (action.type == OFTAB_ACTION_CONTROLLER) {
     catch_all_.cpu_code = 4;
   }
-  if (action.type != OFTAB_ACTION_OUTPORT && action.type != OFTAB_ACTION_REDIRECT) {
+  if (oftab_has_output_list(action.type) == 0) {
     catch_all_.verdict = action.type == OFTAB_ACTION_DENY ? Verdict::Drop : Verdict::Forward;
   }
   return response;
