@@ -177,7 +177,7 @@ std::optional<AgentError> PacketPath::release(uint32_t buffer_id, const std::vec
 }
 
 // The switch itself takes nothing, so what is sent to LOCAL ends there.
-void PacketPath::output(const Action &action, uint32_t in_port, Frame frame) {
+void PacketPath::output(const Action &action, uint32_t in_port, Frame frame, Reached &reached) {
   switch (const auto port = static_cast<uint32_t>(action.value); port) {
     case kPortIn:
       return transmit(in_port, frame);
@@ -194,7 +194,7 @@ void PacketPath::output(const Action &action, uint32_t in_port, Frame frame) {
     case kPortLocal:
       return;
     default:
-      return replicate(port, in_port, frame);
+      return replicate(port, in_port, frame, reached);
   }
 }
 
@@ -227,13 +227,12 @@ void PacketPath::transmit(uint32_t ifindex, Frame frame) {
   }
 }
 
-// As the hardware sends: of a port channel, each member does, but nothing goes back.
-void PacketPath::replicate(uint32_t ifindex, uint32_t in_port, Frame frame) {
-  if (ifindex != in_port) {
-    for (const uint32_t each : ports_.behind(ifindex)) {
-      if (each != in_port) {
-        leave_by(each, frame);
-      }
+// As the hardware sends: of a port channel, each member does. Nothing goes back out of the front-panel port that it
+// came in by, nor twice out of one that two outputs lead to.
+void PacketPath::replicate(uint32_t ifindex, uint32_t in_port, Frame frame, Reached &reached) {
+  for (const uint32_t each : ports_.behind(ifindex)) {
+    if (each != in_port && reached.try_emplace(each, ifindex).first->second == ifindex) {
+      leave_by(each, frame);
     }
   }
 }

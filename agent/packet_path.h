@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <variant>
 #include <vector>
@@ -94,16 +95,19 @@ class PacketPath : public host::ports::Receiver {
   std::optional<AgentError> release(uint32_t buffer_id, const std::vector<Action> &actions);
 
  private:
+  // The front-panel ports that a packet has left by, and the port or port channel that each was reached by first.
+  using Reached = std::map<uint32_t, uint32_t>;
+
   void look_up(uint32_t in_port, Frame frame);
   void admit(const Packet &packet, Frame frame);
   void serve(const Packet &packet, Frame frame);
   void act(const Packet &packet, Frame frame, const host::asic::Fate &fate);
   void punt(uint32_t in_port, Frame frame, const host::asic::Fate &fate);
   void perform(std::span<const Action> actions, uint32_t in_port, Frame frame);
-  void output(const Action &action, uint32_t in_port, Frame frame);
+  void output(const Action &action, uint32_t in_port, Frame frame, Reached &reached);
   void flood(uint32_t in_port, Frame frame, bool all);
   void transmit(uint32_t ifindex, Frame frame);
-  void replicate(uint32_t ifindex, uint32_t in_port, Frame frame);
+  void replicate(uint32_t ifindex, uint32_t in_port, Frame frame, Reached &reached);
   void leave_by(uint32_t ifindex, Frame frame);
   void forward_normally(uint32_t in_port, const host::asic::PacketHeader &packet, Frame frame);
   uint32_t logical_port(uint32_t ifindex) const;

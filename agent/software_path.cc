@@ -66,9 +66,10 @@ const TableEntry *PacketPath::take(const Packet &packet) {
 void PacketPath::perform(std::span<const Action> actions, uint32_t in_port, Frame frame) {
   const auto checksum = device_.ports().checksum_is_due() ? TransportChecksum::Due : TransportChecksum::Complete;
   std::vector<uint8_t> changed;
+  Reached reached;
   for (const Action &action : actions) {
     if (!changes_packets(action.kind)) {
-      output(action, in_port, frame);
+      output(action, in_port, frame, reached);
       continue;
     }
     if (changed.empty()) {
@@ -76,6 +77,7 @@ void PacketPath::perform(std::span<const Action> actions, uint32_t in_port, Fram
     }
     rewrite(changed, action, checksum);
     frame = changed;
+    reached.clear();
   }
 }
 

@@ -56,6 +56,11 @@ class AgentTest : public testing::Test, public Listener, public Wire {
     return mod;
   }
 
+  static FlowMod deletion_of(FlowMod mod) {
+    mod.command = Command::DeleteStrict;
+    return mod;
+  }
+
   std::optional<Kind> apply(const FlowMod &mod) {
     const auto errors = agent_.apply({&mod, 1});
     return errors.empty() ? std::nullopt : std::optional(errors.at(0).kind);
@@ -65,7 +70,12 @@ class AgentTest : public testing::Test, public Listener, public Wire {
     packet_ins_.push_back(packet);
     return true;
   }
-  void flow_removed(const RemovedFlow &removed) override { removed_.push_back(*removed.entry.flow.priority); }
+  void flow_removed(const RemovedFlow &removed) override {
+    if (failing_) {
+      throw std::runtime_error("no memory");
+    }
+    removed_.push_back(*removed.entry.flow.priority);
+  }
   void port_changed(const PortChange &change) override { changes_.emplace_back(change.reason, change.port.name); }
   void transmit(uint32_t ifindex, Frame frame) override {
     EXPECT_EQ(frame.size(), arp_frame().size());
@@ -76,6 +86,7 @@ class AgentTest : public testing::Test, public Listener, public Wire {
   Agent agent_{booted(rig_).sw};
   std::vector<PacketIn> packet_ins_;
   std::vector<uint32_t> removed_;
+  bool failing_ = false;
   std::vector<std::pair<PortChange::Reason, std::string>> changes_;
   std::vector<uint32_t> sent_;  // ports, from 1
 };
@@ -108,6 +119,23 @@ TEST_F(AgentTest, BatchesKeepTheOrderInFewRequests) {
     }
     agent_.apply(deletions);
   }
+}
+
+// What a listener throws ends what it was told of, and nothing else: the agent's table stays the library's.
+TEST_F(AgentTest, SurvivesExceptionsOfListeners) {
+  FlowMod flow = numbered(1, 1, {output_to(port(8))});
+  flow.flow.hard_timeout = 5;
+  agent_.apply(std::vector{flow, numbered(2, 2), numbered(3, 3)});
+  failing_ = true;
+  EXPECT_THROW(agent_.advance(std::chrono::seconds(6)), std::runtime_error);
+  EXPECT_THROW(agent_.apply(std::vector{deletion_of(numbered(2, 2)), numbered(4, 4)}), std::runtime_error);
+  failing_ = false;
+  agent_.advance(std::chrono::seconds(6));
+  EXPECT_EQ(apply(numbered(5, 5)), std::nullopt);
+  EXPECT_THAT(agent_.audit(), testing::IsEmpty());
+  EXPECT_EQ(agent_.flows().find(numbered(1, 1).flow.match, 1), nullptr);
+  EXPECT_NE(agent_.flows().find(numbered(3, 3).flow.match, 3), nullptr);
+  EXPECT_NE(agent_.flows().find(numbered(5, 5).flow.match, 5), nullptr);
 }
 
 TEST_F(AgentTest, RanksExactMatchesAboveAllOthers) {
@@ -211,11 +239,11 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
   EXPECT_EQ(agent_.ports().find(port(9))->counts.tx_packets, 5U);
 }
 
-// The same ports and counts, whoever serves the flow.
-TEST_F(AgentTest, SendsToEachMemberOfAPortChannelButTheIngressPort) {
+// The same ports and counts, whoever serves the flow, which names a member of the port channel as well.
+TEST_F(AgentTest, SendsOnceToEachMemberOfAPortChannelButTheIngressPort) {
   const auto &channel = agent_.ports().find(test::port_channel(1))->counts;
   for (const uint64_t on_cpu : {0U, 1U}) {
-    FlowMod flow = numbered(1, 1, {output_to(test::port_channel(1)), output_to(port(9))});
+    FlowMod flow = numbered(1, 1, {output_to(test::port_channel(1)), output_to(port(4)), output_to(port(9))});
     flow.flow.match = {};
     if (on_cpu == 1) {
       flow.flow.actions.insert(flow.flow.actions.begin(), {.kind = Action::Kind::SetDlSrc, .value = 1});
@@ -224,9 +252,11 @@ TEST_F(AgentTest, SendsToEachMemberOfAPortChannelButTheIngressPort) {
     for (const uint32_t in_port : {0U, 4U}) {
       agent_.packets().receive(port(in_port), arp_frame());
     }
+    agent_.packets().send(
+        {.in_port = test::port_channel(1), .actions = {output_to(kPortTable)}, .packet = arp_frame()});
     std::ranges::sort(sent_);
-    EXPECT_EQ(std::exchange(sent_, {}), (std::vector<uint32_t>{5, 6, 6, 10, 10}));
-    EXPECT_EQ(channel.tx_packets, 3 * (on_cpu + 1));
+    EXPECT_EQ(std::exchange(sent_, {}), (std::vector<uint32_t>{5, 5, 6, 6, 6, 10, 10, 10}));
+    EXPECT_EQ(channel.tx_packets, 5 * (on_cpu + 1));
     EXPECT_EQ(channel.rx_bytes, 60 * (on_cpu + 1));
   }
 }
