@@ -53,7 +53,7 @@ FlowModResults FlowChanges::follow_interfaces(Time now) {
     by.flow.absent = absence_in(device_, by.flow.match);
     by.change_record();
     mod_ = mods_++;
-    replace(entry, std::move(by), std::nullopt);
+    replace(entry, std::move(by), seq_no);  // by which people know the flow
   }
   return finish();
 }
