@@ -111,7 +111,9 @@ void FlowChanges::modify() {
     return add();
   }
   for (TableEntry *entry : entries) {
-    modify(*entry);
+    if (entry->flow.actions != change_.flow.actions) {
+      modify(*entry);
+    }
   }
 }
 
