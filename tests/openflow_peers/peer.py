@@ -32,6 +32,7 @@ class Peer:
     def of(cls, endpoint, receive_buffer=None):
         """One that connects to where a switch listens."""
         connection = socket.socket()
+        connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         if receive_buffer:
             connection.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, receive_buffer)
         address, port = endpoint.split(":")[1:]
