@@ -111,9 +111,7 @@ void FlowChanges::modify() {
     return add();
   }
   for (TableEntry *entry : entries) {
-    if (entry->flow.actions != change_.flow.actions) {
-      modify(*entry);
-    }
+    modify(*entry);
   }
 }
 
