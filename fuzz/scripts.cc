@@ -14,107 +14,34 @@ namespace {
 
 using fuzz::require;
 
-// A byte chooses a word. Nothing that leaves the process, or that breaks the hardware on purpose.
-const std::vector<std::string_view> kWords = {
-    "\n",
-    "\n",
-    ";",
-    " ",
-    "\"",
-    "#",
-    "add-flow",
-    "mod-flow",
-    "del-flow",
-    "flows",
-    "compact",
-    "purge",
-    "catch-all",
-    "packet",
-    "explain",
-    "explain all",
-    "shadowed",
-    "unused",
-    "tables",
-    "map",
-    "trees",
-    "audit",
-    "counters",
-    "stats list",
-    "stats all",
-    "advance",
-    "interface",
-    "add",
-    "delete",
-    "openflow",
-    "on",
-    "off",
-    "port-channel",
-    "create",
-    "join",
-    "leave",
-    "show",
-    "policy",
-    "sw-table",
-    "tcam",
-    "2000",
-    "4095",
-    "4096",
-    "1",
-    "2",
-    "5",
-    "47",
-    "pc1",
-    "pc2",
-    "Eth1/3",
-    "seq=1",
-    "seq=2",
-    "priority=7",
-    "priority=9",
-    ",",
-    "in_port=1",
-    "dl_vlan=7",
-    "tcp",
-    "udp",
-    "arp",
-    "tp_dst=80",
-    "nw_dst=10.0.0.0/8",
-    "actions=",
-    "output:2",
-    "output:pc1",
-    "drop",
-    "normal",
-    "controller",
-    "vlan",
-    "none",
-    "trace",
-    "failures",
-    "ring",
-    "help",
-    "top",
-    "cou",
-    "port-channel j",
-    "echo",
-    "\xc3\xa9",
-    "\x1b[31m",
-    "top=3",
-    "10s",
-    "-v",
-    "cpu",
-    "rate=9",
-    "capacity",
-    "counters",
-    "save /dev/null",
-    "normal,controller",
-    "mod_vlan_pcp:3",
-    "enqueue:1:2",
-    "dl_vlan=",
-    "in_port=",
-};
+// A byte chooses a word of these, between bars. Nothing that leaves the process, or that breaks the hardware on
+// purpose.
+constexpr std::string_view kVocabulary =
+    "\n|\n|;| |\"|#|add-flow|mod-flow|del-flow|flows|compact|purge|catch-all|packet|explain|explain all|shadowed|"
+    "unused|tables|map|trees|audit|counters|stats list|stats all|advance|interface|add|delete|openflow|on|off|"
+    "port-channel|create|join|leave|show|policy|sw-table|tcam|2000|4095|4096|1|2|5|47|pc1|pc2|Eth1/3|seq=1|seq=2|"
+    "priority=7|priority=9|,|in_port=1|dl_vlan=7|tcp|udp|arp|tp_dst=80|nw_dst=10.0.0.0/8|actions=|output:2|"
+    "output:pc1|drop|normal|controller|vlan|none|trace|failures|ring|help|top|cou|port-channel j|echo|\xc3\xa9|"
+    "\x1b[31m|top=3|10s|-v|cpu|rate=9|capacity|counters|save /dev/null|normal,controller|mod_vlan_pcp:3|"
+    "enqueue:1:2|dl_vlan=|in_port=";
+
+std::vector<std::string> words_of(std::string_view vocabulary) {
+  std::vector<std::string> words(1);
+  for (const char byte : vocabulary) {
+    if (byte == '|') {
+      words.emplace_back();
+    } else {
+      words.back() += byte;
+    }
+  }
+  return words;
+}
 
 std::string script_of(std::string_view bytes) {
+  static const std::vector<std::string> words = words_of(kVocabulary);
   std::string script;
   for (const char byte : bytes) {
-    script += kWords[static_cast<unsigned char>(byte) % kWords.size()];
+    script += words[static_cast<unsigned char>(byte) % words.size()];
     script += script.ends_with(',') || script.ends_with('=') || script.ends_with('"') ? "" : " ";
   }
   return script;

@@ -45,6 +45,11 @@ const std::string kExactTcp =
     "00000000 0003 0000000000aa 0000000000bb ffff 00 00 0800 00 06 0000 0a000001 0a000002 0050 0051 ";
 // Behind the wildcards: SCTP to 10.0.0.0/8, up to the transport ports.
 const std::string kSctpFrom = "00x18 0800 00 84 0000 00000000 0a000000 ";
+// A TCP segment of an Ethernet frame, and what the actions that change packets make of it behind the tag.
+const std::string kSegment =
+    "0800 452d002b000100004006659e 0a000001 0aff0002 0401 0050 0000000000000000 50022000 a3280000 6f6464 ";
+const std::string kChangedSegment =
+    "0800 45b9002b000100004006b464 01020304 c0a80101 0201 1f90 0000000000000000 50022000 d53a0000 6f6464 ";
 const std::string kAdd = "00000000000000c0 0000 0000 0000 8000 ffffffff ffff 0000 ";
 
 struct Exchange {
@@ -175,6 +180,15 @@ const Exchange kExchanges[] = {
          "010d0026 00000007 ffffffff 0003 0008 0000 0008 fff9 0000 ffx6 0000000000aa 88cc",
      "010a0024 00000000 00000100 0012 0003 01 00 ffx6 0000000000aa 8100 2000 88cc"
      "010a0020 00000000 00000101 000e 0003 00 00 ffx6 0000000000aa 88cc"},
+    {"ChangedPackets",
+     "010d00a9 00000007 ffffffff 0003 0060 0001 0008 0ffe 0000 0002 0008 05 000000 0004 0010 0a0b0c0d0e0f 00x6 "
+     "0005 0010 ffx6 00x6 0006 0008 01020304 0007 0008 c0a80101 0008 0008 b8 000000 0009 0008 0201 0000"
+     "000a 0008 1f90 0000 0000 0008 fffd ffff 020000000001 020000000002" +
+         kSegment +
+         "010d005d 00000007 ffffffff 0003 0010 0003 0008 00000000 0000 0008 fffd ffff ffx6 0a0b0c0d0e0f 8100 affe" +
+         kChangedSegment,
+     "010a004f 00000000 00000100 003d 0003 01 00 ffx6 0a0b0c0d0e0f 8100 affe" + kChangedSegment +
+         "010a004b 00000000 00000101 0039 0003 01 00 ffx6 0a0b0c0d0e0f" + kChangedSegment},
     {"FlowsOfAnotherTable",
      "010e0048 00000001" + kAny + kAdd + "01100038 00000002 0002 0000 003fffff 00x36 01 00 ffff" +
          "01100038 00000003 0002 0000 003fffff 00x36 00 00 ffff",

@@ -4,7 +4,6 @@ import ctypes
 import json
 import os
 import re
-import shutil
 import socket
 import struct
 import subprocess
@@ -12,33 +11,16 @@ import sys
 import threading
 import time
 
-sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../examples"))
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path += [os.path.join(HERE, part) for part in ("../openflow_peers", "../../examples")]
 
 from isolation import is_permitted, isolate
-
-SKIPPED = 77
-PATIENCE = 10  # seconds until something that has to happen is given up
+from switch import SKIPPED, require, run, until
 
 _libc = ctypes.CDLL(None, use_errno=True)
 _CLONE_NEWNET = 0x40000000
 _SOL_PACKET, _PACKET_AUXDATA, _VLAN_VALID = 263, 8, 1 << 4
 _ETH_P_ALL, _PACKET_OUTGOING = 3, 4
-
-
-def run(*words, status=0):
-    """What a program prints on both of its outputs."""
-    done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=60)
-    assert done.returncode == status, f"{' '.join(words)}: {done.returncode}\n{done.stdout}"
-    return done.stdout
-
-
-def until(condition, what):
-    """Waits for a condition to hold; its value."""
-    deadline = time.monotonic() + PATIENCE
-    while not (value := condition()):
-        assert time.monotonic() < deadline, f"it never came that {what}"
-        time.sleep(0.01)
-    return value
 
 
 def quieten(*prefix):
@@ -179,9 +161,9 @@ def frame(to, sender, kind=0x88B5, tag=None, payload=b"payload"):
 
 def main(scenarios, count, *programs):
     """Runs scenarios, each with hosts 1 to a count; skipped where those or a program cannot be."""
-    missing = [each for each in programs if shutil.which(each) is None]
-    if os.geteuid() != 0 or not is_permitted() or missing:
-        print("skipped: network namespaces are not permitted here, or missing:", *missing)
+    require(*programs)
+    if os.geteuid() != 0 or not is_permitted():
+        print("skipped: network namespaces are not permitted here")
         sys.exit(SKIPPED)
     isolate("-B")
     quieten()

@@ -1,25 +1,19 @@
 # SPDX-License-Identifier: Apache-2.0
 """As much of an OpenFlow 1.0 controller as the tests need."""
-import os
 import struct
-import sys
 
-sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../openflow_peers"))
-
-from network import PATIENCE
+import network  # knows where the peers are
 from peer import ECHO_REPLY, ECHO_REQUEST, HELLO, PACKET_IN, PACKET_OUT, Peer
 
 PORT_STATUS, PORT_MOD = 12, 15
 PORT_DOWN, NO_RECV, NO_FLOOD, NO_FWD, NO_PACKET_IN = 1 << 0, 1 << 2, 1 << 4, 1 << 5, 1 << 6
 LINK_DOWN = 1
-FLOOD, NO_BUFFER = 0xFFFB, 0xFFFFFFFF
 
 
 class Client(Peer):
     @classmethod
     def to(cls, switch):
-        client = cls.of(f"tcp:127.0.0.1:{switch.openflow_port}")
-        client.connection.settimeout(PATIENCE)
+        client = cls.of(switch.endpoint)
         client.expect(HELLO)
         return client
 
@@ -44,9 +38,8 @@ class Client(Peer):
         buffer, _, port, _ = struct.unpack_from("!IHHB", self.expect(PACKET_IN))
         return buffer, port
 
-    def packet_out(self, out_port, in_port, frame=b"", buffer=NO_BUFFER):
-        action = struct.pack("!HHHH", 0, 8, out_port, 0)
-        self.send(PACKET_OUT, struct.pack("!IHH", buffer, in_port, len(action)) + action + frame)
+    def packet_out(self, buffer, in_port, out_port):
+        self.send(PACKET_OUT, struct.pack("!IHHHHHH", buffer, in_port, 8, 0, 8, out_port, 0))
 
     def port_mod(self, number, address, config, mask):
         self.send(PORT_MOD, struct.pack("!H", number) + address + struct.pack("!III4x", config, mask, 0))

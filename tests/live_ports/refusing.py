@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """What a port cannot lead to."""
-from network import run
-from serving import PROGRAM, Switch
+from serving import Switch
+from switch import PROGRAM, run
 
 COMPLAINTS = (
     ("1", "PORT=INTERFACE"),

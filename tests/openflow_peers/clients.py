@@ -6,7 +6,7 @@ import subprocess
 import tempfile
 import time
 
-from switch import Switch, require
+from switch import Switch, expect, require, run
 
 FLOWS = """\
 priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:2
@@ -40,11 +40,8 @@ class Client:
         self.environment = {**os.environ, "OVS_RUNDIR": switch.directory.name}
 
     def run(self, command, *arguments, status=0, options=()):
-        """What it prints, or complains of where it must fail."""
-        done = subprocess.run(["ovs-ofctl", "-O", "OpenFlow10", *options, command, self.endpoint, *arguments],
-                              capture_output=True, text=True, timeout=60)
-        assert done.returncode == status, f"{command} {arguments}: {done.returncode}\n{done.stdout}{done.stderr}"
-        return done.stdout if status == 0 else done.stderr
+        """What it prints, complaints included."""
+        return run("ovs-ofctl", "-O", "OpenFlow10", *options, command, self.endpoint, *arguments, status=status)
 
     def flows(self, *match):
         """The dump's lines, sorted, without what is counted."""
@@ -63,10 +60,6 @@ def read_until(monitor, text):
         assert line, f"the monitor ended before {text}:\n{seen}"
         seen += line
     return seen
-
-
-def expect(what, seen, wanted):
-    assert seen == wanted, f"{what}:\n{seen}\nwanted:\n{wanted}"
 
 
 def file_of(text):
@@ -119,7 +112,7 @@ def monitors_see_packets(client):
     client.run("packet-out", "in_port=6,packet=ffffffffffff0000000000aa88b5,actions=TABLE")
     seen = read_until(monitor, "dl_type=0x88b5")
     assert "total_len=14 in_port=6 (via no_match)" in seen, seen
-    client.switch.prompt("packet in_port=7,dl_type=0x88b6,len=64")
+    client.switch.run("packet in_port=7,dl_type=0x88b6,len=64")
     seen = read_until(monitor, "dl_type=0x88b6")
     assert "total_len=64 in_port=7 (via no_match)" in seen, seen
     client.run("mod-port", "5", "no-flood")

@@ -89,7 +89,7 @@ def sixteen_controllers_get_every_packet_in():
             peers[3].send(PACKET_OUT, TO_CONTROLLERS)
             for peer in peers:
                 assert peer.wait_for(PACKET_IN)[-2:] == b"\x88\xb5"
-            refusal = switch.prompt("connect tcp:127.0.0.1:1")
+            refusal = switch.run("connect tcp:127.0.0.1:1", status=1)
             assert "there are 16 controllers already" in refusal, refusal
 
 
@@ -136,7 +136,7 @@ def slow_readers_stay_and_delay_nobody():
         for peer in (slow, deaf):
             for _ in range(6000):  # answers of 1068 octets each
                 peer.send(STATS_REQUEST, DESCRIPTION)
-        while switch.prompt("controllers").count("connected") < 3:
+        while switch.run("controllers").count("connected") < 3:
             time.sleep(0.05)
         begun, longest, listed = time.monotonic(), 0, ""
         while listed.count("connected") != 2:  # as long as the deaf one is there
@@ -147,12 +147,12 @@ def slow_readers_stay_and_delay_nobody():
             other.send(BARRIER_REQUEST)
             other.wait_for(BARRIER_REPLY)
             longest = max(longest, time.monotonic() - asked)
-            listed = switch.prompt("controllers")
+            listed = switch.run("controllers")
             time.sleep(0.05)
         assert longest < 2, f"another peer waited for {longest} s"
         assert re.search(r" connected +[1-9]", listed), f"no packet-ins were dropped:\n{listed}"
         slow.wait_for(STATS_REPLY)
-        switch.prompt(f"disconnect tcp:127.0.0.1:{other.connection.getsockname()[1]}")
+        switch.run(f"disconnect tcp:127.0.0.1:{other.connection.getsockname()[1]}")
         while other.read():
             pass
     assert "silent for too long" in switch.log, switch.log
