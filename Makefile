@@ -8,7 +8,8 @@
 # make bench-openflow  flow-mods and dumps through a socket
 # make bench-frames    frames and pings through interfaces (as root)
 # make coverage   lines and branches of the library that the tests reach
-# make mutate     change the library in one place at a time, and tell what no test notices (SAMPLE=100; SAMPLE= for all)
+# make mutate     change the library in one place at a time, and tell what no test notices (SAMPLE=100; SAMPLE= for all;
+#                 RESUME=1 to go on)
 # make soak       a switch's life in random steps (STEPS=100000; SOAK_SEED=N; PRESET=sanitize or UNDER=valgrind)
 # make lint       check format and licence lines, and run clang-tidy
 # make demo       three switches and four hosts in Mininet, under a controller (as root)
@@ -31,6 +32,7 @@ SEED ?= 1
 FUZZ_SECONDS ?= 60
 BENCH_SECONDS ?= 0.1
 SAMPLE ?= 100
+RESUME ?=
 STEPS ?= 100000
 PRESET ?= release
 SOAK_SEED ?= random
@@ -75,8 +77,8 @@ coverage: configure-coverage
 	ctest --preset coverage
 	python3 -B tools/coverage/report.py build/coverage
 
-mutate: coverage
-	python3 -B tools/mutation/mutate.py build/coverage $(SAMPLE)
+mutate: build-coverage build-release
+	python3 -B tools/mutation/mutate.py build/coverage build/release $(SAMPLE:%=--sample %) $(RESUME:%=--resume)
 
 soak: configure-$(PRESET)
 	cmake --build --preset $(PRESET) --target oftab_test

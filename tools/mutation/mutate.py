@@ -13,59 +13,24 @@ import os
 import pathlib
 import queue
 import random
-import re
 import shlex
 import shutil
 import subprocess
 import sys
 import time
 
+import changes
 import reach
 
-LIBRARY = pathlib.Path("lib/oftab")
 EXPLAINED = pathlib.Path(__file__).parent / "explained.txt"
 OUTCOMES = ("killed", "same code", "does not compile", "explained", "SURVIVES")
-
-# What is left alone: comments, texts, preprocessor lines, assertions, which the compiler checks.
-QUIET = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:[^"\\\n]|\\.)*"|^#[^\n]*|\bstatic_assert\([^;]*;', re.MULTILINE | re.DOTALL)
-CHANGES = [(re.compile(pattern), change) for pattern, change in (
-    (r" (==|!=|<=|>=|<|>|&&|\|\||\+|-) ", lambda m: {
-        "==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&": "||", "||": "&&", "+": "-", "-": "+",
-    }[m]),
-    (r"\b(0x[0-9A-Fa-f]+|\d+)(?=[UuLl]*\b)", lambda m: str(int(m, 0) + 1)),
-    (r"\b(OFTAB_ERR_\w+)\b", lambda m: "OFTAB_ERR_FAIL" if m != "OFTAB_ERR_FAIL" else "OFTAB_ERR_INVALID"),
-    (r"\b(OFTAB_OK)\b", lambda m: "OFTAB_ERR_FAIL"),
-    (r"\b(true|false)\b", lambda m: {"true": "false", "false": "true"}[m]),
-    (r"\b(TRACE_(?:ERROR|WARNING))\b", lambda m: "TRACE_DETAIL"),
-    (r"\b(TRACE_(?:ERROR|WARNING|DETAIL)_IN)\b", lambda m: {"TRACE_DETAIL_IN": "TRACE_ERROR_IN"}.get(m, "TRACE_DETAIL_IN")),
-)]
-
-
-class Mutant:
-    def __init__(self, path, text, start, end, change):
-        self.path = path
-        self.text = text[:start] + change + text[end:]
-        self.line = text.count("\n", 0, start) + 1
-        self.source = text.splitlines()[self.line - 1].strip()
-        self.what = f"{text[start:end]} -> {change}"
-        column = start - text.rfind("\n", 0, start)
-        self.name = f"{path}:{self.line}:{column}: {self.what}: {self.source}"
-
-
-def mutants():
-    for path in [*sorted(LIBRARY.rglob("*.cc")), *sorted(LIBRARY.rglob("*.h"))]:
-        text = path.read_text()
-        visible = QUIET.sub(lambda m: re.sub(r"[^\n]", " ", m[0]), text)
-        for pattern, change in CHANGES:
-            for match in pattern.finditer(visible):
-                yield Mutant(path, text, match.start(1), match.end(1), change(match[1]))
 
 
 class Laboratory:
     def __init__(self, coverage, tests):
         commands = json.loads((coverage / "compile_commands.json").read_text())
         self.commands = {os.path.relpath(c["file"]): c for c in commands
-                         if os.path.relpath(c["file"]).startswith(str(LIBRARY))}
+                         if os.path.relpath(c["file"]).startswith(str(changes.LIBRARY))}
         self.program = tests / "bin/oftab_test"
         self.place = coverage / "mutant"
         self.place.mkdir(exist_ok=True)
@@ -171,12 +136,28 @@ def examine(laboratory, chosen, log):
             yield mutant, outcome
 
 
-def survey(found, known, total, explained):
+def read_explanations():
+    lines = EXPLAINED.read_text().splitlines()
+    return {tuple(line.split(" | ")[:3]) for line in lines if not line.startswith("#")}
+
+
+def settled_by(log, chosen, explanations):
+    """What an earlier run found out of the changes; of survivors, those that are explained."""
+    logged = {name: outcome for outcome, name, _ in (line.split("\t") for line in log.read_text().splitlines())}
+    outcomes = {mutant: judged(mutant, logged[mutant.name], explanations) for mutant in chosen if mutant.name in logged}
+    return {mutant: outcome for mutant, outcome in outcomes.items() if outcome != "SURVIVES"}
+
+
+def judged(mutant, outcome, explanations):
+    is_explained = (str(mutant.path), mutant.source, mutant.what) in explanations
+    return "explained" if outcome == "SURVIVES" and is_explained else outcome
+
+
+def survey(found, known, total, explanations):
     """Counts outcomes and shows survivors as they come."""
     counts, started = collections.Counter(known), time.monotonic()
     for done, (mutant, outcome) in enumerate(found, 1):
-        if outcome == "SURVIVES" and (str(mutant.path), mutant.source, mutant.what) in explained:
-            outcome = "explained"
+        outcome = judged(mutant, outcome, explanations)
         counts[outcome] += 1
         if outcome == "SURVIVES":
             print(f"SURVIVES {mutant.name}", flush=True)
@@ -196,18 +177,16 @@ def main():
     parser.add_argument("--resume", action="store_true", help="leave out what the log says was settled")
     options = parser.parse_args()
     laboratory = Laboratory(options.coverage.resolve(), options.tests.resolve())
-    chosen = list(mutants())
+    chosen = list(changes.mutants())
     if options.sample:
         random.seed(options.seed)
         chosen = random.sample(chosen, options.sample)
-    path = laboratory.place / "outcomes.txt"
-    logged = path.read_text().splitlines() if options.resume and path.exists() else []
-    settled = {name: outcome for outcome, name, _ in (line.split("\t") for line in logged) if outcome != "SURVIVES"}
-    known = collections.Counter(settled[mutant.name] for mutant in chosen if mutant.name in settled)
-    chosen = [mutant for mutant in chosen if mutant.name not in settled]
-    explained = {tuple(line.split(" | ")[:3]) for line in EXPLAINED.read_text().splitlines() if not line.startswith("#")}
-    with path.open("a" if options.resume else "w") as log:
-        return 1 if survey(examine(laboratory, chosen, log), known, len(chosen), explained) else 0
+    log = laboratory.place / "outcomes.txt"
+    explanations = read_explanations()
+    settled = settled_by(log, chosen, explanations) if options.resume and log.exists() else {}
+    left = [mutant for mutant in chosen if mutant not in settled]
+    with log.open("a" if options.resume else "w") as file:
+        return 1 if survey(examine(laboratory, left, file), settled.values(), len(left), explanations) else 0
 
 
 if __name__ == "__main__":
