@@ -64,7 +64,7 @@ TEST_F(SwitchTest, OutputsBecomeTheTreesPorts) {
   EXPECT_EQ(hex(find_record(1)->out_ports.port_bitmap),
             "c0e0000000000000000000000000000000000000000000000000000000000001");
   EXPECT_THAT(traced(104), testing::IsSupersetOf({"PC 16000001 mem if index = 1a009000 asic port:10 \n",
-                                                  " 1/5 ,ifindex:0x16000001 asic port:9 \n", "10 \n"}));
+                                                  " 1/5 ,ifindex:0x16000001 asic port:9 \n", "0 \n", "10 \n"}));
   EXPECT_THAT(traced(104), testing::Not(testing::Contains("255 \n")));
 }
 
@@ -77,6 +77,8 @@ TEST_F(SwitchTest, UnknownOutputSetsNoPort) {
 
 TEST_F(SwitchTest, IndicesRiseFromTheLastOneAndWrap) {
   uint32_t index = 0;
+  EXPECT_EQ(g_oftab_mcst_idx_lower, 8192U);
+  EXPECT_EQ(g_oftab_mcst_idx_upper, 12192U);
   for (uint32_t expected = 8192; expected < 8194; ++expected) {
     ASSERT_EQ(oftab_mcst_idx_alloc(&index), 1);
     EXPECT_EQ(index, expected);
@@ -111,6 +113,7 @@ TEST_F(SwitchTest, RefusedIndicesComeLastAndNamedOnesNever) {
   const Flow outward = numbered_flow(1, 30, output({port(1)}));
   const Response response = submit(modify({outward, numbered_flow(1, 30), numbered_flow(2, 20, outward.action)}));
   EXPECT_THAT(response.entry_statuses(), testing::ElementsAre(0, 0, -10));
+  EXPECT_THAT(traced(102), testing::Contains("Failed to allocate mcst idx!"));
   set_up({modify({numbered_flow(2, 20)})});
   for (index = 8192; index < 12191; ++index) {
     ASSERT_EQ(oftab_mcst_idx_dealloc(index), 1);
@@ -120,11 +123,19 @@ TEST_F(SwitchTest, RefusedIndicesComeLastAndNamedOnesNever) {
 TEST_F(SwitchTest, FlowsIndexIsNotReleasedByNumber) {
   EXPECT_EQ(oftab_mcst_idx_dealloc(8192), 0);
   EXPECT_THAT(traced(102), testing::ElementsAre("g_oftab_mcast_idx_bmp is not created yet"));
-  set_up({add({{.action = output({port(1)})}})});
+  set_up({add({numbered_flow(1, 9), numbered_flow(2, 8, output({port(1)}))}), erase({1})});
   for (const uint32_t index : {0U, 8191U, 8192U, 12192U, 0xffffffffU}) {
-    oftab_mcst_idx_dealloc(index);
+    EXPECT_EQ(oftab_mcst_idx_dealloc(index), 0);
   }
   EXPECT_THAT(host::services::set_bits(g_oftab_mcast_idx_bmp), testing::ElementsAre(0));
+
+  // What a direct call converts is the caller's.
+  const Bytes request = add({{.action = output({port(1)})}});
+  oftab_sw_entry_t entry{};
+  EXPECT_EQ(oftab_convert_vmr_to_hw_vmr(&entry, reinterpret_cast<const oftab_flow_t *>(&request[8])), 0);
+  libsdk_mcst_tree_destroy(0, 0, 8193);
+  libsdk_l3_route_stats_destroy(0, entry.stats_id);
+  EXPECT_EQ(oftab_mcst_idx_dealloc(8193), 1);
 }
 
 }  // namespace

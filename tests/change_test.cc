@@ -44,6 +44,9 @@ TEST_F(ChangeTest, DeletionReleasesAndErasesInOrder) {
   const auto *const hole = reinterpret_cast<const uint8_t *>(&table.tcam_entry[2]);
   EXPECT_EQ(table.tcam_entry[2].tcam_index, 2002);
   EXPECT_EQ(std::count(hole, hole + sizeof table.tcam_entry[2], 0), 294);
+  EXPECT_THAT(traced(103), testing::IsEmpty());
+  set_up({add({numbered_flow(6, 5, output({port(1)}))})});
+  EXPECT_EQ(find_record(6)->mcst_idx, 8192U);
 }
 
 // The numbers 1, 6766 and 17712 share a bucket of the index.
@@ -81,6 +84,23 @@ TEST_F(ChangeTest, UnknownFlowFailsTheWholeModification) {
                                        "Insert entries failed \n"));
   EXPECT_TRUE(state() == before);
   EXPECT_THAT(sw.asic().trees().ports(8192), ElementsAre(2));
+}
+
+TEST_F(ChangeTest, NothingIsSearchedInAnEmptyTable) {
+  set_up({purge()});
+  sw.tracing().clear();
+  EXPECT_EQ(submit(modify({{.seq_no = 1}})).status, -3);
+  EXPECT_THAT(traced(104), testing::Not(testing::Contains("oftab_modify_entries_top_down() in for_loop. \n")));
+}
+
+// A flow may have its own index again, but not one that another's record names.
+TEST_F(ChangeTest, IndexGoesOnOnlyToItsOwnFlow) {
+  EXPECT_THAT(calls(modify({{.seq_no = 3, .action = output({port(4)})}}), 0),
+              ElementsAre("libsdk_mcst_tree_destroy(8192) = 0", "libsdk_mcst_tree_create(8192) = 0",
+                          "libsdk_mcst_tree_group_add(8192, ports 5) = 0",
+                          "qtr_custom_cache_unified_entry_set(2002, vld=1) = 0"));
+  set_up({modify({{.seq_no = 3}}), modify({{.seq_no = 2, .action = output({port(4)})}})});
+  EXPECT_EQ(find_record(2)->mcst_idx, 8193U);
 }
 
 TEST_F(ChangeTest, FailedActionLeavesTheActionBeforeItInTheTcam) {

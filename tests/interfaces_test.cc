@@ -87,6 +87,8 @@ TEST_F(Interfaces, AreAddedAndDeleted) {
     EXPECT_EQ(lldp_off(), step.lldp_off);
     EXPECT_TRUE(state() == before);
   }
+  EXPECT_THAT(traced(104), testing::IsSupersetOf({"oftab_cp_current_to_shadow() Enter. entry_update:0 num_entries:0 \n",
+                                                  "oftab_process_del_intf() Exit. Status=0 \n"}));
 }
 
 TEST_F(Interfaces, RequestsAreAnsweredByteByByte) {
@@ -138,6 +140,7 @@ TEST_F(Interfaces, LldpIsSetForEveryMemberInTurn) {
                                                  "libsdk_port_static_match_enable_set(port 2, match 7, enable 0) = 0"));
   EXPECT_THAT(traced(103), ElementsAre("oftab_update_lldp_sm_mask: no port for ifindex 0x1a004000 \n",
                                        "oftab_update_lldp_sm_mask: no port for ifindex 0x1b020000 \n"));
+  EXPECT_EQ(oftab_update_lldp_sm_mask(kUnknown, 1), 0);
 }
 
 TEST_F(Interfaces, FlowRequestsDoNotAddButPurgeRemoves) {

@@ -107,6 +107,7 @@ TEST_F(Membership, OnlyEnabledPortChannelsAreFollowed) {
   }
   EXPECT_EQ(ports(1), " 10");
   sw.interfaces().set_openflow_state(kPc, 2);
+  EXPECT_EQ(hdmpd_is_ifdb_openflow_enabled(kPc), 1U);
   oftab_port_channel_intf_update(port(7), kPc, 1);
   EXPECT_EQ(ports(1), " 8 10");
 }
@@ -169,6 +170,7 @@ TEST_F(Membership, OnlyWhatIsRecordedIsFollowed) {
   sw.join(port(7), kPc);
   EXPECT_EQ(ports(1) + ports(4095), " 8 10 8 10");
   EXPECT_EQ(ports(4096) + ports(4097), " 10 10");
+  EXPECT_THAT(traced(104), testing::Not(testing::Contains(testing::StartsWith("index 128 "))));
   EXPECT_THAT(ports(2), testing::StartsWith(" 2 12 "));
 }
 

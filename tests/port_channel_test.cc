@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The flows recorded on port channels.
+#include "tests/support/allocations.h"
 #include "tests/support/rig.h"
 #include "tests/support/screen.h"
 
@@ -47,6 +48,10 @@ TEST_F(SwitchTest, FlowMaskTakesUpAndReleasesFlows) {
     EXPECT_EQ(oftab_pc_entry_find(kPc) == nullptr, step.words.empty());
   }
   EXPECT_EQ(traced(103).size(), 1U);
+  EXPECT_THAT(traced(104), testing::Contains("index 127 flow_mask = 80000000\n"));
+  set_up({erase({})});  // frees what the port channel had
+  fail_allocation(1);
+  EXPECT_EQ(oftab_pc_entry_update_flowmask(kPc, 1, 1), -3);
   const std::string call = "oftab_pc_entry_update_flowmask: pc_ifindex = 16000005 flow_handle = 25 add = ";
   EXPECT_THAT(joined(traced(104)), testing::StartsWith(call + "0\npc_entry is NULL\nflow_mask = 0\n" + call +
                                                        "1\npc_entry is NULL\nflow_mask = 0\nindex 1 flow_mask = 20\n" +
@@ -66,6 +71,13 @@ TEST_F(SwitchTest, ComparisonOrdersByIfindex) {
 TEST_F(SwitchTest, OutputsToPortChannelsAreRecorded) {
   sw.interfaces().create_pc(kPc);
   sw.interfaces().create_pc(port_channel(6));
+  set_up({add({numbered_flow(1, 9)})});
+  const int64_t blocks = allocated_blocks();
+  set_up({add({numbered_flow(2, 8, output({kPc}))})});
+  EXPECT_THAT(traced(104),
+              testing::Contains("oftab_pc_entry_update_flowmask: pc_ifindex = 16000005 flow_handle = 2 add = 1\n"));
+  set_up({erase({2})});
+  EXPECT_EQ(allocated_blocks(), blocks);
   set_up({add({{.seq_no = 37, .action = output({kPc, port(1), port_channel(6), kPc})},
                {.seq_no = 40, .priority = 5, .action = output({kPc})}})});
   EXPECT_THAT(mask_words(kPc), ElementsAre(Pair(1, 0x120)));

@@ -70,6 +70,7 @@ class MatchRecord : public SwitchTest, public testing::WithParamInterface<MatchC
 TEST_P(MatchRecord, StandsInTheTcam) {
   const MatchCase &row = GetParam();
   set_up({add({{.value = row.value, .mask = row.mask}})});
+  EXPECT_THAT(traced(102), testing::IsEmpty());
   const host::asic::Record &actual = sw.asic().tcam().at(2000);
   EXPECT_EQ(hex(actual.key), hex(unhex(row.hw_key)));
   EXPECT_EQ(hex(actual.mask), hex(unhex(row.hw_mask)));

@@ -145,6 +145,7 @@ TEST_F(Recovery, FlowsWithoutFanOutAreSkippedByMembershipChanges) {
                                            {.seq_no = 4, .action = controller(9)}}));
   sw.faults().disarm();
   EXPECT_THAT(response.entry_statuses(), ElementsAre(-10, -10, -3));
+  EXPECT_THAT(traced(102), testing::Contains("oftab_modify_action:create failed for ltl_index : 8195"));
   sw.call_log().set_on(true);
   sw.join(port(7), kPc);
   EXPECT_THAT(sw.call_log().lines(), ElementsAre("libsdk_mcst_tree_group_add(8193, ports 8 10) = 0"));
@@ -217,6 +218,25 @@ TEST_F(Recovery, StrandedEntriesStayUntilTheNextOperation) {
     expect_no_leak(0);
     expect_sound();
   }
+}
+
+TEST_F(Recovery, StrandedEntryAtTheFirstIndexGoesLikeAnyOther) {
+  std::vector<Flow> flows;
+  for (uint32_t seq_no = 2; seq_no < 2000; ++seq_no) {
+    flows.push_back(numbered_flow(seq_no, 9000 - seq_no));
+  }
+  set_up({add({numbered_flow(1, 10)}), add(flows)});  // at 2 to 2000
+  with_refused_writes(2, [&] {
+    EXPECT_EQ(submit(add({numbered_flow(3001, 9001, output({kPc})), numbered_flow(3002, 9000)})).status, -8);
+  });
+  EXPECT_EQ(fate(3001), "to 10");
+  sw.tracing().clear();
+  sw.faults().fail("libsdk_mcst_tree_destroy", 1, kCode);
+  set_up({erase({})});
+  EXPECT_EQ(fate(3001), "drop");
+  EXPECT_THAT(traced(103), ElementsAre(testing::HasSubstr("tree of mcast_id = 8192 could not be destroyed")));
+  EXPECT_THAT(state().taken_indices, IsEmpty());
+  excused = {{host::State::RefusedRelease, 0}};
 }
 
 // Programming stops at the `refused` writes; flows that it has overwritten are written again, none of them over the
@@ -296,6 +316,8 @@ TEST_F(Recovery, TreeThatCouldNotBePutBackIsCompletedByTheNextRequest) {
     sw.faults().fail(call, 1, kCode, Repeat::FromThenOn);
     EXPECT_EQ(submit(modify({{.seq_no = 2, .action = deny()}, {.seq_no = 99}})).status, -3);
     sw.faults().disarm();
+    EXPECT_THAT(traced(102),
+                testing::Contains("oftab_process_entry_update: tree of mcast_id = 8192 could not be put back \n"));
     EXPECT_EQ(fate(2), "to");
     excused = {{host::State::RefusedTree, 2}};
     expect_sound();
@@ -348,10 +370,13 @@ TEST_F(Recovery, InterfaceIdLeavesALastCopyAlone) {
 }
 
 TEST_F(Recovery, FailedTwinLeavesAFlowsPortChannelAlone) {
+  constexpr uint32_t kOtherPc = port_channel(6);
+  sw.interfaces().create_pc(kOtherPc);
   set_up({add({numbered_flow(1, 60), numbered_flow(2, 50, output({kPc}))}), erase({1})});
   EXPECT_EQ(oftab_defragment_entries(), 0);
   sw.faults().fail("libsdk_mcst_tree_create", 1, kCode);
-  EXPECT_EQ(submit(add({numbered_flow(2, 9, output({kPc}))})).status, -10);
+  EXPECT_EQ(submit(add({numbered_flow(2, 9, output({kPc, kOtherPc}))})).status, -10);
+  EXPECT_EQ(oftab_pc_entry_find(kOtherPc), nullptr);
   sw.join(port(7), kPc);
   EXPECT_EQ(fate(2), "to 8 10");
 }

@@ -139,6 +139,8 @@ TEST_F(SwitchTest, RecordOfACallerIsShownAsThoseOfTheTcamAre) {
 }
 
 TEST_F(SwitchTest, EmptyTablesAreDumpedAsSuch) {
+  set_up({add({})});
+  sw.tracing().clear();
   oftab_dump_tcam_tbl();
   EXPECT_THAT(traced(102), testing::ElementsAre("TCAM Not Initialized yet\n"));
   set_up({erase({1})});  // leaves an array without a record

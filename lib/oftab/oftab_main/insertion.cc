@@ -130,11 +130,10 @@ class merge {
     return count;
   }
 
-  // The entries side by side up to the one that the next flow goes before, or to the end of the old range.
+  // The entries side by side up to the one that the next flow goes before.
   uint32_t count_before_flow() const {
     uint32_t count = 1;
-    while (is_beside(count) && !has_passed_range(index_ + count) &&
-           !flow_goes_first(next_record_[count], index_ + count)) {
+    while (is_beside(count) && !flow_goes_first(next_record_[count], index_ + count)) {
       ++count;
     }
     return count;
@@ -230,7 +229,7 @@ class merge {
 void fit_header(oftab_tcam_tbl_t &shadow, uint32_t end) {
   if (shadow.tcam_st_idx > LAST_INDEX || (end > LAST_INDEX && shadow.entries_allocated == 0)) {
     set_empty_header(shadow);
-  } else if (end > LAST_INDEX || end + 1 < shadow.tcam_st_idx) {
+  } else if (end > LAST_INDEX) {
     shadow.tcam_end_idx = LAST_INDEX;
   }
 }
