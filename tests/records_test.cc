@@ -38,13 +38,13 @@ std::string with(std::string record, size_t offset, const std::string &bytes) {
 }
 
 const MatchCase kMatchCases[] = {
-    {"ip", every_field(0x0800), every_mask(0xffff),
+    {"ip", every_field(0x0800), every_mask(0x1ffff),
      "04040000802aa2199108817af269e158 50000000006040204021400000d80017 341250000020000000641000",
      "ff7f000000ffffffffff7f000080ffff 7f0000000000e0ffffffffffffff9f1f fffff0fffcff030080ff1f00"},
-    {"arp", every_field(0x0806), every_mask(0xffff),
+    {"arp", every_field(0x0806), every_mask(0x1ffff),
      "05040000802aa2199108817af269e158 50000000000000000000000000008001 020000000000000000641000",
      "fc7f000000ffffffffff7f000080ffff 7f00000000000000000000000000c0ff 3f0000000000000080ff1f00"},
-    {"ethernet", every_field(0x88cc), every_mask(0xfff0),
+    {"ethernet", every_field(0x88cc), every_mask(0x1fff0),
      "07040000802aa2199108817af269e158 50000000000098110100000000000000 000000000000000000641000",
      "fc7f000000ffffffffff7f000080ffff 7f0000000000e0ff0100000000000000 000000000000000080ff1f00"},
     {"everything", {}, {}, kAllKey, kAllMask},

@@ -13,11 +13,11 @@ namespace {
 using host::asic::Record;
 
 // A key with a value of its own in every field of the IPv4 layout, though its class says ARP; its mask; and a result
-// of each layout. The bits between the fields are set.
+// of each layout. The bits between the fields are set, but for the one behind the last field.
 constexpr char kKey[] = "f16a5e1d892aa2199108807af269e158d0ffffffff7f402040214000003802b7341250000320fcff7f64f8ff";
 constexpr char kMask[] = "ffff87f77fffffffffff7f000080ffffffffffffff1fe0ffffffffffffff9ffffffff0ffffffffffffffefff";
 constexpr char kForward[] = "6964fdf922ce01a8ffefc3f9ffffffdfc207f8ffffffffff";
-constexpr char kRouted[] = "febf543874ef66de5515e8e655e440357fb82b86faffffff";
+constexpr char kRouted[] = "febf543874ef66de5515e8e655e440357fb82b86baffffff";
 
 const std::string kRule = std::string(90, '-') + "\n";
 const std::string kKeyLines =
