@@ -26,6 +26,9 @@ const char *trk_dbg_modname = "oftab";
 void hdm_ds_trace_add(const char *file, const char *function, int line, int flags, const char *format, ...) {
   host::Parts &parts = host::live();
   parts.faults.count(Call::hdm_ds_trace_add);
+  if (flags != 0) {
+    parts.violations.add("hdm_ds_trace_add: bad argument");
+  }
   parts.tracing.set_message(true);
   if (!parts.tracing.ring_on()) {
     return;
@@ -86,9 +89,12 @@ void trk_hist_event(uint32_t type, uint32_t length, const void *record) {
   parts.tracing.add_event({type, level, bytes + sizeof level});
 }
 
-int trk_chk_int(uint32_t level, int /*a*/, int /*b*/, int /*c*/) {
+int trk_chk_int(uint32_t level, int a, int b, int c) {
   host::Parts &parts = host::live();
   parts.faults.count(Call::trk_chk_int);
+  if (a != 0 || b != 0 || c != 1) {
+    parts.violations.add("trk_chk_int: bad argument");
+  }
   if (parts.tracing.on_console(level)) {
     return 1;
   }
