@@ -58,13 +58,14 @@ TEST_F(SwitchTest, OutputsBecomeTheTreesPorts) {
   sw.interfaces().join(port(8), port_channel(1));
   sw.interfaces().set_asic_port(port(20), 254);
   sw.interfaces().set_asic_port(port(21), 255);
-  sw.interfaces().set_asic_port(port(22), 7);
+  sw.interfaces().set_asic_port(port(22), 30);
   set_up({add({{.action = output({port(0), port_channel(1), port(20), port(21), port(22)})}})});
-  EXPECT_THAT(sw.asic().trees().ports(8192), testing::ElementsAre(0, 1, 8, 9, 10, 255));
+  EXPECT_THAT(sw.asic().trees().ports(8192), testing::ElementsAre(0, 1, 9, 10, 31, 255));
   EXPECT_EQ(hex(find_record(1)->out_ports.port_bitmap),
-            "c0e0000000000000000000000000000000000000000000000000000000000001");
-  EXPECT_THAT(traced(104), testing::IsSupersetOf({"PC 16000001 mem if index = 1a009000 asic port:10 \n",
-                                                  " 1/5 ,ifindex:0x16000001 asic port:9 \n", "0 \n", "10 \n"}));
+            "c060000100000000000000000000000000000000000000000000000000000001");
+  EXPECT_THAT(traced(104),
+              testing::IsSupersetOf({"PC 16000001 mem if index = 1a009000 asic port:10 \n",
+                                     " 1/5 ,ifindex:0x16000001 asic port:9 \n", "0 \n", "10 \n", "31 \n"}));
   EXPECT_THAT(traced(104), testing::Not(testing::Contains("255 \n")));
 }
 

@@ -237,6 +237,11 @@ TEST_F(Recovery, StrandedEntryAtTheFirstIndexGoesLikeAnyOther) {
   EXPECT_THAT(traced(103), ElementsAre(testing::HasSubstr("tree of mcast_id = 8192 could not be destroyed")));
   EXPECT_THAT(state().taken_indices, IsEmpty());
   excused = {{host::State::RefusedRelease, 0}};
+
+  // Nobody gets the multicast index that a record there names.
+  set_up({add({numbered_flow(3001, 9001, output({kPc})), numbered_flow(3002, 9000)}), modify({{.seq_no = 3001}}),
+          add({numbered_flow(3003, 1, output({kPc}))})});
+  EXPECT_EQ(find_record(3003)->mcst_idx, 8194U);
 }
 
 // Programming stops at the `refused` writes; flows that it has overwritten are written again, none of them over the
