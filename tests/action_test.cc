@@ -108,6 +108,11 @@ TEST_F(SwitchTest, RefusedIndicesComeLastAndNamedOnesNever) {
   const Bytes request = add({numbered_flow(3, 10, output({port(1)}))});
   sw.faults().fail("libsdk_mcst_tree_create", 1, 77);
   EXPECT_EQ(submit(request).status, -10);
+  EXPECT_EQ(oftab_mcst_idx_dealloc(8192), 1);
+  set_up({request});
+  EXPECT_EQ(find_record(3)->mcst_idx, 8192U);
+  set_up({erase({3})});
+  ASSERT_EQ(oftab_mcst_idx_alloc(&index), 1);
   set_up({request});
   EXPECT_EQ(find_record(3)->mcst_idx, 12191U);
   set_up({erase({3})});

@@ -48,6 +48,7 @@ constexpr char kBottomPrio[] = "bottom free & prio";
 const std::vector<Run> kPastTheRange{{2000, 1, 6},   {2006, 11, 12}, {2008, 7, 7},
                                      {2009, 13, 13}, {2010, 8, 10},  {2013, 14, 15}};
 const std::vector<Run> kShifted{{1, 4001, 4002}, {3, 2, 2000}, {2002, 1, 1}};
+const std::vector<Run> kBehindTheFirst{{1, 2, 2}, {2, 4001, 4002}, {4, 3, 2000}, {2002, 1, 1}};
 const std::vector<Run> kAppended{{1, 2, 2000}, {2000, 1, 1}, {2001, 2001, 4094}};
 const std::vector<Run> kTwoSided{{0, 2001, 4001}, {2001, 2, 2000}, {4000, 1, 1}, {4001, 4002, 4095}};
 
@@ -69,6 +70,7 @@ const Case kCases[] = {
     {"PastTheOldRange", kTen, {}, {{11, 5, 95}}, kBottomPrio, 2014, 2, kPastTheRange, 9},
     {"WeakerOnTop", kBottomFull, {}, {{2001, 1, 10}}, "top free", 2094, 1, {{2094, 1, 2001}}, 2001},
     {"StrongerBelow", kTopFull, {}, {{4001, 2, 9000}}, "bottom free", 2002, 2, kShifted, 2002},
+    {"EqualBelow", kTopFull, {}, {{4001, 2, 5000}}, "bottom free", 2002, 2, kBehindTheFirst, 2001},
     {"LastOnTop", kTopFull, {}, {{4001, 1, 9000}}, kTopPrio, 0, 1, {{0, 4001, 4001}, {1, 2, 2000}, {2000, 1, 1}}, 1},
     {"AllBelow", kTopFull, {}, {{2001, 2094, 9, 0}}, kBottomPrio, 4094, 2, kAppended, 2094},
     {"NoRoom", kTopFull, {}, {{2001, 2095, 20000}}, "Default top-down", 0, 1, kTwoSided, 4095},

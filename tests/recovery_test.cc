@@ -341,8 +341,8 @@ TEST_F(Recovery, FlowsDoNotShareTheCounterOfARefusedErasure) {
   set_up({add({numbered_flow(1, 50), numbered_flow(2, 40, deny())})});
   with_refused_writes(1, [&] { set_up({erase({2})}); });
   sw.faults().fail(kWrite, 1, kCode);  // before the new flow is written
-  sw.faults().fail(kWrite, 3, kCode);  // and after
-  set_up({add({numbered_flow(3, 60)})});
+  sw.faults().fail(kWrite, 5, kCode);  // and after
+  set_up({add({numbered_flow(3, 60), numbered_flow(4, 5, output({port(1)}))})});
   EXPECT_EQ(fate(2) + " " + fate(2) + " " + fate(3), "drop drop forward");
   sw.advance(10);
   EXPECT_EQ(find_record(3)->pkt_cnt, 1U);
@@ -351,7 +351,7 @@ TEST_F(Recovery, FlowsDoNotShareTheCounterOfARefusedErasure) {
   excused.clear();
   set_up({set_catch_all({}), erase({})});
   EXPECT_EQ(fate(2), "forward");
-  expect_no_leak(0);
+  expect_no_leak(1);
 }
 
 // A compaction stops; flow 4's last copy then stands at the index of flow 3, whose interface gets another id.
@@ -401,6 +401,13 @@ TEST_F(Recovery, RefusedReleasesAreWarnedOf) {
   excused = {{host::State::RefusedRelease, 0}};
 }
 
+TEST_F(Recovery, TreesThatStandAreLeftAlone) {
+  set_up({add({numbered_flow(1, 50, output({port(1)}))}), erase({1}), add({numbered_flow(2, 50, output({port(1)}))})});
+  sw.call_log().set_on(true);
+  with_refused_writes(1, [&] { EXPECT_EQ(submit(add({numbered_flow(3, 9)})).status, -8); });
+  EXPECT_THAT(sw.call_log().lines(), testing::Each(testing::Not(testing::StartsWith("libsdk_mcst_tree"))));
+}
+
 TEST_F(Recovery, DirectWriteOverAStrandedEntryIsLeftAlone) {
   set_up({add({numbered_flow(1, 50)})});
   with_refused_writes(
@@ -410,13 +417,16 @@ TEST_F(Recovery, DirectWriteOverAStrandedEntryIsLeftAlone) {
       },
       Repeat::Once);
   EXPECT_THAT(sw.asic().tcam().valid_indices(), ElementsAre(2000, 2001, 2003, 4095));
-  oftab_install_global_entry(2003, 2003);
-  exceptions.written[2003] = sw.asic().tcam().at(2003);
+  for (const uint16_t index : {uint16_t{2000}, uint16_t{2003}}) {  // a flow's, and a stranded one's
+    oftab_install_global_entry(index, index);
+    exceptions.written[index] = sw.asic().tcam().at(index);
+  }
   set_up({add({numbered_flow(5, 9)}), erase({5})});
   oftab_defragment_entries();
   EXPECT_THAT(sw.asic().tcam().valid_indices(), ElementsAre(2000, 2003, 4095));
+  EXPECT_TRUE(sw.asic().tcam().at(2000) == exceptions.written[2000]);
   expect_no_leak(0);
-  excused = {{host::State::Written, 2003}};
+  excused = {{host::State::Written, 2000}, {host::State::Written, 2003}};
 }
 
 TEST_F(Recovery, CommitWithoutMemoryLosesTheTableAlone) {

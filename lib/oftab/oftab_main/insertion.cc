@@ -117,10 +117,7 @@ class merge {
   }
 
   // Whether the entry `k` places behind the next one follows on it without a hole.
-  bool is_beside(uint32_t k) const {
-    return next_record_ + k != current_.end() && is_used(next_record_[k]) &&
-           next_record_[k].tcam_index == next_record_->tcam_index + k;
-  }
+  bool is_beside(uint32_t k) const { return next_record_ + k != current_.end() && is_used(next_record_[k]); }
 
   uint32_t count_before_hole() const {
     uint32_t count = 1;

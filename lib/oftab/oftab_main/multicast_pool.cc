@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "oftab/oftab_main/multicast_pool.h"
 
-#include <cstring>
-
 #include "oftab/hw_entry.h"
 #include "oftab/oftab_main/counters.h"
 #include "oftab/oftab_main/flow_memory.h"
@@ -25,7 +23,6 @@ void create_pool() {
   g_oftab_mcast_idx_bmp = bitset_create(OFTAB_MCST_IDX_COUNT);
   if (g_oftab_mcast_idx_bmp != nullptr) {
     bitset_clear(g_oftab_mcast_idx_bmp);
-    memset(pool, 0, sizeof pool);
     g_oftab_mcst_idx_last_allocated = POOL_LOWER;
   }
 }

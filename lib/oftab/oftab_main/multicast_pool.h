@@ -15,8 +15,7 @@
 // while there are others. `given_up_in` is the request in which a flow last gave it up. `ports_due`: the holder's ports
 // have yet to be programmed, after a failure.
 //
-// The bitset is the host's to look at; everything else about an index is in its pool_index. All of it starts anew when
-// the bitset is created, with the first allocation.
+// The bitset is the host's to look at; everything else about an index is in its pool_index.
 #ifndef OFTAB_MULTICAST_POOL_H
 #define OFTAB_MULTICAST_POOL_H
 
