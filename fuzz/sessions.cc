@@ -4,29 +4,14 @@
 // 1.0 within its bounds, and the agent's flows those of the library.
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include "agent/agent.h"
-#include "agent/openflow/session.h"
 #include "fuzz/fuzzed_switch.h"
+#include "tests/support/ears.h"
 
 namespace {
 
 using namespace agent::openflow;
 
 constexpr int kMostMessages = 24;
-
-// Tells the session what happens in the switch, as connections do.
-class Ears : public agent::Listener {
- public:
-  Ears(agent::Agent &agent, Session &session) : agent_(agent), session_(session) { agent_.subscribe(*this); }
-  ~Ears() override { agent_.unsubscribe(*this); }
-  void flow_removed(const agent::RemovedFlow &flow) override { session_.tell(flow); }
-  bool packet_in(const agent::PacketIn &packet) override { return session_.tell(packet); }
-  void port_changed(const agent::PortChange &change) override { session_.tell(change); }
-
- private:
-  agent::Agent &agent_;
-  Session &session_;
-};
 
 // A match over few values, so that flows meet again.
 MatchOctets some_match(FuzzedDataProvider &input) {

@@ -2,7 +2,7 @@
 // Interface requests: the table of OpenFlow interfaces, and LLDP on their ports.
 #include <algorithm>
 
-#include "tests/support/exchanges.h"
+#include "tests/support/rig.h"
 
 namespace test {
 namespace {
@@ -120,7 +120,7 @@ TEST_F(Interfaces, RequestsAreAnsweredByteByByte) {
     const host::Reply reply = sw.submit(OFTAB_MSG_INTF_UPDATE, unhex(row.request));
     EXPECT_EQ(reply.handler_result, row.handler_result);
     EXPECT_EQ(hex(reply.responses.at(0)), hex(unhex(row.response)));
-    EXPECT_EQ(details(*this), row.details);
+    EXPECT_EQ(details(), row.details);
   }
 }
 

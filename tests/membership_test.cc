@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Ports that join and leave port channels that flows output to.
-#include "tests/support/exchanges.h"
 #include "tests/support/packets.h"
 #include "tests/support/rig.h"
 
@@ -82,14 +81,13 @@ TEST_F(Membership, ChangeIsTracedStepByStep) {
   set_up({erase({34})});
   forget();
   sw.join(port(7), kPc);
-  EXPECT_THAT(
-      details(*this),
-      testing::MatchesRegex("intf 1a007000 PC 16000005 add 1\nOpenflow flag IS SET for ifindex=16000005\n"
-                            "tcam_entry = 0x[0-9a-f]+ entries_allocated = 3\ntcam_st_idx = 2000 tcam_end_idx = 2002\n"
-                            "undex 2000 used = 1\nflow_handle = 21 ltl_index = 2000\n"
-                            "index 1 pc_entry_flow_handles = 2 new_flow_handles = 2\ncalling sdk api port 8\n"
-                            "undex 2001 used = 0\nundex 2002 used = 1\nflow_handle = 23 ltl_index = 2002\n"
-                            "index 1 pc_entry_flow_handles = 2 new_flow_handles = 8\n"));
+  EXPECT_THAT(details(), testing::MatchesRegex(
+                             "intf 1a007000 PC 16000005 add 1\nOpenflow flag IS SET for ifindex=16000005\n"
+                             "tcam_entry = 0x[0-9a-f]+ entries_allocated = 3\ntcam_st_idx = 2000 tcam_end_idx = 2002\n"
+                             "undex 2000 used = 1\nflow_handle = 21 ltl_index = 2000\n"
+                             "index 1 pc_entry_flow_handles = 2 new_flow_handles = 2\ncalling sdk api port 8\n"
+                             "undex 2001 used = 0\nundex 2002 used = 1\nflow_handle = 23 ltl_index = 2002\n"
+                             "index 1 pc_entry_flow_handles = 2 new_flow_handles = 8\n"));
 }
 
 TEST_F(Membership, OnlyEnabledPortChannelsAreFollowed) {
@@ -97,7 +95,7 @@ TEST_F(Membership, OnlyEnabledPortChannelsAreFollowed) {
   sw.faults().fail("im_get_ifindex_openflow_state_list", 1, 77);
   sw.join(port(7), kPc);
   for (const int state : {0, 3, 255}) {
-    EXPECT_EQ(details(*this),
+    EXPECT_EQ(details(),
               "intf 1a007000 PC 16000005 add 1\nOpenflow flag IS NOT SET for ifindex=16000005\n"
               "OF not enabled on 16000005\n");
     EXPECT_EQ(ports(1), " 10");

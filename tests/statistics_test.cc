@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Counting packets, collecting the counts, and asking for them.
-#include "tests/support/exchanges.h"
 #include "tests/support/packets.h"
+#include "tests/support/rig.h"
 
 namespace test {
 namespace {
@@ -120,7 +120,7 @@ TEST_F(Statistics, QueriesAreAnsweredByteByByte) {
     const host::Reply reply = sw.submit(OFTAB_MSG_GET_STATS, unhex(row.request));
     EXPECT_EQ(reply.handler_result, row.handler_result);
     EXPECT_EQ(hex(reply.responses.at(0)), hex(unhex(row.response)));
-    EXPECT_EQ(details(*this), row.details);
+    EXPECT_EQ(details(), row.details);
   }
   EXPECT_EQ(sw.call_log().lines().size(), 2U);  // of the clear operation
 }
@@ -135,7 +135,7 @@ TEST_F(Statistics, EmptyTableIsAnsweredWithZeroes) {
     sw.tracing().clear();
     EXPECT_EQ(ask(unhex("07000000 0300 0000")), "070000000300000000000000");
     EXPECT_EQ(ask(unhex("06000000 0300 0000")), "060000000300000000000000");
-    EXPECT_EQ(details(*this),
+    EXPECT_EQ(details(),
               "op=7 num_entries:3 \nop=7 num_entries:3  status:0 \n"
               "op=6 num_entries:3 \nop=6 num_entries:3  status:0 \n");
   }

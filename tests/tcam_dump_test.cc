@@ -65,16 +65,6 @@ TEST_F(SwitchTest, HardwareRecordsOfBothLayoutsAreDisplayed) {
   sw.asic().tcam().put(4094, {});
 }
 
-TEST_F(SwitchTest, DisplayEndsWhenTheShellStops) {
-  for (size_t height = 1; height <= 15; ++height) {  // one record has 15 lines
-    Screen screen{.height = height};
-    sw.faults().reset();
-    EXPECT_EQ(oftab_display_cache_tcam(screen.context(sw), 4094, 4095), 0);
-    EXPECT_EQ(screen.lines.size(), height);
-    EXPECT_EQ(sw.faults().calls("qtr_custom_cache_unified_entry_get"), 1U);
-  }
-}
-
 TEST_F(SwitchTest, RangeOfTheDisplayIsClamped) {
   const struct {
     uint32_t first, last;

@@ -1,7 +1,15 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* One object of each record that crosses the library's boundaries, for the comparison of their layouts. */
+/* All headers in C11, and one object of each record that crosses the library's boundaries, for the comparison of their
+   layouts. */
 #include "oftab/oftab.h"
 #include "platform/asic_sdk.h"
+#include "platform/avl_tree.h"
+#include "platform/bitset.h"
+#include "platform/command_shell.h"
+#include "platform/interface_manager.h"
+#include "platform/message_service.h"
+#include "platform/timers.h"
+#include "platform/tracing.h"
 
 #define RECORD(type)             \
   extern type example_of_##type; \

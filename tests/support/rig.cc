@@ -35,6 +35,14 @@ std::vector<std::string> Rig::traced(uint32_t level) {
   return texts;
 }
 
+std::string Rig::details() {
+  std::string details;
+  for (const std::string &text : traced(104)) {
+    details += text.find("() ") == std::string::npos ? text : "";
+  }
+  return details;
+}
+
 host::FlowBits Rig::untracked() {
   host::FlowBits bits;
   for (const std::string &text : traced(102)) {

@@ -44,6 +44,9 @@ class Rig {
   // The texts traced at a level since the history was last cleared (the rig keeps a history of all levels).
   std::vector<std::string> traced(uint32_t level);
 
+  // Those of level 104 but for entries and exits, one behind the other.
+  std::string details();
+
   // The flows that the library said it could not record, by port channel (needs the errors' history).
   host::FlowBits untracked();
 
