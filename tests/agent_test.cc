@@ -138,21 +138,6 @@ TEST_F(AgentTest, SurvivesExceptionsOfListeners) {
   EXPECT_NE(agent_.flows().find(numbered(5, 5).flow.match, 5), nullptr);
 }
 
-TEST_F(AgentTest, RanksExactMatchesAboveAllOthers) {
-  FlowMod exact = numbered(2, 1, {output_to(port(8))});
-  exact.flow.match[Field::InPort] = {port(0), kExactIfindex};
-  exact.flow.match[Field::DlDst] = {0xffffffffffff, kExactMac};
-  exact.flow.match[Field::DlVlan] = {kUntagged, kExactVlan};
-  exact.flow.match[Field::DlType] = {0x88cc, kExactEthertype};
-  FlowMod other = numbered(2, 65535);
-  agent_.apply(std::vector{other, exact});
-  Bytes frame = arp_frame();
-  std::ranges::copy(Bytes{0, 0, 0, 0, 0, 2, 0x88, 0xcc}, frame.begin() + 6);
-  agent_.packets().receive(port(0), frame);
-  EXPECT_EQ(sent_, std::vector<uint32_t>{9});
-  EXPECT_EQ(priority_of(installed_flows(rig_.sw).front().flow), 1U);
-}
-
 TEST_F(AgentTest, FillsTheTableAndReplacesInIt) {
   std::vector<FlowMod> mods;
   for (uint32_t i = 1; i <= FlowTable::kCapacity; ++i) {
@@ -176,18 +161,14 @@ TEST_F(AgentTest, FillsTheTableAndReplacesInIt) {
 
 TEST_F(AgentTest, NamesWhatItRefuses) {
   const auto with_actions = [](std::vector<Action> actions) { return numbered(1, 1, std::move(actions)); };
-  FlowMod emergency = numbered(1, 1);
-  emergency.flow.flags = kEmergency;
   FlowMod taken = numbered(2, 1);
   taken.flow.seq_no = 1;
   Action wrong_application = output_to(kPortController);
   wrong_application.app_id = 8;
   ASSERT_EQ(apply(numbered(9, 9)), std::nullopt);
   EXPECT_EQ(apply(with_actions({{.kind = Action::Kind::Enqueue, .value = port(60)}})), Kind::Port);
-  EXPECT_EQ(apply(with_actions({output_to(kPortTable)})), Kind::Port);
   EXPECT_EQ(apply(with_actions({output_to(test::port_channel(9))})), Kind::Port);
   EXPECT_EQ(apply(with_actions({wrong_application})), Kind::Application);
-  EXPECT_EQ(apply(emergency), Kind::Emergency);
   EXPECT_EQ(apply(taken), Kind::Number);
   rig_.sw.faults().fail("libsdk_l3_route_stats_create", 1, 77);
   EXPECT_EQ(apply(numbered(1, 1)), Kind::NoCounter);

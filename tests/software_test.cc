@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the CPU does with packets: changing them, and finding their flow.
+// How the CPU changes packets.
 #include <gmock/gmock.h>
 
 #include <algorithm>
 
-#include "agent/batch_placement.h"
-#include "agent/flow_table.h"
 #include "agent/rewriting.h"
 #include "tests/support/frames.h"
 #include "tests/support/random_flows.h"
@@ -119,54 +117,6 @@ TEST(Rewriting, KeepsAnOpenChecksumOpen) {
   due[50] = 0x15;
   due[51] = 0x1d;
   EXPECT_EQ(frame, due);
-}
-
-TEST(Classifier, FindsWhatAScanFinds) {
-  constexpr Field fields[] = {Field::InPort, Field::DlVlan, Field::DlVlanPcp, Field::DlSrc,   Field::DlType,
-                              Field::NwSrc,  Field::NwDst,  Field::NwTos,     Field::NwProto, Field::TpDst};
-  Dice dice(2);
-  Classifier classifier;
-  std::vector<std::unique_ptr<TableEntry>> known;
-  // Few values, in the lowest and the highest bits that are compared.
-  const auto some_value = [&](const FieldRow &row) {
-    const uint64_t value = dice.below(4);
-    return (value & 1) | ((value & 2) != 0 ? row.exact & ~(row.exact >> 1) : 0);
-  };
-  for (int round = 0; round < 4000; ++round) {
-    if (known.size() < 4095 && !dice.one_in(3)) {
-      auto added = std::make_unique<TableEntry>();
-      added->flow.priority = dice.below(50);
-      for (const Field field : fields) {
-        const FieldRow &row = row_of(field);
-        const uint64_t mask = dice.one_in(3)   ? row.exact
-                              : dice.one_in(6) ? row.exact & (row.exact << dice.below(40))
-                                               : 0;
-        added->flow.match[field] = {some_value(row) & mask, mask};
-      }
-      classifier.insert(*added);
-      known.push_back(std::move(added));
-    } else if (!known.empty()) {
-      std::swap(known[dice.below(static_cast<uint32_t>(known.size()))], known.back());
-      classifier.erase(*known.back());
-      known.pop_back();
-    }
-    Packet packet;
-    packet.header.ethertype = kIpv4;
-    for (const Field field : fields) {
-      row_of(field).to_packet(packet, some_value(row_of(field)));
-    }
-    const TableEntry *best = nullptr;
-    for (const auto &each : known) {
-      const bool better = best == nullptr || library_priority(each->flow) > library_priority(best->flow);
-      best = better && matches(each->flow.match, packet) ? each.get() : best;
-    }
-    const TableEntry *found = classifier.find(packet);
-    ASSERT_EQ(found == nullptr, best == nullptr) << round;
-    if (found != nullptr) {
-      ASSERT_TRUE(matches(found->flow.match, packet)) << round;
-      ASSERT_EQ(library_priority(found->flow), library_priority(best->flow)) << round;
-    }
-  }
 }
 
 }  // namespace

@@ -60,16 +60,6 @@ def addresses_are_translated(one, other):
         assert transferred(one, other, "10.0.0.99", SENT) == SENT
 
 
-def tags_are_set_and_stripped(one, other):
-    with Switch({1: one, 2: other}) as switch:
-        switch.run("add-flow in_port=1,actions=mod_vlan_vid:5,mod_vlan_pcp:3,output:2,strip_vlan,in_port")
-        a, b = Tap(one), Tap(other)
-        sent = frame(2, 1)
-        a.send(sent)
-        b.expect(sent[:12] + bytes.fromhex("81006005") + sent[12:])
-        a.expect(sent)
-
-
 def a_flood_delays_nobody(one, other):
     """Echo replies and flow-mods while more packets come for the CPU than it takes."""
     with Switch({1: one, 2: other}, "--cpu-rate", "500") as switch:
@@ -97,8 +87,7 @@ def a_flood_delays_nobody(one, other):
         print(f"  {dropped[1]} dropped; slowest", *(f"{what} {1000 * each:.1f} ms" for what, each in slowest.items()))
 
 
-SCENARIOS = (tags_are_set_and_stripped, a_flood_delays_nobody, a_learning_controller_enters_exact_matches,
-             addresses_are_translated)
+SCENARIOS = (a_flood_delays_nobody, a_learning_controller_enters_exact_matches, addresses_are_translated)
 
 
 if __name__ == "__main__":

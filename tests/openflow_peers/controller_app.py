@@ -5,24 +5,18 @@ from os_ken.base import app_manager
 from os_ken.controller import ofp_event
 from os_ken.controller.handler import MAIN_DISPATCHER, set_ev_cls
 from os_ken.lib import hub
-from os_ken.lib.packet import ethernet, ipv4, packet, tcp
 from os_ken.ofproto import ofproto_v1_0
 
 PORTS = 48
 PATIENCE = 15  # seconds
 
+# A segment of 10.9.8.7:1025 to 10.0.0.1:80.
+PACKET = bytes.fromhex("0200000000bb 0200000000aa 0800 4500002800000000400665160a0908070a000001"
+                       "04010050000000000000000050000000 00000000 000000000000")
+
 
 def say(line):
     print(line, flush=True)
-
-
-def tcp_packet(dst):
-    frame = packet.Packet()
-    frame.add_protocol(ethernet.ethernet(dst="02:00:00:00:00:bb", src="02:00:00:00:00:aa", ethertype=0x0800))
-    frame.add_protocol(ipv4.ipv4(src="10.9.8.7", dst=dst, proto=6))
-    frame.add_protocol(tcp.tcp(src_port=1025, dst_port=80))
-    frame.serialize()
-    return bytes(frame.data)
 
 
 class Controller(app_manager.OSKenApp):
@@ -60,15 +54,14 @@ class Controller(app_manager.OSKenApp):
         except BaseException as problem:  # the test must see it, whatever it is
             say(f"failed: {type(problem).__name__} {problem}")
 
-    def send(self, actions, data, in_port=7):
-        self.datapath.send_msg(self.datapath.ofproto_parser.OFPPacketOut(
-            datapath=self.datapath, buffer_id=self.datapath.ofproto.OFP_NO_BUFFER, in_port=in_port, actions=actions,
-            data=data))
+    def send_packet(self, ofproto, parser):
+        self.datapath.send_msg(parser.OFPPacketOut(
+            self.datapath, ofproto.OFP_NO_BUFFER, in_port=7, actions=[parser.OFPActionOutput(ofproto.OFPP_TABLE)],
+            data=PACKET))
 
     def scenario(self, datapath, ofproto, parser):
         say(f"switch {datapath.id:#x} with {len([port for port in datapath.ports if port <= PORTS])} ports")
-        table = [parser.OFPActionOutput(ofproto.OFPP_TABLE)]
-        self.send(table, tcp_packet("10.0.0.1"))
+        self.send_packet(ofproto, parser)
         missed = self.expect("OFPPacketIn")
         say(f"miss of {missed.total_len} octets from port {missed.in_port}, {len(missed.data)} sent, "
             f"reason {missed.reason}")
@@ -79,7 +72,7 @@ class Controller(app_manager.OSKenApp):
         datapath.send_msg(parser.OFPPortStatsRequest(datapath, 0, 9))
         say(f"port 9 sent {self.expect('OFPPortStatsReply').body[0].tx_packets} packet")
 
-        self.send(table, tcp_packet("10.0.0.1"))
+        self.send_packet(ofproto, parser)
         removed = self.expect("OFPFlowRemoved")
         say(f"flow {removed.cookie:#x} ended, reason {removed.reason}, {removed.packet_count} packet, "
             f"{'in' if 2 <= removed.duration_sec <= 3 else 'out of'} time")
