@@ -77,7 +77,7 @@ bool run(app::Session &session, const Options &options) {
   if (!options.commands && options.script.empty()) {
     return run_prompt(shell, session);
   }
-  const bool good = options.commands ? shell.run_text(*options.commands, "-c") : shell.run_script(options.script);
+  const bool good = options.commands ? shell.run_lines_of(*options.commands, "-c") : shell.run_script(options.script);
   if (options.then_prompt && !session.finished && app::termination() == 0) {
     return run_prompt(shell, session) && good;
   }

@@ -95,6 +95,10 @@ std::string many_flows(size_t count) {
   return lines;
 }
 
+std::string repeated(const std::string &text, size_t count) {
+  return count == 0 ? "" : text + repeated(text, count - 1);
+}
+
 const Invocation kInvocations[] = {
     {"script", {{"script", kSession}}, "run script", 0, kSessionOutput},
     {"stdin", {{"script", "echo hello\nquit\nnonsense\n"}}, "<script", 0, "hello\n"},
@@ -188,8 +192,30 @@ const Invocation kInvocations[] = {
      "1 flow deleted\n"
      "Index  Seq  Priority  Packets  Bytes  Actions  Match\n"
      "----------------------------------------------------\n"
-     " 1997    1         6        0      0  normal   ip\n"
+     " 1997    3         6        0      0  normal   ip\n"
      "1 flow\n"},
+    {"selections_that_leave_nothing_out",
+     {{"delete", "delete hits=0\n"}},
+     "--keep-going -c 'add-flow cookie=7,priority=5,ip,actions=1; add-flow idle_timeout=9,tcp,actions=2; "
+     "del-flow n_packets=5; del-flow ,; del-flow idle_timeout=9; del-flow send_flow_rem; add-flows delete; "
+     "del-flow --strict cookie=9,priority=5,ip; del-flow cookie=7; dump-aggregate'",
+     1,
+     "flow 1 added at index 2000\nflow 2 added at index 1999\n0 flows deleted\n1 flow deleted\n"
+     "packet_count=0 byte_count=0 flow_count=1\n",
+     "-c:1:103: error: say which flows: a match or seq=N\n"
+     "-c:1:115: error: say which flows: a match or seq=N\n"
+     "-c:1:126: error: flows are not selected by 'idle_timeout'\n"
+     "-c:1:151: error: flows are not selected by 'send_flow_rem'\n"
+     "delete:1:7: error: flows that a line of a file deletes are selected by match, priority and out_port\n"
+     "-c:1: error: delete: 1 bad line; nothing was sent\n"},
+    {"scripts_inside_scripts",
+     {{"leaves", "add-flow ip,actions=1\nquit\nadd-flow tcp,actions=1\n"}, {"itself", "load itself\n"}},
+     "-c 'source leaves; load leaves; dump-aggregate; load itself'",
+     1,
+     "flow 1 added at index 2000\nset-up loaded from leaves, 1 flow\npacket_count=0 byte_count=0 flow_count=1\n",
+     "error: scripts run each other 16 deep\n" +
+         repeated("itself:1: error: itself cannot be loaded; the set-up is what it was\n", 16) +
+         "-c:1: error: itself cannot be loaded; the set-up is what it was\n"},
     {"load_that_fails",
      {{"bad", "add-flow actions=drop\nadd-flow tcp,actions=output:49\n"}},
      "--keep-going -c 'add-flow seq=9,tcp,actions=drop; save good; packet tcp; advance 10s; load .; load bad; "

@@ -29,8 +29,11 @@ class CommandRunner {
   // Runs a script inside the running one. A CommandError when not all of it succeeded.
   virtual void source(const std::string &path) = 0;
 
-  // Runs the lines of a text, which messages call `name`. False when one failed, with a message.
+  // The same with the lines of a text, which messages call `name`. False when one failed, with a message.
   virtual bool run_text(const std::string &text, const std::string &name) = 0;
+
+  // Ends the script that runs inside another one, or else all.
+  virtual void quit() = 0;
 };
 
 class Service;

@@ -78,10 +78,25 @@ void add_flows(Session &session, Arguments &arguments) {
   *session.out << "; " << range_text() << '\n';
 }
 
+// Before anything is lost: the first line in the file that does not fit is named.
+void require_room(const FlowSet &flows, const std::string &path) {
+  if (flows.size() <= OFTAB_FLOW_CAPACITY) {
+    return;
+  }
+  std::vector<size_t> lines;
+  lines.reserve(flows.size());
+  std::ranges::transform(flows, std::back_inserter(lines), [](const auto &named) { return named.second.line; });
+  std::ranges::nth_element(lines, lines.begin() + OFTAB_FLOW_CAPACITY);
+  throw CommandError(concat(path, ":", lines[OFTAB_FLOW_CAPACITY], ": the table takes ",
+                            counted(OFTAB_FLOW_CAPACITY, "flow"), ", and the file has ", flows.size(),
+                            "; nothing was changed"));
+}
+
 void replace_flows(Session &session, Arguments &arguments) {
   const std::string path = next_file(session, arguments);
   arguments.finish();
   const FlowSet wanted = flows_of(path, session.device.interfaces());
+  require_room(wanted, path);
   const FlowSet present = flows_of(session.agent.flows());
   std::vector<FlowMod> changes;
   for_each_missing(present, wanted, [&](const Flow &flow, bool absent) {
@@ -91,6 +106,7 @@ void replace_flows(Session &session, Arguments &arguments) {
   });
   const size_t deleted = changes.size();
   for_each_missing(wanted, present, [&](const Flow &flow, bool) { changes.push_back({.flow = flow}); });
+  std::ranges::stable_sort(std::span(changes).subspan(deleted), {}, [](const FlowMod &add) { return add.flow.line; });
   apply_changes(session, changes, path);
   *session.out << counted(changes.size() - deleted, "flow") << " added or replaced, " << deleted << " deleted; "
                << range_text() << '\n';

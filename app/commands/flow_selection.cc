@@ -40,10 +40,6 @@ void FlowArguments::blank(const Word &word) {
   line.replace(word.column - 1, word.text.size(), word.text.size(), ' ');
 }
 
-bool FlowArguments::empty() const {
-  return split_words(line, start).empty();
-}
-
 namespace {
 
 // Flows of the CPU do more than any of these.
@@ -61,7 +57,8 @@ bool meant(const TableEntry &entry, const Selection &selection) {
   const bool action = !selection.kind || does(flow, *selection.kind);
   const uint64_t packets = entry.counts().packets;
   const bool hits = !selection.hits || (*selection.hits == 0 ? packets == 0 : packets >= *selection.hits);
-  return priority && output && action && hits;
+  const bool cookie = !selection.cookie || *selection.cookie == flow.cookie;
+  return priority && output && action && hits && cookie;
 }
 
 }  // namespace

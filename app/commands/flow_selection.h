@@ -17,8 +17,6 @@ namespace app {
 struct FlowArguments {
   explicit FlowArguments(const Arguments &arguments);
 
-  bool empty() const;
-
   std::string line;
   size_t start;
   bool strict = false;              // --strict

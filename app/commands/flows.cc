@@ -45,11 +45,8 @@ void add_flow(Session &session, Arguments &arguments) {
   }
 }
 
-// What a change or deletion means: its sequence number alone, or a match and what else selects.
-void require_selection(const FlowArguments &arguments, const Flow &flow) {
-  if (arguments.empty()) {
-    throw TextError(arguments.line.size() + 1, "say which flows: a match or seq=N");
-  }
+// Flows are meant by a sequence number alone, or by a match and what else selects.
+void require_number_alone(const FlowArguments &arguments, const Flow &flow) {
   if (flow.seq_no && (flow.priority || flow.match != Match{})) {
     throw TextError(arguments.start + 2, "seq names one flow: nothing else selects beside it");
   }
@@ -70,7 +67,7 @@ void modify_flows(Session &session, Arguments &words) {
   const FlowArguments arguments(words);
   Selection selection;
   selection.flow = parse_flow(arguments.line, arguments.start, FlowRole::Complete, session.device.interfaces());
-  require_selection(arguments, selection.flow);
+  require_number_alone(arguments, selection.flow);
   const auto entries = selected(session.agent.flows(), selection, arguments.strict);
   if (entries.empty()) {
     const FlowMod change{.command = Change::ModifyStrict, .flow = selection.flow};
@@ -92,7 +89,10 @@ void delete_selected(Session &session, const FlowArguments &arguments, const Sel
 void delete_flow(Session &session, Arguments &words) {
   const FlowArguments arguments(words);
   const Selection selection = parse_selection(arguments.line, arguments.start, session.device.interfaces());
-  require_selection(arguments, selection.flow);
+  if (selection.is_everything()) {
+    throw TextError(arguments.line.size() + 1, "say which flows: a match or seq=N");
+  }
+  require_number_alone(arguments, selection.flow);
   delete_selected(session, arguments, selection);
 }
 
@@ -148,9 +148,9 @@ constexpr Command kCommands[] = {
     {"del-flow", "[--strict] SELECTION | seq=N",
      "delete flows\n"
      "SELECTION is a match that covers theirs, and what else they must have: priority=N, out_port=PORT, action=drop,\n"
-     "normal, output or controller, hits=0 for flows without packets, hits=N for N packets or more. With --strict, "
-     "flows\n"
-     "have exactly the match and priority.",
+     "normal, output or controller, hits=0 for flows without packets, hits=N for N packets or more, cookie=N. "
+     "With\n"
+     "--strict, flows have exactly the match and priority.",
      delete_flow},
     {"del-flows", "[--strict] [SELECTION]", "delete flows as 'del-flow' does, all without a selection", delete_flows},
     {"purge", "", "delete all flows and OpenFlow interfaces", purge},

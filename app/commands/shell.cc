@@ -98,7 +98,7 @@ void watch(Session &session, Arguments &arguments) {
 
 void quit(Session &session, Arguments &arguments) {
   arguments.finish();
-  session.finished = true;
+  session.runner->quit();
 }
 
 constexpr Command kCommands[] = {
@@ -112,7 +112,7 @@ constexpr Command kCommands[] = {
     {"?", "[COMMAND]", "the same as 'help'", help, true},
     {"exit", "", "the same as 'quit'", quit, false, false, true},
     {"quit", "",
-     "leave; so does the end of the input\n"
+     "leave; so does the end of the input. In a script that another one or 'load' runs, it ends that script\n"
      "Unlike the names of other commands, 'quit' and 'exit' are typed whole: a 'q' meant for a pager ends no switch.",
      quit, false, false, true},
 };

@@ -23,15 +23,18 @@ using host::services::Interfaces;
 struct Setting {
   std::string_view name;
   uint64_t highest;
+  bool selects;
   void (*set)(Flow &flow, uint64_t value);
 };
 
 constexpr Setting kSettings[] = {
-    {"priority", 0xFFFF, [](Flow &flow, uint64_t value) { flow.priority = static_cast<uint32_t>(value); }},
-    {"seq", 0xFFFFFFFF, [](Flow &flow, uint64_t value) { flow.seq_no = static_cast<uint32_t>(value); }},
-    {"cookie", UINT64_MAX, [](Flow &flow, uint64_t value) { flow.cookie = value; }},
-    {"idle_timeout", 0xFFFF, [](Flow &flow, uint64_t value) { flow.idle_timeout = static_cast<uint16_t>(value); }},
-    {"hard_timeout", 0xFFFF, [](Flow &flow, uint64_t value) { flow.hard_timeout = static_cast<uint16_t>(value); }},
+    {"priority", 0xFFFF, true, [](Flow &flow, uint64_t value) { flow.priority = static_cast<uint32_t>(value); }},
+    {"seq", 0xFFFFFFFF, true, [](Flow &flow, uint64_t value) { flow.seq_no = static_cast<uint32_t>(value); }},
+    {"cookie", UINT64_MAX, false, [](Flow &flow, uint64_t value) { flow.cookie = value; }},
+    {"idle_timeout", 0xFFFF, false,
+     [](Flow &flow, uint64_t value) { flow.idle_timeout = static_cast<uint16_t>(value); }},
+    {"hard_timeout", 0xFFFF, false,
+     [](Flow &flow, uint64_t value) { flow.hard_timeout = static_cast<uint16_t>(value); }},
 };
 
 struct Flag {
@@ -123,6 +126,7 @@ class FlowReader {
   bool take_other(const Item &item);
   bool take_filter(const Item &item);
   void note(const Word &name, uint64_t value);
+  void require_flow(const Word &name) const;
   void finish(const Word &text);
 
   const FlowRole role_;
@@ -163,10 +167,19 @@ void FlowReader::note(const Word &name, uint64_t value) {
   }
 }
 
+void FlowReader::require_flow(const Word &name) const {
+  if (role_ == FlowRole::Selection) {
+    throw TextError(name.column, concat("flows are not selected by ", quoted(name)));
+  }
+}
+
 bool FlowReader::take_setting(const Item &item) {
   const Setting *setting = find_named(kSettings, item.name.text);
   if (setting == nullptr) {
     return false;
+  }
+  if (!setting->selects) {
+    require_flow(item.name);
   }
   const uint64_t value = number_in(argument_of(item), 0, setting->highest, setting->name);
   note(item.name, value);
@@ -179,6 +192,7 @@ bool FlowReader::take_flag(const Item &item) {
   if (flag == nullptr) {
     return false;
   }
+  require_flow(item.name);
   refuse_argument(item);
   selection_.flow.flags |= flag->flag;
   return true;
@@ -206,6 +220,8 @@ bool FlowReader::take_filter(const Item &item) {
     selection_.out_port = port_or_reserved(argument_of(item), interfaces_);
   } else if (name == "hits") {
     selection_.hits = number_in(argument_of(item), 0, UINT64_MAX, name);
+  } else if (name == "cookie") {
+    selection_.cookie = number_in(argument_of(item), 0, UINT64_MAX, name);
   } else if (is_actions(item)) {
     const KindName *kind = find_named(kKinds, argument_of(item).text);
     if (kind == nullptr) {
@@ -232,6 +248,10 @@ void FlowReader::finish(const Word &text) {
 
 }  // namespace
 
+bool Selection::is_everything() const {
+  return flow.match == Match{} && !flow.priority && !flow.seq_no && out_port == kPortNone && !kind && !hits && !cookie;
+}
+
 Flow parse_flow(std::string_view line, size_t start, FlowRole role, const Interfaces &interfaces) {
   return FlowReader(role, interfaces).read(flow_text(line, start)).flow;
 }
@@ -254,7 +274,7 @@ std::set<std::string> flow_words() {
 
 std::set<std::string> selection_words() {
   std::set<std::string> words = match_words();
-  words.insert({"actions=", "hits=", "out_port=", "priority=", "seq="});
+  words.insert({"actions=", "cookie=", "hits=", "out_port=", "priority=", "seq="});
   return words;
 }
 
@@ -276,6 +296,9 @@ FlowMod parse_flow_mod(std::string_view line, const Interfaces &interfaces) {
   }
   const bool deletes = mod.command == FlowMod::Command::Delete || mod.command == FlowMod::Command::DeleteStrict;
   Selection selection = FlowReader(deletes ? FlowRole::Selection : FlowRole::Complete, interfaces).read(text);
+  if (selection.kind || selection.hits || selection.cookie) {
+    throw TextError(text.column, "flows that a line of a file deletes are selected by match, priority and out_port");
+  }
   mod.flow = std::move(selection.flow);
   mod.out_port = selection.out_port;
   return mod;

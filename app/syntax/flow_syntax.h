@@ -37,6 +37,10 @@ struct Selection {
   uint32_t out_port = agent::kPortNone;              // only flows with an output to this port
   std::optional<agent::HardwareActions::Kind> kind;  // only flows that do this
   std::optional<uint64_t> hits;                      // only flows with as many packets, or with none if it is 0
+  std::optional<uint64_t> cookie;                    // only flows with this one
+
+  // Whether it leaves no flow out.
+  bool is_everything() const;
 };
 Selection parse_selection(std::string_view line, size_t start, const host::services::Interfaces &interfaces);
 

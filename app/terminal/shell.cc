@@ -20,7 +20,7 @@ using namespace agent;
 
 namespace {
 
-constexpr size_t kDeepestSource = 16;
+constexpr size_t kDeepest = 16;
 
 Style error_style() {
   return Style(takes_colour(STDERR_FILENO));
@@ -176,7 +176,7 @@ bool Shell::run_line(const SourceLine &source) {
       good = run_reported(source, command) && good;
       good = output_is_good(source) && good;
       good = trace_file_is_good(source) && good;
-      if (session_.finished || interrupted() || (!good && !keep_going_)) {
+      if (session_.finished || script_ended_ || interrupted() || (!good && !keep_going_)) {
         break;
       }
     }
@@ -190,7 +190,7 @@ bool Shell::run_line(const SourceLine &source) {
 bool Shell::run_lines(const std::string &name, const std::function<bool(std::string &)> &next) {
   SourceLine line{name, 0, ""};
   bool good = true;
-  while (!session_.finished && !interrupted() && (good || keep_going_) && next(line.text)) {
+  while (!session_.finished && !script_ended_ && !interrupted() && (good || keep_going_) && next(line.text)) {
     ++line.number;
     good = run_line(line) && good;
   }
@@ -211,20 +211,37 @@ bool Shell::run_script(const std::string &path) {
   }
 }
 
-bool Shell::run_text(const std::string &text, const std::string &name) {
+bool Shell::run_lines_of(const std::string &text, const std::string &name) {
   std::istringstream lines(text);
   return run_lines(name, [&lines](std::string &line) { return static_cast<bool>(std::getline(lines, line)); });
 }
 
-void Shell::source(const std::string &path) {
-  if (sourced_ == kDeepestSource) {
-    throw CommandError(concat(path, ": scripts run each other ", kDeepestSource, " deep"));
+bool Shell::run_inside(const std::function<bool()> &run) {
+  if (inside_ == kDeepest) {
+    report({"", 0, ""}, concat("scripts run each other ", kDeepest, " deep"));
+    return false;
   }
+  const Nested nested(inside_);
+  const bool good = run();
+  script_ended_ = false;
+  return good;
+}
+
+bool Shell::run_text(const std::string &text, const std::string &name) {
+  return run_inside([&] { return run_lines_of(text, name); });
+}
+
+void Shell::source(const std::string &path) {
   ScriptReader script(path);
-  const Nested nested(sourced_);
-  if (!run_lines(script.name(), [&script](std::string &line) { return script.next(line); })) {
+  const auto next = [&script](std::string &line) { return script.next(line); };
+  if (!run_inside([&] { return run_lines(script.name(), next); })) {
     throw ScriptError(path + " was not run to its end");
   }
+}
+
+void Shell::quit() {
+  bool &ended = inside_ == 0 ? session_.finished : script_ended_;
+  ended = true;
 }
 
 }  // namespace app

@@ -30,6 +30,9 @@ class Shell : public CommandRunner {
   // Blank lines and comments succeed.
   bool run_line(const SourceLine &source);
 
+  // Runs the lines of a text in the same way; messages call it `name`.
+  bool run_lines_of(const std::string &text, const std::string &name);
+
   // Runs the lines of a script up to its end, 'quit' or the first that fails. `path`: "-" is standard input.
   bool run_script(const std::string &path);
 
@@ -39,9 +42,11 @@ class Shell : public CommandRunner {
   void run_command(std::string_view line, size_t start) override;
   void source(const std::string &path) override;
   bool run_text(const std::string &text, const std::string &name) override;
+  void quit() override;
 
  private:
   bool run_lines(const std::string &name, const std::function<bool(std::string &)> &next);
+  bool run_inside(const std::function<bool()> &run);
   bool run_reported(const SourceLine &source, const CommandText &command);
   void run_to_program(const CommandText &command);
   void run_paged(const CommandText &command);
@@ -55,7 +60,8 @@ class Shell : public CommandRunner {
   CommandRunner *runner_before_;
   bool pages_ = false;
   bool keep_going_ = false;
-  size_t sourced_ = 0;  // scripts that run inside each other
+  size_t inside_ = 0;          // scripts that run inside each other
+  bool script_ended_ = false;  // the innermost of them, by 'quit'
 };
 
 }  // namespace app
