@@ -186,7 +186,7 @@ void Agent::notice_interfaces() {
     followed_ = false;
     tell(&Listener::port_changed, change);
   }
-  if (!followed_) {
+  if (!followed_ || !flows_with_room(flows_).empty()) {
     place_flows_anew();
   }
   device_.ports().follow_links();

@@ -19,7 +19,7 @@ struct AgentError {
     Number,         // a sequence number that is another flow's, or nobody's
     TableFull,      // no room for a flow
     NoCounter,      // no statistics counter for a flow
-    NoFanout,       // no multicast index or tree for the outputs of a flow
+    NoFanout,       // no tree for the outputs of a flow
     NoMemory,       // the library ran out of memory
     Hardware,       // the hardware or the message service failed
     BufferUnknown,  // no packet was given this number, or another one was since

@@ -157,4 +157,8 @@ size_t multicast_indices() {
   return g_oftab_mcst_idx_upper - g_oftab_mcst_idx_lower;
 }
 
+size_t free_multicast_indices() {
+  return multicast_indices() - used_multicast_indices();
+}
+
 }  // namespace agent

@@ -18,9 +18,10 @@ const host::services::TraceRecord *failure_since(uint64_t count, host::Switch &d
 // "3 of 4096 valid records", as used of capacity.
 std::string usage_text(size_t used, size_t capacity);
 
-// The multicast indices that flows hold, and all that the library gives out.
+// The multicast indices that flows hold, all that the library gives out, and those that are left.
 size_t used_multicast_indices();
 size_t multicast_indices();
+size_t free_multicast_indices();
 
 }  // namespace agent
 

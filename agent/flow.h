@@ -118,11 +118,12 @@ inline bool is_output_to(const Action &action, uint32_t port) {
 // Flags of a flow, with OpenFlow's values.
 enum FlowFlag : uint16_t { kSendFlowRemoved = 1, kCheckOverlap = 2, kEmergency = 4 };
 
-// What of a match the switch has nothing for.
+// What the switch has nothing for: parts of a match, the outputs.
 struct Absence {
   bool interface = false;     // there is none of this number
   bool interface_id = false;  // it has no id in the hardware
   bool vlan = false;          // it has no bridge domain
+  bool index = false;         // no multicast index was free for the outputs
   bool operator==(const Absence &) const = default;
 };
 

@@ -55,6 +55,12 @@ FlowModResults FlowChanges::follow_interfaces(Time now) {
     mod_ = mods_++;
     replace(entry, std::move(by), seq_no);  // by which people know the flow
   }
+  for (const uint32_t seq_no : flows_with_room(table_)) {
+    TableEntry &entry = *table_.find(seq_no);
+    need_counts();
+    mod_ = mods_++;
+    pending_.change(mod_, entry, entry.flow.actions);
+  }
   return finish();
 }
 
@@ -118,10 +124,11 @@ void FlowChanges::modify() {
 void FlowChanges::modify(TableEntry &entry) {
   Flow changed = entry.flow;
   changed.actions = change_.flow.actions;
+  changed.absent.index = false;
   const Placement before = placement_of(entry.flow);
   const Placement after = placement_of(changed);
   const bool another_record = loses_outputs(before, after);
-  if (another_record || before.on_cpu() != after.on_cpu()) {
+  if (another_record || before.on_cpu() != after.on_cpu() || pending_.may_lack_index()) {
     need_counts();
   }
   if (!another_record) {

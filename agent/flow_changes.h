@@ -29,8 +29,8 @@ class FlowChanges {
   // Removes the flows whose time has come, by the latest reading of the counts.
   FlowModResults expire(Time now);
 
-  // Flows whose ports and VLANs have come, gone or changed get records that say so. Errors are for those that have not
-  // got them yet.
+  // Flows whose ports and VLANs have come, gone or changed get records that say so, and flows that waited for a
+  // multicast index go to the hardware. Errors are for those that have not got there yet.
   FlowModResults follow_interfaces(Time now);
 
   // Tries again what failed before.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "agent/failures.h"
 #include "agent/fields.h"
 #include "agent/flow_check.h"
 #include "agent/hardware.h"
@@ -48,7 +49,9 @@ bool has_old_domain(const oftab_sw_entry_t &record, const Flow &flow, const host
 }
 
 bool is_overtaken(const oftab_sw_entry_t &record, const Flow &flow, host::Switch &device) {
-  return flow.absent != absence_in(device, flow.match) || has_old_domain(record, flow, device.asic().vlans());
+  Absence absent = absence_in(device, flow.match);
+  absent.index = flow.absent.index;
+  return flow.absent != absent || has_old_domain(record, flow, device.asic().vlans());
 }
 
 std::string named(const Flow &flow) {
@@ -88,6 +91,19 @@ std::vector<uint32_t> overtaken_records(host::Switch &device, const FlowTable &t
     }
   }
   return overtaken;
+}
+
+std::vector<uint32_t> flows_with_room(const FlowTable &table) {
+  std::vector<uint32_t> waiting;
+  for (const auto &[seq_no, entry] : table.entries()) {
+    if (entry.flow.absent.index) {
+      waiting.push_back(seq_no);
+    }
+  }
+  if (!waiting.empty()) {
+    waiting.resize(std::min(waiting.size(), free_multicast_indices()));
+  }
+  return waiting;
 }
 
 std::vector<TableEntry> reread(host::Switch &device, FlowTable &table, Time now, const std::set<uint32_t> &no_flows) {

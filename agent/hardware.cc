@@ -187,6 +187,16 @@ std::variant<HardwareActions, CpuReason> lower(const std::vector<Action> &action
   return lowering.finish();
 }
 
+// The same for a flow, whose outputs may have no multicast index.
+static std::variant<HardwareActions, CpuReason> lower_actions(const Flow &flow) {
+  auto lowered = lower(flow.actions);
+  const auto *actions = std::get_if<HardwareActions>(&lowered);
+  if (flow.absent.index && actions != nullptr && actions->kind == Kind::Output) {
+    return "no multicast index is free";
+  }
+  return lowered;
+}
+
 std::vector<Action> raised(const HardwareActions &actions) {
   std::vector<Action> list;
   if (actions.kind == Kind::Normal) {
@@ -201,12 +211,12 @@ std::vector<Action> raised(const HardwareActions &actions) {
 }
 
 bool is_on_cpu(const Flow &flow) {
-  return unmatchable(flow) || std::holds_alternative<CpuReason>(lower(flow.actions));
+  return unmatchable(flow) || std::holds_alternative<CpuReason>(lower_actions(flow));
 }
 
 Placement placement_of(const Flow &flow) {
   Placement placement{.match = record_match(flow), .actions = {}, .cpu = unmatchable(flow)};
-  auto actions = lower(flow.actions);
+  auto actions = lower_actions(flow);
   if (auto *reason = std::get_if<CpuReason>(&actions); reason != nullptr && !placement.cpu) {
     placement.cpu = std::move(*reason);
   }

@@ -43,7 +43,7 @@ struct Placement {
   bool on_cpu() const { return cpu.has_value(); }
 };
 
-// Matches are normalised, and it is known what of them is absent.
+// Matches are normalised, and it is known what is absent.
 Placement placement_of(const Flow &flow);
 
 // A part of that, in less time.

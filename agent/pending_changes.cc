@@ -2,9 +2,11 @@
 #include "agent/pending_changes.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "agent/batch_requests.h"
+#include "agent/failures.h"
 #include "agent/flow_check.h"
 #include "agent/flow_sync.h"
 #include "agent/hardware.h"
@@ -25,9 +27,10 @@ bool has_outputs(const Flow &flow) {
 }
 
 // Its counts have been read, if another counts for it from now on: the hardware or the CPU.
-void change_actions(TableEntry &entry, std::vector<Action> actions) {
+void change_actions(TableEntry &entry, Flow &&changed) {
   const bool was_on_cpu = is_on_cpu(entry.flow);
-  entry.flow.actions = std::move(actions);
+  entry.flow.actions = std::move(changed.actions);
+  entry.flow.absent = changed.absent;
   if (was_on_cpu != is_on_cpu(entry.flow)) {
     entry.close_record();
   }
@@ -119,16 +122,53 @@ void PendingChanges::fail(size_t mod, int32_t status) {
   results_->errors.try_emplace(mod, failed(status));
 }
 
-int32_t PendingChanges::add_one(const Flow &flow) {
-  const Flow *const one = &flow;
-  return add_batch(device_, {&one, 1}).statuses.front();
+// Each record names one index at most.
+bool PendingChanges::may_lack_index() const {
+  return table_.size() + replaced_ + leftovers_.size() >= multicast_indices();
+}
+
+// The CPU gets the flows for whose outputs no multicast index is free.
+template <typename Send>
+Statuses PendingChanges::send_with_room(std::span<Flow *const> flows, Send send) {
+  Statuses statuses = send({flows.begin(), flows.end()});
+  std::vector<size_t> refused;
+  for (size_t i = 0; i < flows.size(); ++i) {
+    if (statuses[i] == OFTAB_ERR_FANOUT) {
+      refused.push_back(i);
+    }
+  }
+  if (refused.empty() || free_multicast_indices() != 0) {
+    return statuses;
+  }
+  std::vector<const Flow *> for_cpu;
+  for (const size_t i : refused) {
+    flows[i]->absent.index = true;
+    for_cpu.push_back(flows[i]);
+  }
+  const Statuses of_cpu = send(for_cpu);
+  for (size_t i = 0; i < refused.size(); ++i) {
+    statuses[refused[i]] = of_cpu[i];
+  }
+  return statuses;
+}
+
+Statuses PendingChanges::add_all(std::span<Flow *const> flows) {
+  return send_with_room(flows, [this](const std::vector<const Flow *> &some) {
+    const auto [statuses, strays] = add_batch(device_, some);
+    leftovers_.insert(strays.begin(), strays.end());
+    return statuses;
+  });
+}
+
+int32_t PendingChanges::add_one(Flow &flow) {
+  Flow *const one = &flow;
+  return add_all({&one, 1}).front();
 }
 
 void PendingChanges::send_additions() {
-  std::vector<const Flow *> flows(additions_.size());
+  std::vector<Flow *> flows(additions_.size());
   std::ranges::transform(additions_, flows.begin(), [](const Addition &each) { return &each.entry->flow; });
-  const auto [statuses, strays] = add_batch(device_, flows);
-  leftovers_.insert(strays.begin(), strays.end());
+  const Statuses statuses = add_all(flows);
   for (size_t i = 0; i < additions_.size(); ++i) {
     additions_[i].installed = statuses[i] == OFTAB_OK;
     if (statuses[i] != OFTAB_OK) {
@@ -174,25 +214,35 @@ void PendingChanges::discard_records() {
 void PendingChanges::send_changes() {
   std::erase_if(changes_, [this](const Change &change) { return has_failed(change.mod); });
   std::vector<Flow> changed;
+  std::vector<Flow *> flows;
   changed.reserve(changes_.size());
   for (const Change &change : changes_) {
-    changed.push_back(table_.find(change.seq_no)->flow);
-    changed.back().actions = change.actions;
+    flows.push_back(&changed.emplace_back(changed_by(change)));
   }
-  const Statuses statuses = modify_batch(device_, pointers_to(changed));
+  const Statuses statuses =
+      send_with_room(flows, [this](const std::vector<const Flow *> &some) { return modify_batch(device_, some); });
   for (size_t i = 0; i < changes_.size(); ++i) {
     if (statuses[i] != OFTAB_OK) {
       fail(changes_[i].mod, statuses[i]);
     }
   }
-  const auto undone = std::stable_partition(changes_.begin(), changes_.end(),
-                                            [this](const Change &each) { return !has_failed(each.mod); });
-  restore({undone, changes_.end()});
-  changes_.erase(undone, changes_.end());
-  for (Change &change : changes_) {
-    change_actions(*table_.find(change.seq_no), std::move(change.actions));
+  std::vector<Change> undone;
+  std::ranges::copy_if(changes_, std::back_inserter(undone),
+                       [this](const Change &each) { return has_failed(each.mod); });
+  restore(undone);
+  for (size_t i = 0; i < changes_.size(); ++i) {
+    if (!has_failed(changes_[i].mod)) {
+      change_actions(*table_.find(changes_[i].seq_no), std::move(changed[i]));
+    }
   }
   changes_.clear();
+}
+
+Flow PendingChanges::changed_by(const Change &change) const {
+  Flow flow = std::as_const(table_).find(change.seq_no)->flow;
+  flow.actions = change.actions;
+  flow.absent.index = false;
+  return flow;
 }
 
 // The flows get the actions back that they had before. One that has no outputs and was to get some may name their index
@@ -201,9 +251,7 @@ void PendingChanges::restore(std::span<const Change> changes) {
   std::vector<const Flow *> flows;
   for (const Change &change : changes) {
     const TableEntry &entry = *table_.find(change.seq_no);
-    Flow changed = entry.flow;
-    changed.actions = change.actions;
-    if (has_outputs(entry.flow) || !has_outputs(changed)) {
+    if (has_outputs(entry.flow) || !has_outputs(changed_by(change))) {
       flows.push_back(&entry.flow);
     } else {
       mend(entry);
@@ -270,7 +318,7 @@ void PendingChanges::replace_record(size_t mod, const TableEntry &old, TableEntr
     return;
   }
   fail(mod, status);
-  if (add_one(old.flow) == OFTAB_OK) {
+  if (add_one(table_.find(seq_no)->flow) == OFTAB_OK) {
     table_.insert(renewed(table_.erase(seq_no), seq_no));
   } else {
     results_->removed.push_back({table_.erase(seq_no), RemovedFlow::Reason::Delete, now_});

@@ -41,6 +41,9 @@ class PendingChanges {
   // Whether the library has room for one record more.
   bool has_room() const { return table_.size() + replaced_ + leftovers_.size() < FlowTable::kCapacity; }
 
+  // Whether another flow with outputs may find no multicast index free.
+  bool may_lack_index() const;
+
   // The flow stands in the table from now on. It has its sequence number.
   void add(size_t mod, TableEntry entry);
 
@@ -92,9 +95,13 @@ class PendingChanges {
   void begin();
   void send_all();
   void replace_record(size_t mod, const TableEntry &old, TableEntry by);
-  int32_t add_one(const Flow &flow);
+  int32_t add_one(Flow &flow);
+  Statuses add_all(std::span<Flow *const> flows);
+  template <typename Send>
+  Statuses send_with_room(std::span<Flow *const> flows, Send send);
   void send_additions();
   void send_changes();
+  Flow changed_by(const Change &change) const;
   void restore(std::span<const Change> changes);
   void mend(const TableEntry &broken);
   void settle(Addition &addition);

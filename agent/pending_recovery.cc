@@ -52,7 +52,7 @@ void PendingChanges::fail_all() {
 
 // Flows that are refused stay in the table for now: whoever had something sent may be looking at them.
 void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
-  std::vector<const Flow *> flows;
+  std::vector<Flow *> flows;
   for (const uint32_t seq_no : seq_nos) {
     TableEntry &entry = *table_.find(seq_no);
     entry.change_record();
@@ -61,8 +61,7 @@ void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
   }
   lost_ = std::move(seq_nos);
   try {
-    const auto [statuses, strays] = add_batch(device_, flows);
-    leftovers_.insert(strays.begin(), strays.end());
+    const Statuses statuses = add_all(flows);
     std::vector<uint32_t> refused;
     for (size_t i = 0; i < flows.size(); ++i) {
       if (statuses[i] != OFTAB_OK) {

@@ -178,6 +178,72 @@ TEST_F(AgentTest, NamesWhatItRefuses) {
   EXPECT_EQ(agent_.flows().size(), 1U);
 }
 
+// Flows with outputs for which no multicast index is left are the CPU's, until one is free.
+TEST_F(AgentTest, ServesByTheCpuWhatFindsNoMulticastIndex) {
+  const auto meeting = [](FlowMod mod, std::initializer_list<std::pair<Field, Masked>> fields) {
+    mod.flow.match = {};
+    for (const auto &[field, masked] : fields) {
+      mod.flow.match[field] = masked;
+    }
+    return mod;
+  };
+  const uint32_t channel = test::port_channel(2);
+  const FlowMod drop = numbered(1, 1);
+  FlowMod changed = meeting(numbered(0, 2), {{Field::InPort, {port(7), kExactIfindex}}});
+  ASSERT_EQ(apply(meeting(drop, {})), std::nullopt);
+  ASSERT_EQ(apply(meeting(numbered(0, 50000, {output_to(port(1))}), {{Field::InPort, {channel, kExactIfindex}}})),
+            std::nullopt);
+  ASSERT_EQ(apply(changed), std::nullopt);
+  std::vector<FlowMod> mods;
+  for (uint32_t i = 1; i <= 4000; ++i) {
+    mods.push_back(numbered(i, 1000, {output_to(port(i % 3))}));
+  }
+  ASSERT_THAT(agent_.apply(mods), testing::IsEmpty());
+  ASSERT_EQ(apply(meeting(numbered(0, 60000, {output_to(port(8))}), {{Field::InPort, {port(6), kExactIfindex}}})),
+            std::nullopt);
+  agent_.packets().receive(port(7), arp_frame());
+  changed.command = Command::ModifyStrict;
+  changed.flow.actions = {output_to(port(9))};
+  ASSERT_EQ(apply(changed), std::nullopt);
+  rig_.sw.interfaces().create_pc(channel);
+  agent_.follow_interfaces();
+
+  const auto on_cpu = [&] {
+    std::vector<uint32_t> priorities;
+    for (const auto &[seq_no, entry] : agent_.flows().entries()) {
+      const Placement placement = placement_of(entry.flow);
+      if (placement.on_cpu()) {
+        EXPECT_EQ(to_text(placement), "CPU: no multicast index is free");
+        priorities.push_back(priority_of(entry.flow));
+      }
+    }
+    return priorities;
+  };
+  const auto expect_served = [&](uint64_t times) {
+    for (const auto &[in_port, out] : {std::pair{channel, 2U}, {port(6), 9U}, {port(7), 10U}}) {
+      sent_.clear();
+      agent_.packets().receive(in_port, arp_frame());
+      EXPECT_EQ(sent_, std::vector<uint32_t>{out});
+    }
+    agent_.refresh_counts(Time::zero());
+    for (const auto &[seq_no, entry] : agent_.flows().entries()) {
+      const uint32_t in_port = static_cast<uint32_t>(entry.flow.match[Field::InPort].value);
+      EXPECT_EQ(entry.counts().packets, in_port == 0 ? 0 : times + (in_port == port(7) ? 1 : 0));
+    }
+  };
+  EXPECT_THAT(on_cpu(), testing::UnorderedElementsAre(50000, 60000, 2));
+  expect_served(1);
+  const std::vector<FlowMod> deletions{deletion_of(mods[0]), deletion_of(mods[1])};
+  ASSERT_THAT(agent_.apply(deletions), testing::IsEmpty());
+  agent_.advance({});
+  EXPECT_EQ(on_cpu().size(), 1U);
+  expect_served(2);
+  ASSERT_EQ(apply(deletion_of(mods[2])), std::nullopt);
+  agent_.advance({});
+  EXPECT_THAT(on_cpu(), testing::IsEmpty());
+  expect_served(3);
+}
+
 TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
   const auto ports = [](std::initializer_list<uint32_t> but) {
     std::vector<uint32_t> all;
