@@ -68,9 +68,12 @@ std::string owner_of(const ClaimName &name) {
 
 }  // namespace
 
-Descriptor claim(const std::string &name, unsigned index) {
+void check_unbound(const std::string &name, unsigned index) {
   check_kind(name);
   check_master(name, index);
+}
+
+Descriptor claim(const std::string &name, unsigned index) {
   Descriptor socket = stream_socket();
   const ClaimName address(index);
   const int result = bind(socket.number(), address.get(), address.length);

@@ -9,9 +9,13 @@
 
 namespace host::ports {
 
-// Takes an interface for a port for as long as the descriptor is open. Throws std::runtime_error, which names the
-// interface and says why not: it carries no Ethernet frames, or it is taken by a bridge, a bond or another port in the
-// same network namespace. What else reads from it, as captures do, is not noticed.
+// All throw std::runtime_error, which names the interface.
+
+// Whether frames of an interface can be a port's: they are Ethernet frames, and go to no bridge or bond.
+void check_unbound(const std::string &name, unsigned index);
+
+// Takes an interface for a port for as long as the descriptor is open, unless another port in the same network
+// namespace has it. What else reads from it, as captures do, is not noticed.
 Descriptor claim(const std::string &name, unsigned index);
 
 }  // namespace host::ports

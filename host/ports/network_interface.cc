@@ -110,6 +110,7 @@ void add(Batch &batch, mmsghdr &received, Slot &slot, uint8_t *place) {
 InterfaceEnd::Opened NetworkInterface::opened() {
   const unsigned index = if_nametoindex(interface().c_str());
   check(index == 0 ? -1 : 0, interface());
+  check_unbound(interface(), index);
   Descriptor claimed = claim(interface(), index);
   Descriptor socket(::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), interface());
   for (const int option : {PACKET_VNET_HDR, PACKET_AUXDATA, PACKET_IGNORE_OUTGOING}) {

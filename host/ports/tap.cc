@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "host/ports/batch.h"
+#include "host/ports/interface_claim.h"
 #include "host/ports/interface_state.h"
 
 namespace host::ports {
@@ -24,12 +25,13 @@ InterfaceEnd::Opened Tap::opened() {
   Descriptor device(::open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC), "/dev/net/tun");
   ifreq request{};
   request.ifr_flags = IFF_TAP | IFF_NO_PI | IFF_VNET_HDR;
-  strncpy(request.ifr_name, interface().c_str(), sizeof request.ifr_name - 1);
+  std::strncpy(request.ifr_name, interface().c_str(), sizeof request.ifr_name - 1);
   const int result = ioctl(device.number(), TUNSETIFF, &request);
   check(result, interface() + (result < 0 && errno == EBUSY ? " is taken" : ""));
+  Descriptor claimed = claim(interface(), if_nametoindex(interface().c_str()));
   dropped_ = dropped_frames(interface()).value_or(0);
   set_up(interface());
-  return {std::move(device)};
+  return {std::move(device), std::move(claimed)};
 }
 
 uint64_t Tap::overruns() {
