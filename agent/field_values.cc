@@ -11,8 +11,6 @@
 namespace agent {
 namespace {
 
-using host::services::Interfaces;
-
 constexpr uint64_t kTagged = 0x1000;  // tells an id from none
 
 // Reads `count` numbers with `separator` between them as one number, `bits` bits each.
@@ -62,30 +60,29 @@ uint64_t ip_named(const Word &word) {
   throw TextError(word.column, "an IPv4 address has the form 10.0.0.1, not " + quoted(word));
 }
 
-Masked read_in_port(const Word &value, const Interfaces &interfaces) {
-  return {port_or_reserved(value, interfaces), kExactIfindex};
+Masked read_in_port(const Word &value) {
+  return {possible_port_named(value), kExactIfindex};
 }
 
-Masked read_mac(const Word &value, const Interfaces &) {
+Masked read_mac(const Word &value) {
   const SplitWord parts = split_at(value, '/');
   return {mac_named(parts.before), parts.behind ? mac_named(*parts.behind) : kExactMac};
 }
 
-Masked read_ip(const Word &value, const Interfaces &) {
+Masked read_ip(const Word &value) {
   const SplitWord parts = split_at(value, '/');
   return {ip_named(parts.before), parts.behind ? ip_mask_bits(*parts.behind) : kExactIp};
 }
 
-Masked read_ethertype(const Word &value, const Interfaces &) {
+Masked read_ethertype(const Word &value) {
   return {number_in(value, 0, 0xFFFF, "dl_type"), kExactEthertype};
 }
 
-Masked read_vlan(const Word &value, const Interfaces &) {
-  const bool untagged = read_number(value.text) == kUntagged;
-  return {untagged ? kUntagged : number_in(value, 0, 4095, "dl_vlan"), kExactVlan};
+Masked read_vlan(const Word &value) {
+  return {number_in(value, 0, kExactVlan, "dl_vlan"), kExactVlan};
 }
 
-Masked read_vlan_vid(const Word &value, const Interfaces &) {
+Masked read_vlan_vid(const Word &value) {
   const SplitWord parts = split_at(value, '/');
   const uint64_t number = number_in(parts.before, 0, 0x1FFF, "vlan_vid");
   if (parts.behind && number_in(*parts.behind, 0, 0x1FFF, "vlan_vid's mask") != 0x1FFF) {
@@ -100,7 +97,7 @@ Masked read_vlan_vid(const Word &value, const Interfaces &) {
   return {number - kTagged, kExactVlan};
 }
 
-Masked read_vlan_tci(const Word &value, const Interfaces &interfaces) {
+Masked read_vlan_tci(const Word &value) {
   const SplitWord parts = split_at(value, '/');
   const uint64_t number = number_in(parts.before, 0, 0xFFFF, "vlan_tci");
   const uint64_t mask = parts.behind ? number_in(*parts.behind, 0, 0xFFFF, "vlan_tci's mask") : 0xFFFF;
@@ -109,34 +106,34 @@ Masked read_vlan_tci(const Word &value, const Interfaces &interfaces) {
     throw TextError(value.column,
                     "OpenFlow 1.0 matches a whole tag, 0x1000 and above, its id with mask 0x1fff, or none at all, 0");
   }
-  return read_vlan_vid(parts.before, interfaces);
+  return read_vlan_vid(parts.before);
 }
 
-Masked read_vlan_pcp(const Word &value, const Interfaces &) {
+Masked read_vlan_pcp(const Word &value) {
   return {number_in(value, 0, 7, "a VLAN priority"), kExactVlanPcp};
 }
 
-Masked read_tos(const Word &value, const Interfaces &) {
+Masked read_tos(const Word &value) {
   return {number_in(value, 0, 255, "nw_tos"), kExactTos};
 }
 
-Masked read_dscp(const Word &value, const Interfaces &) {
+Masked read_dscp(const Word &value) {
   return {number_in(value, 0, 63, "ip_dscp") << 2, kExactTos};
 }
 
-Masked read_protocol(const Word &value, const Interfaces &) {
+Masked read_protocol(const Word &value) {
   return {number_in(value, 0, 255, "nw_proto"), kExactProtocol};
 }
 
-Masked read_arp_opcode(const Word &value, const Interfaces &) {
+Masked read_arp_opcode(const Word &value) {
   return {number_in(value, 0, 255, "an ARP opcode"), kExactProtocol};
 }
 
-Masked read_transport_port(const Word &value, const Interfaces &) {
+Masked read_transport_port(const Word &value) {
   return masked_number(value, 0xFFFF, "a transport port");
 }
 
-Masked read_icmp_number(const Word &value, const Interfaces &) {
+Masked read_icmp_number(const Word &value) {
   return masked_number(value, 0xFF, "an ICMP type or code");
 }
 

@@ -8,45 +8,45 @@
 
 #include "agent/flow.h"
 #include "agent/text.h"
-#include "host/services/interfaces.h"
 
 namespace agent {
 
-using FieldReader = Masked (*)(const Word &value, const host::services::Interfaces &interfaces);
+using FieldReader = Masked (*)(const Word &value);
 using FieldPrinter = std::string (*)(const Masked &field);
 
 // An address without a mask.
 uint64_t mac_named(const Word &word);
 uint64_t ip_named(const Word &word);
 
-// A front-panel port, a port channel, or a reserved port.
-Masked read_in_port(const Word &value, const host::services::Interfaces &interfaces);
+// What a flow can name as the port that packets come in by, existing or not.
+Masked read_in_port(const Word &value);
 
 // aa:bb:cc:dd:ee:ff, with a mask of the same form behind '/'.
-Masked read_mac(const Word &value, const host::services::Interfaces &);
+Masked read_mac(const Word &value);
 
 // A.B.C.D, with a prefix length or a mask behind '/'.
-Masked read_ip(const Word &value, const host::services::Interfaces &);
+Masked read_ip(const Word &value);
 
-Masked read_ethertype(const Word &value, const host::services::Interfaces &);
+Masked read_ethertype(const Word &value);
 
-// A VLAN id, 0 for tags that carry a priority alone, or 0xffff for untagged frames. Elsewhere it is written as the id
+// A VLAN id, 0 for tags that carry a priority alone, or 0xffff for untagged frames; numbers between the ids and 0xffff
+// are those of no frame. Elsewhere it is written as the id
 // above the bit 0x1000 (0 for untagged frames), or as the whole tag, of which the id must be what the mask selects.
-Masked read_vlan(const Word &value, const host::services::Interfaces &);
-Masked read_vlan_vid(const Word &value, const host::services::Interfaces &);
-Masked read_vlan_tci(const Word &value, const host::services::Interfaces &);
-Masked read_vlan_pcp(const Word &value, const host::services::Interfaces &);
+Masked read_vlan(const Word &value);
+Masked read_vlan_vid(const Word &value);
+Masked read_vlan_tci(const Word &value);
+Masked read_vlan_pcp(const Word &value);
 
 // The whole octet, of which the upper six bits are compared; or those six bits as a number.
-Masked read_tos(const Word &value, const host::services::Interfaces &);
-Masked read_dscp(const Word &value, const host::services::Interfaces &);
+Masked read_tos(const Word &value);
+Masked read_dscp(const Word &value);
 
-Masked read_protocol(const Word &value, const host::services::Interfaces &);
-Masked read_arp_opcode(const Word &value, const host::services::Interfaces &);
+Masked read_protocol(const Word &value);
+Masked read_arp_opcode(const Word &value);
 
 // N or 0xN, with a mask of the same form behind '/'.
-Masked read_transport_port(const Word &value, const host::services::Interfaces &);
-Masked read_icmp_number(const Word &value, const host::services::Interfaces &);
+Masked read_transport_port(const Word &value);
+Masked read_icmp_number(const Word &value);
 
 std::string port_text(const Masked &field);
 std::string masked_mac_text(const Masked &field);

@@ -108,21 +108,16 @@ uint64_t key_class(const Match &match) {
 
 constexpr uint64_t kLastVlan = 0xFFF;  // for which the hardware has no bridge domain
 
-// Why no packet that comes in can match; controllers may send some that do.
-std::optional<CpuReason> impossible(const Flow &flow) {
-  const Masked &in_port = flow.match[Field::InPort];
-  const auto port = static_cast<uint32_t>(in_port.value);
-  if (in_port.mask != 0 && !Interfaces::port_slot(port) && !Interfaces::pc_number(port)) {
+std::optional<CpuReason> impossible_port(const Flow &flow) {
+  const auto port = static_cast<uint32_t>(flow.match[Field::InPort].value);
+  if (is_reserved_port(port)) {
     return "packets come in to the hardware by ports and port channels only";
   }
-  if (in_port.mask != 0 && flow.absent.interface) {
-    return concat(interface_name(port), " does not exist");
+  const bool interface = Interfaces::port_slot(port) || Interfaces::pc_number(port);
+  if (interface && !flow.absent.interface) {
+    return std::nullopt;
   }
-  const Masked &vlan = flow.match[Field::DlVlan];
-  if (vlan.mask != 0 && vlan.value > kLastVlan && vlan.value != kUntagged) {
-    return concat("no packet has dl_vlan ", vlan.value);
-  }
-  return std::nullopt;
+  return concat(interface ? "" : "port ", interface_name(port), " does not exist");
 }
 
 // Of frames that a group sent, which no port takes.
@@ -176,6 +171,19 @@ Match record_match(const Flow &flow) {
 }
 
 }  // namespace
+
+std::optional<CpuReason> impossible(const Flow &flow) {
+  if (flow.match[Field::InPort].mask != 0) {
+    if (auto reason = impossible_port(flow)) {
+      return reason;
+    }
+  }
+  const Masked &vlan = flow.match[Field::DlVlan];
+  if (vlan.mask != 0 && vlan.value > kLastVlan && vlan.value != kUntagged) {
+    return concat("no packet has dl_vlan ", vlan.value);
+  }
+  return std::nullopt;
+}
 
 std::variant<HardwareActions, CpuReason> lower(const std::vector<Action> &actions) {
   Lowering lowering;

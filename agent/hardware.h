@@ -43,6 +43,9 @@ struct Placement {
   bool on_cpu() const { return cpu.has_value(); }
 };
 
+// Why no packet that comes in can match a flow; controllers may send some that do.
+std::optional<CpuReason> impossible(const Flow &flow);
+
 // Matches are normalised, and it is known what is absent.
 Placement placement_of(const Flow &flow);
 

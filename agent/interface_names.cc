@@ -6,6 +6,7 @@
 #include <cctype>
 
 #include "agent/flow.h"
+#include "agent/port_numbers.h"
 
 namespace agent {
 namespace {
@@ -51,6 +52,19 @@ std::optional<uint32_t> reserved_named(std::string_view name) {
   return found == kReserved.end() ? std::nullopt : std::optional(found->port);
 }
 
+// What a number of OpenFlow stands for; 0 for what is no such number.
+uint32_t port_of_number(const Word &name) {
+  const uint64_t number = read_number(without_zeros(name).text).value_or(0);
+  return number <= kPortNone ? port_numbered(static_cast<uint16_t>(number)) : 0;
+}
+
+uint32_t existing(uint32_t ifindex, const Word &name, const Interfaces &interfaces) {
+  if (!interfaces.exists(ifindex)) {
+    throw TextError(name.column, concat(interface_name(ifindex), " does not exist"));
+  }
+  return ifindex;
+}
+
 // Where the run of consecutive ports that begins at `first` ends.
 size_t last_of_run(std::span<const uint32_t> ifindexes, size_t first) {
   size_t last = first;
@@ -77,11 +91,7 @@ uint32_t possible_port_channel_named(const Word &name) {
 }
 
 uint32_t port_channel_named(const Word &name, const Interfaces &interfaces) {
-  const uint32_t ifindex = possible_port_channel_named(name);
-  if (!interfaces.exists(ifindex)) {
-    throw TextError(name.column, concat(interface_name(ifindex), " does not exist"));
-  }
-  return ifindex;
+  return existing(possible_port_channel_named(name), name, interfaces);
 }
 
 uint32_t interface_named(const Word &name, const Interfaces &interfaces) {
@@ -89,19 +99,24 @@ uint32_t interface_named(const Word &name, const Interfaces &interfaces) {
 }
 
 uint32_t port_or_reserved(const Word &name, const Interfaces &interfaces) {
-  constexpr uint64_t port_channels = 1000;
+  const uint32_t port = reserved_named(name.text).value_or(port_of_number(name));
+  if (is_reserved_port(port)) {
+    return port;
+  }
+  return Interfaces::pc_number(port) ? existing(port, name, interfaces) : interface_named(name, interfaces);
+}
+
+uint32_t possible_port_named(const Word &name) {
   if (const auto reserved = reserved_named(name.text)) {
     return *reserved;
   }
-  const uint64_t number = read_number(without_zeros(name).text).value_or(0);
-  if (is_reserved_port(number)) {
-    return static_cast<uint32_t>(number);
+  if (port_channel_number(name)) {
+    return possible_port_channel_named(name);
   }
-  if (number > port_channels && number <= port_channels + Interfaces::kLastPortChannel) {
-    const std::string channel = std::to_string(number - port_channels);
-    return port_channel_named({channel, name.column}, interfaces);
+  if (behind(name, "Eth1/", "Eth1/")) {
+    return port_named(name);
   }
-  return interface_named(name, interfaces);
+  return port_numbered(static_cast<uint16_t>(number_in(without_zeros(name), 0, kPortNone, "a port")));
 }
 
 std::vector<uint32_t> ports_named(const Word &names, const Interfaces &interfaces) {

@@ -16,11 +16,14 @@ namespace agent {
 // The ifindex of an interface that exists; a TextError otherwise.
 uint32_t interface_named(const Word &name, const host::services::Interfaces &interfaces);
 
-// What a flow can name as a port: an interface, 1000 + N for port channel N, or a reserved port ("LOCAL").
+// What a flow can send to: an interface, 1000 + N for port channel N, or a reserved port ("LOCAL").
 uint32_t port_or_reserved(const Word &name, const host::services::Interfaces &interfaces);
 
 // The same for several: "Eth1/1-4" too.
 std::vector<uint32_t> ports_named(const Word &names, const host::services::Interfaces &interfaces);
+
+// What a flow can match as a port: the same, any port channel, and any number of OpenFlow, existing or not.
+uint32_t possible_port_named(const Word &name);
 
 // Whether a word looks like the name of a port, existing or not.
 bool names_port(const Word &word);

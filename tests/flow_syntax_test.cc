@@ -139,7 +139,8 @@ TEST(FlowSyntaxTest, BadFlowLinesAreRefusedAtTheirColumn) {
       {"in_port,actions=drop", 1, "'in_port' needs a value"},
       {"tcp,udp,actions=drop", 5, "'udp' contradicts 'tcp' at column 1"},
       {"dl_src=00:11:22:33:44,actions=drop", 8, "a MAC address has the form 00:11:22:33:44:55, not '00:11:22:33:44'"},
-      {"dl_vlan=4096,actions=drop", 9, "dl_vlan is a number from 0 to 4095, not '4096'"},
+      {"dl_vlan=65536,actions=drop", 9, "dl_vlan is a number from 0 to 65535, not '65536'"},
+      {"in_port=65536,actions=drop", 9, "a port is a number from 0 to 65535, not '65536'"},
       {"ip,nw_src=10.0.0.256,actions=drop", 11, "an IPv4 address has the form 10.0.0.1, not '10.0.0.256'"},
       {"ip,nw_dst=10.0.0.0/33,actions=drop", 20, "a prefix length is a number from 0 to 32, not '33'"},
       {"nw_proto=6,actions=drop", 1, "'nw_proto' needs IPv4 or ARP: ip, tcp, udp, icmp, arp or dl_type=0x0800"},
@@ -159,6 +160,9 @@ TEST(FlowSyntaxTest, BadFlowLinesAreRefusedAtTheirColumn) {
 TEST(FlowSyntaxTest, BadPacketDescriptionsAreRefusedAtTheirColumn) {
   const std::vector<BadLine> rows = {
       {"in_port=1,len=13", 15, "a length is a number from 14 to 65535, not '13'"},
+      {"in_port=60", 9, "a port is a number from 1 to 48, not '60'"},
+      {"in_port=1009", 9, "pc9 does not exist"},
+      {"dl_vlan=4660", 9, "dl_vlan is a number from 0 to 4095, not '4660'"},
       {"tcp,nw_dst=10.0.0.0/8", 12, "a packet has one value in each field: no mask"},
       {"tcp,actions=drop", 5, "unknown field 'actions'"},
   };

@@ -139,7 +139,7 @@ const Invocation kInvocations[] = {
      {},
      "-c 'vlan 7 none; add-flow priority=5,dl_vlan=7,actions=output:1; port-channel create 9;"
      " add-flow priority=4,in_port=pc9,actions=output:2; port-channel delete 9; dump-flows -v; vlan 7 300;"
-     " port-channel create 9; dump-flows -v'",
+     " port-channel create 9; dump-flows -v; add-flow in_port=60,actions=1'",
      0,
      "VLAN 7 has bridge domain none\n"
      "flow 1 added at index 2000\n"
@@ -155,7 +155,7 @@ const Invocation kInvocations[] = {
      "cookie=0x0, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=5,dl_vlan=7 actions=output:Eth1/1\n"
      "# hardware\n"
      "cookie=0x0, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=4,in_port=pc9 actions=output:Eth1/2\n"
-     "# hardware\n",
+     "# hardware\nflow 3 added at index 1998, on the CPU: port 60 does not exist\n",
      ""},
     {"flow_files",
      {{"a.flows",
@@ -243,7 +243,9 @@ const Invocation kInvocations[] = {
        "priority=8,arp actions=strip_vlan,enqueue:Eth1/4:7,IN_PORT,FLOOD,ALL,LOCAL,normal,controller:64\n"
        "priority=7,arp actions=controller(app=3,max_len=9)\npriority=6,arp actions=output:Eth1/2,controller(app=3)\n"
        "priority=5,arp actions=drop\ncookie=0x7,idle_timeout=3,hard_timeout=9,send_flow_rem,in_port=pc2,actions=drop\n"
-       "priority=65535,dl_vlan=9,actions=drop\npriority=65535,actions=drop\n"},
+       "priority=65535,dl_vlan=9,actions=drop\npriority=65535,actions=drop\n"
+       "in_port=60,actions=1\nin_port=0,actions=1\nin_port=65280,actions=1\nin_port=1009,actions=drop\n"
+       "dl_vlan=4660,actions=1\ndl_vlan=65534,actions=drop\n"},
       {"set-up",
        "vlan 110 333; interface hw-lif 3 0x77; interface id 9 0x9ab; interface openflow 4 off; port-channel create 1\n"
        "port-channel create 2; port-channel create 3 6 5; interface id pc3 0xabc; interface openflow pc1 off\n"

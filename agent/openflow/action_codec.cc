@@ -4,7 +4,7 @@
 #include <array>
 
 #include "agent/field_values.h"
-#include "agent/openflow/port_numbers.h"
+#include "agent/port_numbers.h"
 #include "agent/text.h"
 
 namespace agent::openflow {

@@ -4,7 +4,7 @@
 #include <bit>
 
 #include "agent/fields.h"
-#include "agent/openflow/port_numbers.h"
+#include "agent/port_numbers.h"
 
 namespace agent::openflow {
 namespace {

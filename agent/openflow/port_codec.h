@@ -3,8 +3,8 @@
 #ifndef AGENT_OPENFLOW_PORT_CODEC_H
 #define AGENT_OPENFLOW_PORT_CODEC_H
 
-#include "agent/openflow/port_numbers.h"
 #include "agent/openflow/wire.h"
+#include "agent/port_numbers.h"
 #include "agent/ports.h"
 
 namespace agent::openflow {

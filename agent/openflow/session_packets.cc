@@ -2,8 +2,8 @@
 // Packets to and from the peer.
 #include "agent/openflow/action_codec.h"
 #include "agent/openflow/errors.h"
-#include "agent/openflow/port_numbers.h"
 #include "agent/openflow/session.h"
+#include "agent/port_numbers.h"
 #include "agent/text.h"
 
 namespace agent::openflow {

@@ -2,6 +2,7 @@
 // Commands that add, change, remove and list flows.
 #include <algorithm>
 
+#include "agent/hardware.h"
 #include "agent/requests.h"
 #include "agent/responses.h"
 #include "agent/status.h"
@@ -32,6 +33,12 @@ std::optional<uint16_t> index_of(uint32_t seq_no) {
   return found == records.end() ? std::nullopt : std::optional(found->tcam_index);
 }
 
+// What the operator may have meant otherwise.
+std::string doubt_text(const Flow &flow) {
+  const auto reason = impossible(flow);
+  return reason ? concat(", on the CPU: ", *reason) : "";
+}
+
 void add_flow(Session &session, Arguments &arguments) {
   const Flow flow = parse_flow(arguments.line(), arguments.start(), FlowRole::Complete, session.device.interfaces());
   const FlowTable &table = session.agent.flows();
@@ -41,7 +48,8 @@ void add_flow(Session &session, Arguments &arguments) {
   apply_changes(session, {&change, 1});
   if (const TableEntry *added = table.find(flow.match, priority_of(flow))) {
     const uint32_t seq_no = *added->flow.seq_no;
-    *session.out << "flow " << seq_no << " added at index " << index_of(seq_no).value_or(0) << replaced << '\n';
+    *session.out << "flow " << seq_no << " added at index " << index_of(seq_no).value_or(0) << replaced
+                 << doubt_text(added->flow) << '\n';
   }
 }
 
@@ -132,7 +140,8 @@ constexpr Command kCommands[] = {
      "Fields: in_port dl_vlan dl_src dl_dst dl_type nw_src nw_dst nw_tos nw_proto tp_src tp_dst icmp_type icmp_code,\n"
      "and ip, tcp, udp, sctp, icmp, arp, rarp, ipv6, mpls, mplsm. Ports are 1 to 48 (Eth1/1 to Eth1/48) and port "
      "channels\n"
-     "(pc1). Actions: drop, normal, output:PORT (several), controller[:BYTES] or controller(app=N), also beside "
+     "(pc1); those of in_port need not exist. Actions: drop, normal, output:PORT (several), controller[:BYTES] or "
+     "controller(app=N), also beside "
      "another.\n"
      "The priority is 32768 and seq=N, the sequence number, the lowest free one unless given. A flow of the same "
      "match\n"

@@ -142,7 +142,7 @@ std::vector<Flow> flows_to_add(const Session &session) {
   return in_order;
 }
 
-// Port channels that were deleted, and that flows or the table of interfaces name all the same.
+// Port channels that were deleted, and that actions or the table of interfaces name all the same.
 std::set<uint32_t> lost_port_channels(std::span<const Flow> flows, const Interfaces &interfaces) {
   std::set<uint32_t> lost;
   const auto consider = [&](uint64_t ifindex) {
@@ -152,7 +152,6 @@ std::set<uint32_t> lost_port_channels(std::span<const Flow> flows, const Interfa
     }
   };
   for (const Flow &flow : flows) {
-    consider(flow.match[Field::InPort].value);
     for (const Action &action : flow.actions) {
       consider(action.kind == Action::Kind::Output || action.kind == Action::Kind::Enqueue ? action.value : 0);
     }

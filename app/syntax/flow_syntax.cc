@@ -115,7 +115,7 @@ Word flow_text(std::string_view line, size_t start) {
 // Reads a flow, item by item.
 class FlowReader {
  public:
-  FlowReader(FlowRole role, const Interfaces &interfaces) : role_(role), interfaces_(interfaces), match_(interfaces) {}
+  FlowReader(FlowRole role, const Interfaces &interfaces) : role_(role), interfaces_(interfaces) {}
 
   Selection read(const Word &text);
 
@@ -217,7 +217,7 @@ bool FlowReader::take_other(const Item &item) {
 bool FlowReader::take_filter(const Item &item) {
   const std::string_view name = item.name.text;
   if (name == "out_port") {
-    selection_.out_port = port_or_reserved(argument_of(item), interfaces_);
+    selection_.out_port = possible_port_named(argument_of(item));
   } else if (name == "hits") {
     selection_.hits = number_in(argument_of(item), 0, UINT64_MAX, name);
   } else if (name == "cookie") {

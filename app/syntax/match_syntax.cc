@@ -92,7 +92,7 @@ bool MatchReader::take_field(const Item &item) {
     return false;
   }
   if (const Word &value = argument_of(item); value.text != "*") {
-    set(named->row->field, named->spelling->read(value, interfaces_), {item.name, named->spelling->needs});
+    set(named->row->field, named->spelling->read(value), {item.name, named->spelling->needs});
   }
   return true;
 }

@@ -11,7 +11,6 @@
 #include "agent/flow.h"
 #include "agent/text.h"
 #include "app/syntax/items.h"
-#include "host/services/interfaces.h"
 
 namespace app {
 
@@ -20,8 +19,6 @@ std::set<std::string> match_words();
 
 class MatchReader {
  public:
-  explicit MatchReader(const host::services::Interfaces &interfaces) : interfaces_(interfaces) {}
-
   // Takes an item that is not one of the caller's own; a TextError for one that is no field of OpenFlow 1.0, and for
   // one that contradicts another.
   void take(const Item &item);
@@ -45,7 +42,6 @@ class MatchReader {
   bool take_tag(const Item &item);
   void check_icmp_numbers() const;
 
-  const host::services::Interfaces &interfaces_;
   agent::Match match_;
   std::map<agent::Field, Given> given_;
 };

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "agent/interface_names.h"
 #include "app/syntax/match_syntax.h"
 
 namespace app {
@@ -33,6 +34,19 @@ Packet packet_from(const Match &match) {
 void refuse_mask(const Item &item) {
   if (item.argument && item.name.text != "in_port" && item.argument->text.find('/') != std::string_view::npos) {
     throw TextError(item.argument->column, "a packet has one value in each field: no mask");
+  }
+}
+
+// Flows can name ports that are not there and numbers that no tag has; packets have none of them.
+void refuse_impossible(const Item &item, const Interfaces &interfaces) {
+  const auto named = field_named(item.name.text);
+  if (!named || !item.argument || item.argument->text == "*") {
+    return;
+  }
+  if (named->row->field == Field::InPort) {
+    port_or_reserved(*item.argument, interfaces);
+  } else if (item.name.text == "dl_vlan" && read_number(item.argument->text) != kUntagged) {
+    number_in(*item.argument, 0, 4095, "dl_vlan");
   }
 }
 
@@ -73,7 +87,7 @@ std::string ethernet_text(const PacketHeader &packet) {
 Packet parse_packet(std::string_view line, size_t start, const Interfaces &interfaces) {
   line = without_comment(line);
   start = std::min(start, line.size());
-  MatchReader reader(interfaces);
+  MatchReader reader;
   size_t length = 0;
   for (const Item &item : split_items({line.substr(start), start + 1})) {
     if (item.name.text == "len") {
@@ -81,6 +95,7 @@ Packet parse_packet(std::string_view line, size_t start, const Interfaces &inter
       continue;
     }
     refuse_mask(item);
+    refuse_impossible(item, interfaces);
     reader.take(item);
   }
   Packet packet = packet_from(reader.finish());
