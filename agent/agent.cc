@@ -60,9 +60,12 @@ bool Agent::offer(const PacketIn &packet) {
   return taken;
 }
 
-void Agent::tell_removed(const FlowModResults &results) {
+void Agent::tell_outcome(const FlowModResults &results) {
   for (const RemovedFlow &removed : results.removed) {
     tell(&Listener::flow_removed, removed);
+  }
+  if (std::exchange(waiting_, results.waiting) != results.waiting) {
+    tell_all([&](Listener &listener) { listener.flows_waiting(results.waiting); });
   }
 }
 
@@ -88,7 +91,7 @@ FlowModErrors Agent::finish_changes() {
     begin_changes();
   }
   FlowModResults results = changes_.finish();
-  tell_removed(results);
+  tell_outcome(results);
   for (const Kept &each : std::exchange(released_, {})) {
     if (results.errors.contains(each.mod)) {
       continue;
@@ -139,13 +142,13 @@ bool Agent::set_miss(HardwareActions::Kind kind) {
 void Agent::advance(Time by) try {
   catch_up();
   const Time until = now_ + by;
-  tell_removed(changes_.finish_failed(now_));
+  tell_outcome(changes_.finish_failed(now_));
   if (first_deadline(flows_, Time::min()) != Time::max()) {
     refresh_counts(Time::zero());
   }
   for (Time next = first_deadline(flows_, Time::min()); next <= until; next = first_deadline(flows_, next)) {
     move_to(std::max(next, now_));
-    tell_removed(changes_.expire(now_));
+    tell_outcome(changes_.expire(now_));
   }
   move_to(until);
   notice_interfaces();
@@ -178,7 +181,7 @@ void Agent::follow_interfaces() {
 void Agent::place_flows_anew() {
   const FlowModResults results = changes_.follow_interfaces(now_);
   followed_ = results.errors.empty();
-  tell_removed(results);
+  tell_outcome(results);
 }
 
 void Agent::notice_interfaces() {

@@ -33,6 +33,7 @@ class Listener {
 
   // Every flow that leaves the table but for replaced ones, whether it asked for that or not.
   virtual void flow_removed(const RemovedFlow &) {}
+  virtual void flows_waiting(size_t) {}                       // so many more or fewer wait until the library takes them
   virtual bool packet_in(const PacketIn &) { return false; }  // whether anyone got it
   virtual void port_changed(const PortChange &) {}
 };
@@ -120,7 +121,7 @@ class Agent {
   template <typename Event>
   void tell(void (Listener::*told)(const Event &), const Event &event);
   bool offer(const PacketIn &packet);
-  void tell_removed(const FlowModResults &results);
+  void tell_outcome(const FlowModResults &results);
   void begin_changes();
   void move_to(Time time);
   void catch_up();
@@ -138,6 +139,7 @@ class Agent {
   Time now_{};
   std::function<Time()> passed_;  // none when time passes by advance() alone
   std::optional<Time> counted_;   // when the counts were read last
+  size_t waiting_ = 0;            // flows that the library has not taken yet
   bool followed_ = true;          // no flow has a record that interfaces and VLANs have overtaken
 };
 

@@ -39,6 +39,7 @@ using FlowModErrors = std::map<size_t, AgentError>;  // by the position of the c
 struct FlowModResults {
   FlowModErrors errors;
   std::vector<RemovedFlow> removed;  // in order; replaced flows are not among them
+  size_t waiting = 0;                // flows of the table that the library is to be asked to take again
 };
 
 }  // namespace agent

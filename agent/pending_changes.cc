@@ -318,10 +318,10 @@ void PendingChanges::replace_record(size_t mod, const TableEntry &old, TableEntr
     return;
   }
   fail(mod, status);
-  if (add_one(table_.find(seq_no)->flow) == OFTAB_OK) {
-    table_.insert(renewed(table_.erase(seq_no), seq_no));
-  } else {
-    results_->removed.push_back({table_.erase(seq_no), RemovedFlow::Reason::Delete, now_});
+  TableEntry &stays = *table_.find(seq_no);
+  stays.change_record();
+  if (add_one(stays.flow) != OFTAB_OK) {
+    lost_.push_back(seq_no);
   }
 }
 

@@ -61,7 +61,7 @@ class PendingChanges {
   // Lets go of what waits; whether it has reached the library is not known.
   void abandon();
 
-  // At the end of a run: flows that the library has lost go, unless it takes them again.
+  // At the end of a run: flows that the library has lost are added again, or wait for the next run.
   void finish();
 
   // For a library without room for a moment's second record, when nothing waits: deletes the old record and adds the
@@ -123,7 +123,7 @@ class PendingChanges {
   size_t replaced_ = 0;
   std::set<uint32_t> leftovers_;  // numbers of records that no flow has any more, to be deleted
   std::set<uint32_t> broken_;     // numbers of flows whose records could not get their actions back
-  std::vector<uint32_t> lost_;    // numbers of flows that the library has lost and not taken again
+  std::vector<uint32_t> lost_;    // numbers of flows that the library has not, to be added again
 };
 
 }  // namespace agent

@@ -12,7 +12,7 @@
 namespace agent {
 
 bool PendingChanges::unfinished() const {
-  return !leftovers_.empty() || !broken_.empty() || has_lost_flows();
+  return !leftovers_.empty() || !broken_.empty() || !lost_.empty() || has_lost_flows();
 }
 
 void PendingChanges::recover() {
@@ -50,7 +50,7 @@ void PendingChanges::fail_all() {
   replaced_ = 0;
 }
 
-// Flows that are refused stay in the table for now: whoever had something sent may be looking at them.
+// Flows that are refused stay in the table, and wait.
 void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
   std::vector<Flow *> flows;
   for (const uint32_t seq_no : seq_nos) {
@@ -76,15 +76,12 @@ void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
 }
 
 void PendingChanges::finish() {
-  if (lost_.empty()) {
-    return;
+  if (!lost_.empty()) {
+    const auto live = live_seq_nos();
+    std::erase_if(lost_, [&](uint32_t seq_no) { return table_.find(seq_no) == nullptr || live.contains(seq_no); });
+    add_again(std::exchange(lost_, {}));
   }
-  const auto live = live_seq_nos();
-  std::erase_if(lost_, [&](uint32_t seq_no) { return table_.find(seq_no) == nullptr || live.contains(seq_no); });
-  add_again(std::exchange(lost_, {}));
-  for (const uint32_t seq_no : std::exchange(lost_, {})) {
-    results_->removed.push_back({table_.erase(seq_no), RemovedFlow::Reason::Delete, now_});
-  }
+  results_->waiting = lost_.size();
 }
 
 }  // namespace agent

@@ -291,7 +291,16 @@ class History : public Listener, public Wire {
           interfaces.set_intf_id(kPortChannel, std::nullopt);
         }
     }
+    if (faults_ && dice_.one_in(2)) {
+      arm();
+    }
     agent_.follow_interfaces();
+    if (disarm()) {
+      agent_.apply({});
+      agent_.follow_interfaces();
+      EXPECT_EQ(agent_.flows().size(), model_.flows.size());
+      adopt();
+    }
   }
 
   // A match of some fields of a packet that may come, some of them in part.
@@ -392,6 +401,17 @@ class History : public Listener, public Wire {
     }
   }
 
+  // Whether something failed.
+  bool disarm() {
+    const uint64_t without_memory = test::failed_allocations();
+    const bool failed = !rig_.sw.faults().injected().empty() || without_memory != without_memory_;
+    without_memory_ = without_memory;
+    rig_.sw.faults().disarm();
+    rig_.sw.faults().reset();
+    test::let_allocations_pass();
+    return failed;
+  }
+
   // Flow-mods one after the other, or together: the result is to be the same.
   void send_run() {
     std::vector<FlowMod> mods(1 + dice_.below(8));
@@ -399,13 +419,8 @@ class History : public Listener, public Wire {
     if (faults_ && dice_.one_in(3)) {
       arm();
     }
-    const uint64_t without_memory = test::failed_allocations();
     const auto errors = agent_.apply(mods);
-    const bool failed = !rig_.sw.faults().injected().empty() || test::failed_allocations() != without_memory;
-    rig_.sw.faults().disarm();
-    rig_.sw.faults().reset();
-    test::let_allocations_pass();
-    if (failed) {
+    if (disarm()) {
       return adopt();
     }
     for (size_t i = 0; i < mods.size(); ++i) {
@@ -534,6 +549,7 @@ class History : public Listener, public Wire {
   std::vector<std::pair<ModelFlow, RemovedFlow::Reason>> removed_;
   std::vector<Sent> sent_;
   uint64_t missed_ = 0;
+  uint64_t without_memory_ = test::failed_allocations();
 };
 
 TEST(AgentFlows, FollowTheRulesThroughRandomHistories) {

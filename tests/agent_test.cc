@@ -76,6 +76,7 @@ class AgentTest : public testing::Test, public Listener, public Wire {
     }
     removed_.push_back(*removed.entry.flow.priority);
   }
+  void flows_waiting(size_t flows) override { waiting_.push_back(flows); }
   void port_changed(const PortChange &change) override { changes_.emplace_back(change.reason, change.port.name); }
   void transmit(uint32_t ifindex, Frame frame) override {
     EXPECT_EQ(frame.size(), arp_frame().size());
@@ -86,6 +87,7 @@ class AgentTest : public testing::Test, public Listener, public Wire {
   Agent agent_{booted(rig_).sw};
   std::vector<PacketIn> packet_ins_;
   std::vector<uint32_t> removed_;
+  std::vector<size_t> waiting_;
   bool failing_ = false;
   std::vector<std::pair<PortChange::Reason, std::string>> changes_;
   std::vector<uint32_t> sent_;  // ports, from 1
@@ -242,6 +244,41 @@ TEST_F(AgentTest, ServesByTheCpuWhatFindsNoMulticastIndex) {
   agent_.advance({});
   EXPECT_THAT(on_cpu(), testing::IsEmpty());
   expect_served(3);
+}
+
+// A flow whose VLAN goes stays, whatever fails as its record is replaced, and for as long.
+TEST_F(AgentTest, LosesNoFlowAsItsVlanGoes) {
+  using host::services::Repeat;
+  FlowMod flow = numbered(0, 9, {output_to(port(1))});
+  flow.flow.match = {};
+  flow.flow.match[Field::DlVlan] = {30, kExactVlan};
+  ASSERT_EQ(apply(numbered(1, 1)), std::nullopt);
+  auto &vlans = rig_.sw.asic().vlans();
+  size_t waited = 0;
+  for (const char *call : {"libsdk_l3_route_stats_create", "qtr_custom_cache_unified_entry_set", "ipq_payload_get"}) {
+    for (uint64_t nth = 1; nth <= 6; ++nth) {
+      for (const Repeat repeat : {Repeat::Once, Repeat::FromThenOn}) {
+        vlans.add(30, 300);
+        agent_.follow_interfaces();
+        ASSERT_EQ(apply(flow), std::nullopt);
+        vlans.remove(30);
+        waiting_.clear();
+        rig_.sw.faults().reset();
+        rig_.sw.faults().fail(call, nth, 77, repeat);
+        agent_.follow_interfaces();
+        agent_.advance({});
+        EXPECT_EQ(agent_.flows().size(), 2U) << call << nth;
+        waited += waiting_ == std::vector<size_t>{1} ? 1 : 0;
+        rig_.sw.faults().disarm();
+        agent_.advance({});
+        EXPECT_EQ(agent_.flows().find(flow.flow.match, 9)->flow.actions, flow.flow.actions) << call << nth;
+        EXPECT_TRUE(waiting_.empty() || waiting_.back() == 0) << call << nth;
+        EXPECT_THAT(agent_.audit(), testing::IsEmpty()) << call << nth;
+      }
+    }
+  }
+  EXPECT_GE(waited, 2U);
+  EXPECT_THAT(removed_, testing::IsEmpty());
 }
 
 TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {

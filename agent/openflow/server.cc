@@ -139,6 +139,11 @@ void Server::tell_all(const Event &event) {
   }
 }
 
+void Server::flows_waiting(size_t flows) {
+  log_(flows == 0 ? "the hardware has taken all flows"
+                  : concat(counted(flows, "flow"), " not taken by the hardware so far: tried again"));
+}
+
 bool Server::packet_in(const PacketIn &packet) {
   bool taken = false;
   for (const auto &connection : connections()) {

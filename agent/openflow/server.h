@@ -51,6 +51,7 @@ class Server : private Listener {
 
   // What happens in the switch, passed on to every peer.
   void flow_removed(const RemovedFlow &flow) override { tell_all(flow); }
+  void flows_waiting(size_t flows) override;
   bool packet_in(const PacketIn &packet) override;
   void port_changed(const PortChange &change) override { tell_all(change); }
   template <typename Event>
