@@ -65,7 +65,7 @@ void PacketPath::count(uint32_t ifindex, Change change) {
   if (Port *port = ports_.find(ifindex)) {
     change(port->counts);
   }
-  const uint32_t logical = logical_port(ifindex);
+  const uint32_t logical = ports_.logical_port(ifindex);
   if (Port *channel = logical == ifindex ? nullptr : ports_.find(logical)) {
     change(channel->counts);
   }
@@ -198,17 +198,11 @@ void PacketPath::output(const Action &action, uint32_t in_port, Frame frame, Rea
   }
 }
 
-// The port channel that a port is a member of, or else the port.
-uint32_t PacketPath::logical_port(uint32_t ifindex) const {
-  const host::services::Interface *interface = device_.interfaces().find(ifindex);
-  return interface == nullptr || interface->pc == nullptr ? ifindex : interface->pc->ifindex;
-}
-
 // A port channel gets one copy, its members none of their own.
 void PacketPath::flood(uint32_t in_port, Frame frame, bool all) {
-  const uint32_t in_logical = logical_port(in_port);
+  const uint32_t in_logical = ports_.logical_port(in_port);
   for (const auto &[ifindex, port] : ports_.all()) {
-    const bool is_member = logical_port(ifindex) != ifindex;
+    const bool is_member = ports_.logical_port(ifindex) != ifindex;
     if (ifindex != in_logical && !is_member && ports_.sends(ifindex) && (all || ports_.floods(ifindex))) {
       transmit(ifindex, frame);
     }
@@ -254,9 +248,9 @@ void PacketPath::leave_by(uint32_t ifindex, Frame frame) {
 // As a learning bridge does, of which a port channel is one port. What is learnt may have gone since.
 void PacketPath::forward_normally(uint32_t in_port, const host::asic::PacketHeader &packet, Frame frame) {
   using To = host::ports::FrontPanel::Route::To;
-  const uint32_t in_logical = logical_port(in_port);
+  const uint32_t in_logical = ports_.logical_port(in_port);
   const auto route = device_.ports().route(in_logical, packet);
-  const uint32_t out_logical = logical_port(route.ifindex);
+  const uint32_t out_logical = ports_.logical_port(route.ifindex);
   if (route.to == To::All || (route.to == To::Port && ports_.find(out_logical) == nullptr)) {
     flood(in_port, frame, false);
   } else if (route.to == To::Port && out_logical != in_logical) {

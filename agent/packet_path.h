@@ -110,7 +110,6 @@ class PacketPath : public host::ports::Receiver {
   void replicate(uint32_t ifindex, uint32_t in_port, Frame frame, Reached &reached);
   void leave_by(uint32_t ifindex, Frame frame);
   void forward_normally(uint32_t in_port, const host::asic::PacketHeader &packet, Frame frame);
-  uint32_t logical_port(uint32_t ifindex) const;
   void report(PacketIn packet);
   template <typename Change>
   void count(uint32_t ifindex, Change change);

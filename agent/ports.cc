@@ -76,6 +76,11 @@ std::vector<uint32_t> Ports::behind(uint32_t ifindex) const {
   return interfaces_.exists(ifindex) ? interfaces_.members(ifindex) : std::vector<uint32_t>{};
 }
 
+uint32_t Ports::logical_port(uint32_t ifindex) const {
+  const host::services::Interface *interface = interfaces_.find(ifindex);
+  return interface == nullptr || interface->pc == nullptr ? ifindex : interface->pc->ifindex;
+}
+
 host::ports::LinkState Ports::link_of(uint32_t ifindex, const host::ports::FrontPanel &panel) const {
   if (Interfaces::port_slot(ifindex)) {
     return panel.link(ifindex).value_or(kSimulatedLink);
@@ -109,7 +114,8 @@ bool Ports::receives(uint32_t ifindex, std::span<const uint8_t> frame) const {
 
 bool Ports::has_none(uint32_t ifindex, uint32_t config) const {
   const Port *port = find(ifindex);
-  return port != nullptr && (port->config & config) == 0;
+  const Port *channel = find(logical_port(ifindex));
+  return port != nullptr && (port->config & config) == 0 && (channel == nullptr || (channel->config & config) == 0);
 }
 
 bool Ports::has_link(uint32_t ifindex) const {

@@ -84,8 +84,11 @@ class Ports {
   // The front-panel ports behind a port: itself, or the members of a port channel, none once that is gone.
   std::vector<uint32_t> behind(uint32_t ifindex) const;
 
-  // Whether a frame that comes in by the port is taken, and whether frames leave by it, whose link must be up. Members
-  // of a port channel are told for themselves.
+  // The port channel that a port is a member of, or else the port.
+  uint32_t logical_port(uint32_t ifindex) const;
+
+  // Whether a frame that comes in by the port is taken, and whether frames leave by it, whose link must be up. A member
+  // of a port channel obeys what the port channel is told, too.
   bool receives(uint32_t ifindex, std::span<const uint8_t> frame) const;
   bool sends(uint32_t ifindex) const { return has_none(ifindex, kPortDown | kNoForward) && has_link(ifindex); }
   bool floods(uint32_t ifindex) const { return has_none(ifindex, kNoFlood); }

@@ -321,6 +321,12 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
   EXPECT_EQ(agent_.packets().send(refused)->kind, Kind::Port);
   EXPECT_THAT(sent_, testing::IsEmpty());
   EXPECT_EQ(agent_.ports().find(port(9))->counts.tx_packets, 5U);
+  // Its members obey what a port channel is told.
+  const Port &channel = *agent_.ports().find(test::port_channel(1));
+  ASSERT_EQ(agent_.modify_port(channel.ifindex, channel.hw_addr, kNoForward, kNoForward), std::nullopt);
+  const PacketOut blocked{.actions = {output_to(channel.ifindex), output_to(port(4))}, .packet = arp_frame()};
+  EXPECT_FALSE(agent_.packets().send(blocked));
+  EXPECT_THAT(sent_, testing::IsEmpty());
 }
 
 // The same ports and counts, whoever serves the flow, which names a member of the port channel as well.
