@@ -141,7 +141,7 @@ void FlowChanges::modify(TableEntry &entry) {
 }
 
 void FlowChanges::erase() {
-  if (auto error = refused_flags(change_.flow.flags)) {
+  if (auto error = refused_flags(change_.flow)) {
     return fail(*std::move(error));
   }
   if (pending_.additions_wait()) {

@@ -59,14 +59,18 @@ Kind kind_of(int32_t status) {
 
 }  // namespace
 
-std::optional<AgentError> refused_flags(uint16_t flags) {
-  return (flags & kEmergency) == 0 ? std::nullopt
-                                   : std::optional(AgentError{Kind::Emergency, "there are no emergency flows"});
+std::optional<AgentError> refused_flags(const Flow &flow) {
+  if ((flow.flags & kEmergency) == 0) {
+    return std::nullopt;
+  }
+  const bool times_out = flow.idle_timeout != 0 || flow.hard_timeout != 0;
+  return times_out ? AgentError{Kind::EmergencyTimeout, "emergency flows have no timeouts"}
+                   : AgentError{Kind::Emergency, "there are no emergency flows"};
 }
 
 std::optional<AgentError> refused(host::Switch &device, const Flow &flow) {
   auto error = refused(flow.actions, device.interfaces());
-  return error ? error : refused_flags(flow.flags);
+  return error ? error : refused_flags(flow);
 }
 
 Absence absence_in(host::Switch &device, const Match &match) {

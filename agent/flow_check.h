@@ -14,7 +14,7 @@ namespace agent {
 std::optional<AgentError> refused(host::Switch &device, const Flow &flow);
 
 // The same for the flags alone.
-std::optional<AgentError> refused_flags(uint16_t flags);
+std::optional<AgentError> refused_flags(const Flow &flow);
 
 // What of a match it has nothing for.
 Absence absence_in(host::Switch &device, const Match &match);

@@ -170,7 +170,8 @@ class Model {
       return ErrorKind::Port;
     }
     if ((mod.flow.flags & kEmergency) != 0) {
-      return ErrorKind::Emergency;
+      const bool times_out = mod.flow.idle_timeout + mod.flow.hard_timeout != 0;
+      return times_out ? ErrorKind::EmergencyTimeout : ErrorKind::Emergency;
     }
     if (erases) {
       erase(mod, selected);

@@ -246,6 +246,8 @@ const Refused kRefusals[] = {
     {"SetPriority8", kFlowMod, kAny + kAdd + "0002 0008 08000000", "0002 0005"},
     {"UnknownCommand", kFlowMod, kAny + "0000000000000000 0005 0000 0000 8000 ffffffff ffff 0000", "0003 0004"},
     {"Emergency", kFlowMod, kAny + "0000000000000000 0000 0000 0000 8000 ffffffff ffff 0004", "0003 0005"},
+    {"EmergencyOfIdle9", kFlowMod, kAny + "0000000000000000 0000 0009 0000 8000 ffffffff ffff 0004", "0003 0003"},
+    {"EmergencyOfHard9", kFlowMod, kAny + "0000000000000000 0000 0000 0009 8000 ffffffff ffff 0004", "0003 0003"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Of, OpenFlowRefusal, testing::ValuesIn(kRefusals), test::case_name);

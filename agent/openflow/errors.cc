@@ -18,6 +18,8 @@ std::pair<ErrorType, uint16_t> code_of(Kind kind) {
       return {OFPET_BAD_ACTION, OFPBAC_TOO_MANY};
     case Kind::Emergency:
       return {OFPET_FLOW_MOD_FAILED, OFPFMFC_UNSUPPORTED};
+    case Kind::EmergencyTimeout:
+      return {OFPET_FLOW_MOD_FAILED, OFPFMFC_BAD_EMERG_TIMEOUT};
     case Kind::Overlap:
       return {OFPET_FLOW_MOD_FAILED, OFPFMFC_OVERLAP};
     case Kind::TableFull:
