@@ -7,7 +7,6 @@
 
 #include "agent/counts.h"
 #include "agent/requests.h"
-#include "agent/responses.h"
 #include "agent/timeouts.h"
 #include "oftab/oftab.h"
 
@@ -203,6 +202,18 @@ void Agent::refresh_counts(Time age) {
     read_counts(device_, flows_, now_);
     counted_ = now_;
   }
+}
+
+// What has been counted until now still tells which flows are in use.
+StatisticsResponse Agent::clear_counts() {
+  catch_up();
+  refresh_counts(Time::zero());
+  StatisticsResponse response = submit_statistics(device_, statistics_request(OFTAB_STATS_CLEAR));
+  if (response.status == OFTAB_OK) {
+    flows_.for_each([](TableEntry &entry) { entry.clear_counts(); });
+  }
+  counted_.reset();
+  return response;
 }
 
 std::vector<const TableEntry *> Agent::flow_statistics(const Match &match, uint32_t out_port, Time age) {

@@ -20,6 +20,7 @@
 #include "agent/hardware.h"
 #include "agent/packet_path.h"
 #include "agent/ports.h"
+#include "agent/responses.h"
 #include "host/switch.h"
 
 namespace agent {
@@ -95,6 +96,7 @@ class Agent {
 
   // Statistics, of counts that are read anew unless the latest reading is younger than `age`.
   void refresh_counts(Time age = kFresh);
+  StatisticsResponse clear_counts();  // of all flows; the library's answer
   std::vector<const TableEntry *> flow_statistics(const Match &match, uint32_t out_port, Time age = kFresh);
   Aggregate aggregate_statistics(const Match &match, uint32_t out_port, Time age = kFresh);
   TableStatistics table_statistics() const;

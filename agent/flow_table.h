@@ -63,6 +63,8 @@ struct TableEntry {
     punted += collected;
     others += std::exchange(collected, {});
   }
+  // The record counts from 0, and so does the flow.
+  void clear_counts() { collected = punted = others = {}; }
   // The flow goes on with another record, which counts from 0.
   void change_record() {
     close_record();

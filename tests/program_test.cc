@@ -157,6 +157,17 @@ const Invocation kInvocations[] = {
      "cookie=0x0, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=4,in_port=pc9 actions=output:Eth1/2\n"
      "# hardware\nflow 3 added at index 1998, on the CPU: port 60 does not exist\n",
      ""},
+    {"counters_cleared_of_hardware_and_cpu",
+     {},
+     "-c 'add-flow tcp,actions=output:2; add-flow udp,actions=FLOOD; packet tcp; packet udp; dump-aggregate; "
+     "stats clear; dump-aggregate; packet tcp; packet udp; packet udp; advance 1; dump-flows' | grep -v -e matched -e "
+     "added -e clock",
+     0,
+     "packet_count=2 byte_count=128 flow_count=2\ncounters of 2 flows cleared\n"
+     "packet_count=0 byte_count=0 flow_count=2\n"
+     "cookie=0x0, duration=1.000s, table=0, n_packets=2, n_bytes=128, priority=32768,udp actions=FLOOD\n"
+     "cookie=0x0, duration=1.000s, table=0, n_packets=1, n_bytes=64, priority=32768,tcp actions=output:Eth1/2\n",
+     ""},
     {"flow_files",
      {{"a.flows",
        "idle_timeout=60,priority=9,tcp,actions=output:1\npriority=8,udp actions=pc1\n"

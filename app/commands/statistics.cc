@@ -20,12 +20,15 @@ using namespace agent;
 
 namespace {
 
-StatisticsResponse ask(Session &session, uint32_t op, std::span<const uint32_t> seq_nos = {}) {
-  StatisticsResponse response = submit_statistics(session.device, statistics_request(op, seq_nos));
+StatisticsResponse successful(StatisticsResponse response) {
   if (response.status != OFTAB_OK) {
     throw CommandError(concat("statistics: ", status_text(Operation::Statistics, response.status)));
   }
   return response;
+}
+
+StatisticsResponse ask(Session &session, uint32_t op, std::span<const uint32_t> seq_nos = {}) {
+  return successful(submit_statistics(session.device, statistics_request(op, seq_nos)));
 }
 
 void print(Session &session, const StatisticsResponse &response) {
@@ -53,7 +56,7 @@ void all_statistics(Session &session, Arguments &arguments) {
 
 void clear_statistics(Session &session, Arguments &arguments) {
   arguments.finish();
-  *session.out << "counters of " << counted(ask(session, OFTAB_STATS_CLEAR).count, "flow") << " cleared\n";
+  *session.out << "counters of " << counted(successful(session.agent.clear_counts()).count, "flow") << " cleared\n";
 }
 
 void add_row(Table &table, const InstalledFlow &each) {
