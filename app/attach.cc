@@ -16,12 +16,14 @@
 
 #include "app/commands/command.h"
 #include "app/serve/console_protocol.h"
+#include "app/syntax/diagnostics.h"
 #include "app/terminal/command_line.h"
 #include "app/terminal/live_view.h"
 #include "app/terminal/output_program.h"
 #include "app/terminal/script_reader.h"
 #include "app/terminal/signals.h"
 #include "app/terminal/terminal.h"
+#include "app/views/format.h"
 
 namespace app {
 
@@ -121,10 +123,14 @@ class RemoteShell {
     bool good = true;
     try {
       for (const CommandText &command : split_commands(line)) {
-        good = good && !finished_ && run(command);
+        good = run(command) && output_is_good();
+        if (!good || finished_) {
+          break;
+        }
       }
     } catch (const TextError &error) {
-      std::cerr << "error: " << escaped(error.what()) << '\n';
+      const Diagnostic problem = diagnostic({"", 1, line}, error);
+      print(std::cerr, Style(takes_colour(STDERR_FILENO)), problem, isatty(STDERR_FILENO) != 0);
       good = false;
     }
     return good;
@@ -157,6 +163,14 @@ class RemoteShell {
       return run(command, pager.stream());
     }
     return run(command, out_);
+  }
+
+  bool output_is_good() {
+    const std::string trouble = trouble_with(out_);
+    if (!trouble.empty()) {
+      std::cerr << "error: " << trouble << '\n';
+    }
+    return trouble.empty();
   }
 
   bool run_to_program(const CommandText &command) {

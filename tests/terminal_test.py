@@ -191,7 +191,7 @@ class TerminalTest(unittest.TestCase):
             terminal.expect()
         self.leaves(terminal)
 
-    def test_an_interrupt_at_an_attached_prompt(self):
+    def test_a_prompt_at_a_serving_switch(self):
         self.write("long", "source many\n" * 2000)
         self.write("many", "trace clear\n" * 2000)
         socket = os.path.join(self.directory, "socket")
@@ -214,6 +214,14 @@ class TerminalTest(unittest.TestCase):
         terminal.expect()
         self.leaves(terminal)
         self.assertIsNone(switch.poll())
+        for commands, status, complaint in (
+            ("flows; quit; flows", 0, ""),
+            ('echo "x', 1, "column 6: error: the closing quote is missing\n"),
+            ("flows", 1, "error: the output cannot be written: No space left on device\n"),
+        ):
+            with open("/dev/full" if complaint.endswith("device\n") else os.devnull, "w") as out:
+                done = subprocess.run([PROGRAM, "attach", socket, "-c", commands], stdout=out, stderr=subprocess.PIPE, text=True)
+            self.assertEqual((done.returncode, done.stderr), (status, complaint))
 
     def test_an_interrupted_load_tells_what_it_did(self):
         self.write("flows", "".join(f"priority={number},actions=drop\n" for number in range(4094)))

@@ -4,10 +4,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
+#include "agent/text.h"
 #include "app/terminal/signals.h"
 
 namespace app {
+
+using agent::concat;
 
 Output::Buffer::Buffer(int descriptor) : descriptor_(descriptor) {
   setp(pending_.data(), pending_.data() + pending_.size());
@@ -45,6 +49,16 @@ int Output::Buffer::sync() {
 void Output::recover() {
   buffer_.forget_error();
   clear();
+}
+
+std::string trouble_with(std::ostream &out) {
+  out.flush();
+  auto *const output = dynamic_cast<Output *>(&out);
+  if (!out.good() && output != nullptr && output->error() == EINTR) {
+    output->recover();
+  }
+  const std::string reason = output == nullptr ? "" : concat(": ", std::strerror(output->error()));
+  return out.good() ? "" : concat("the output cannot be written", reason);
 }
 
 }  // namespace app

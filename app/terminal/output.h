@@ -6,6 +6,7 @@
 #include <array>
 #include <ostream>
 #include <streambuf>
+#include <string>
 
 namespace app {
 
@@ -40,6 +41,10 @@ class Output : public std::ostream {
 
   Buffer buffer_;
 };
+
+// Writes out what waits. "the output cannot be written: No space left on device", or nothing when all is well; a write
+// that was interrupted is, and output is taken again.
+std::string trouble_with(std::ostream &out);
 
 }  // namespace app
 

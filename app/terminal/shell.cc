@@ -84,19 +84,12 @@ void Shell::report(const SourceLine &source, const std::string &message) const {
 
 // A command's output that was lost is a failure; nothing can follow it.
 bool Shell::output_is_good(const SourceLine &source) {
-  session_.out->flush();
-  if (session_.out->good()) {
-    return true;
+  const std::string trouble = trouble_with(*session_.out);
+  if (!trouble.empty()) {
+    report(source, trouble);
+    session_.finished = true;
   }
-  auto *const output = dynamic_cast<Output *>(session_.out);
-  if (output != nullptr && output->error() == EINTR) {
-    output->recover();
-    return true;
-  }
-  const std::string reason = output == nullptr ? "" : concat(": ", std::strerror(output->error()));
-  report(source, concat("the output cannot be written", reason));
-  session_.finished = true;
-  return false;
+  return trouble.empty();
 }
 
 bool Shell::trace_file_is_good(const SourceLine &source) {
