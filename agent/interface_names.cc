@@ -119,10 +119,11 @@ uint32_t possible_port_named(const Word &name) {
   return port_numbered(static_cast<uint16_t>(number_in(without_zeros(name), 0, kPortNone, "a port")));
 }
 
-std::vector<uint32_t> ports_named(const Word &names, const Interfaces &interfaces) {
+// "Eth1/1-4"; nothing when it is no range.
+static std::vector<uint32_t> ports_of_range(const Word &names) {
   const SplitWord ends = split_at(names, '-');
   if (!ends.behind || port_channel_number(names)) {
-    return {port_or_reserved(names, interfaces)};
+    return {};
   }
   const uint32_t first = *Interfaces::port_slot(port_named(ends.before));
   const uint32_t last = *Interfaces::port_slot(port_named(*ends.behind));
@@ -134,6 +135,27 @@ std::vector<uint32_t> ports_named(const Word &names, const Interfaces &interface
     throw TextError(names.column, concat("the range ", quoted(names), " is empty"));
   }
   return ports;
+}
+
+std::vector<uint32_t> ports_named(const Word &names, const Interfaces &interfaces) {
+  const std::vector<uint32_t> range = ports_of_range(names);
+  return range.empty() ? std::vector{port_or_reserved(names, interfaces)} : range;
+}
+
+std::vector<std::pair<Word, uint32_t>> listed_interfaces(const Word &list, const Interfaces &interfaces) {
+  std::vector<std::pair<Word, uint32_t>> listed;
+  for (std::optional<Word> rest = list; rest;) {
+    const SplitWord parts = split_at(*rest, ',');
+    std::vector<uint32_t> range = ports_of_range(parts.before);
+    if (range.empty()) {
+      range.push_back(interface_named(parts.before, interfaces));
+    }
+    for (const uint32_t ifindex : range) {
+      listed.emplace_back(parts.before, ifindex);
+    }
+    rest = parts.behind;
+  }
+  return listed;
 }
 
 bool names_port(const Word &word) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "agent/text.h"
@@ -15,6 +16,10 @@ namespace agent {
 
 // The ifindex of an interface that exists; a TextError otherwise.
 uint32_t interface_named(const Word &name, const host::services::Interfaces &interfaces);
+
+// Several as interface_names() prints them, each with the part of the list that names it.
+std::vector<std::pair<Word, uint32_t>> listed_interfaces(const Word &list,
+                                                         const host::services::Interfaces &interfaces);
 
 // What a flow can send to: an interface, 1000 + N for port channel N, or a reserved port ("LOCAL").
 uint32_t port_or_reserved(const Word &name, const host::services::Interfaces &interfaces);

@@ -19,7 +19,9 @@ using host::services::Interfaces;
 std::vector<uint32_t> remaining_interfaces(Session &session, Arguments &arguments) {
   std::vector<uint32_t> ifindexes;
   do {
-    ifindexes.push_back(interface_named(arguments.next("an interface"), session.device.interfaces()));
+    for (const auto &[name, ifindex] : listed_interfaces(arguments.next("an interface"), session.device.interfaces())) {
+      ifindexes.push_back(ifindex);
+    }
   } while (!arguments.empty());
   return ifindexes;
 }

@@ -20,16 +20,19 @@ using host::services::Interfaces;
 // The ports named by the remaining words, each once and each of them as `check` wants it: all of them can then be
 // changed.
 template <typename Check>
-std::vector<uint32_t> remaining_ports(Arguments &arguments, Check check) {
+std::vector<uint32_t> remaining_ports(const Interfaces &interfaces, Arguments &arguments, Check check) {
   std::vector<uint32_t> ports;
   while (!arguments.empty()) {
-    const Word name = arguments.next("a port");
-    const uint32_t port = port_named(name);
-    if (std::ranges::find(ports, port) != ports.end()) {
-      throw TextError(name.column, interface_name(port) + " is named twice");
+    for (const auto &[name, port] : listed_interfaces(arguments.next("a port"), interfaces)) {
+      if (Interfaces::pc_number(port)) {
+        throw TextError(name.column, concat("a member is a front-panel port, not ", quoted(name)));
+      }
+      if (std::ranges::find(ports, port) != ports.end()) {
+        throw TextError(name.column, interface_name(port) + " is named twice");
+      }
+      check(name, port);
+      ports.push_back(port);
     }
-    check(name, port);
-    ports.push_back(port);
   }
   return ports;
 }
@@ -57,7 +60,7 @@ void change_members(Session &session, uint32_t pc, std::span<const uint32_t> por
 }
 
 std::vector<uint32_t> remaining_free_ports(Session &session, Arguments &arguments) {
-  return remaining_ports(arguments, [&session](const Word &name, uint32_t port) {
+  return remaining_ports(session.device.interfaces(), arguments, [&session](const Word &name, uint32_t port) {
     if (const auto pc = session.device.interfaces().pc_of(port)) {
       throw TextError(name.column, concat(interface_name(port), " is a member of ", interface_name(*pc)));
     }
@@ -111,7 +114,7 @@ void leave(Session &session, Arguments &arguments) {
       throw TextError(name.column, concat(interface_name(port), " is no member of ", interface_name(pc)));
     }
   };
-  change_members(session, pc, remaining_ports(arguments, is_member), &host::Switch::leave);
+  change_members(session, pc, remaining_ports(session.device.interfaces(), arguments, is_member), &host::Switch::leave);
   print_members(session, pc);
 }
 
