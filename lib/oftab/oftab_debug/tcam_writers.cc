@@ -104,8 +104,10 @@ int32_t oftab_install_catch_all(uint32_t first, uint32_t last) {
   uint32_t stats_id = 0;
   int32_t status = OFTAB_ERR_FAIL;
   if (renew_catch_all_counter(__func__, entry, &stats_id) == 0) {
-    status = write_range(__func__, first, last, entry,
-                         [stats_id](uint32_t index) { fill_deny_all(entry, stats_id, index); });
+    const auto prepare = [stats_id](uint32_t index) {
+      fill_deny_all(oftab_hw_rsrc_g.catch_all_entry, stats_id, index);
+    };
+    status = write_range(__func__, first, last, entry, prepare);
   } else {
     release_unnamed(__func__);
   }
