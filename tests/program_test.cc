@@ -219,6 +219,13 @@ const Invocation kInvocations[] = {
      "-c:1:151: error: flows are not selected by 'send_flow_rem'\n"
      "delete:1:7: error: flows that a line of a file deletes are selected by match, priority and out_port\n"
      "-c:1: error: delete: 1 bad line; nothing was sent\n"},
+    {"port_lists_as_views_print_them",
+     {},
+     "-c 'port-channel create 1 Eth1/5-6,8; port-channel leave pc1 Eth1/5-6; port-channel join 1 9,Eth1/10-11; "
+     "port-channel join 1 3-4,4'",
+     1,
+     "pc1 created\npc1 has members Eth1/8\npc1 has members Eth1/8-11\n",
+     "-c:1:126: error: Eth1/4 is named twice\n"},
     {"scripts_inside_scripts",
      {{"leaves", "add-flow ip,actions=1\nquit\nadd-flow tcp,actions=1\n"}, {"itself", "load itself\n"}},
      "-c 'source leaves; load leaves; dump-aggregate; load itself'",
