@@ -2,6 +2,7 @@
 // The audit of what the records own: counters, multicast indices, trees, and bits in flow masks.
 #include <algorithm>
 #include <cstdio>
+#include <span>
 #include <string>
 
 #include "host/audit_checks.h"
@@ -37,7 +38,7 @@ void check_owner(const AuditContext &context, const std::string &what, const Own
 
 void check_counters(const AuditContext &context) {
   const asic::Counters &counters = context.asic.counters();
-  for (const uint16_t id : counters.ids()) {
+  for (const uint32_t id : counters.ids()) {
     check_owner(context, "counter", context.table.counters(), {.remedy = Remedy::DestroyCounter, .resource = id},
                 counters.last_destroy_failed(id));
   }
@@ -119,10 +120,8 @@ FlowBits flow_bits() {
   FlowBits bits;
   for (const void *record : services::avl_records(oftab_pc_tree)) {
     const auto &each = *static_cast<const pc_entry *>(record);
-    for (uint32_t handle = 0; handle < OFTAB_FLOW_HANDLES; ++handle) {
-      if ((each.flow_mask[handle / 32] >> handle % 32 & 1U) != 0) {
-        bits.emplace(each.pc_ifindex, handle);
-      }
+    for (const uint32_t handle : services::set_bits(std::span<const uint32_t>(each.flow_mask))) {
+      bits.emplace(each.pc_ifindex, handle);
     }
   }
   return bits;

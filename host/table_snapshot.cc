@@ -91,7 +91,7 @@ uint32_t counter_named_by(const asic::Record &record) {
 }
 
 bool is_taken(uint32_t mcst_idx) {
-  return std::ranges::binary_search(services::set_bits(g_oftab_mcast_idx_bmp), mcst_idx - g_oftab_mcst_idx_lower);
+  return services::has_bit(g_oftab_mcast_idx_bmp, mcst_idx - g_oftab_mcst_idx_lower);
 }
 
 TableSnapshot::TableSnapshot(const asic::Asic &asic, const std::set<uint16_t> &written)

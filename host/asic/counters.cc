@@ -7,12 +7,10 @@
 namespace host::asic {
 
 SdkError Counters::create(uint32_t &id) {
-  if (count_ >= std::min(capacity_, kIds - 1)) {
+  if (count_ >= std::min<size_t>(capacity_, kIds - 1)) {
     return SdkError::CountersExhausted;
   }
-  while (exists_.test(lowest_free_)) {
-    ++lowest_free_;
-  }
+  lowest_free_ = exists_.next_free(lowest_free_).value();
   exists_.set(lowest_free_);
   ++count_;
   id = lowest_free_;
@@ -31,7 +29,7 @@ SdkError Counters::destroy(uint32_t id) {
   if (!exists(id)) {
     return SdkError::UnknownCounter;
   }
-  exists_.reset(id);
+  exists_.clear(id);
   --count_;
   destroy_failed_.erase(id);
   lowest_free_ = std::min(lowest_free_, id);
@@ -43,16 +41,6 @@ void Counters::count(uint32_t id, size_t bytes) {
     counts_[id].bytes += bytes;
     ++counts_[id].packets;
   }
-}
-
-std::vector<uint16_t> Counters::ids() const {
-  std::vector<uint16_t> ids;
-  for (uint16_t id = 0; id < kIds; ++id) {
-    if (exists_.test(id)) {
-      ids.push_back(id);
-    }
-  }
-  return ids;
 }
 
 }  // namespace host::asic

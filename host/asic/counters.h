@@ -3,20 +3,22 @@
 #ifndef HOST_ASIC_COUNTERS_H
 #define HOST_ASIC_COUNTERS_H
 
-#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <set>
 #include <vector>
 
 #include "host/asic/sdk_error.h"
+#include "host/services/bitset.h"
 #include "platform/asic_sdk.h"
 
 namespace host::asic {
 
 class Counters {
  public:
-  static constexpr size_t kIds = 8192;
+  static constexpr uint32_t kIds = 8192;
+
+  Counters() { exists_.clear(); }
 
   // Gives out the lowest free id. Like the hardware, it does not clear the counter: a new owner finds what the last one
   // left, until its first read.
@@ -41,10 +43,10 @@ class Counters {
   void set(uint32_t id, route_stats counts) { counts_.at(id) = counts; }
 
   bool exists(uint32_t id) const { return id < kIds && exists_.test(id); }
-  std::vector<uint16_t> ids() const;  // of the counters that exist, rising
+  std::vector<uint32_t> ids() const { return exists_.set_bits(); }  // of the counters that exist, rising
 
  private:
-  std::bitset<kIds> exists_;
+  services::Bitset exists_{kIds};
   std::vector<route_stats> counts_ = std::vector<route_stats>(kIds);
   std::set<uint32_t> destroy_failed_;
   size_t count_ = 0;  // counters that exist

@@ -11,7 +11,11 @@
 
 namespace host::services {
 
-Bitset::Bitset(uint32_t bits) : bits_(bits), words_((size_t{bits} + 63) / 64, ~uint64_t{0}) {}
+Bitset::Bitset(uint32_t bits) : bits_(bits), words_((size_t{bits} + 63) / 64, ~uint64_t{0}) {
+  if (bits % 64 != 0) {
+    words_.back() >>= 64 - bits % 64;
+  }
+}
 
 void Bitset::clear() {
   std::ranges::fill(words_, 0);
@@ -29,18 +33,13 @@ std::optional<uint32_t> Bitset::next_free(uint32_t from) const {
   return std::nullopt;
 }
 
-std::vector<uint32_t> Bitset::set_bits() const {
-  std::vector<uint32_t> found;
-  for (uint32_t bit = 0; bit < bits_; ++bit) {
-    if (test(bit)) {
-      found.push_back(bit);
-    }
-  }
-  return found;
-}
-
 std::vector<uint32_t> set_bits(const void *set) {
   return set == nullptr ? std::vector<uint32_t>{} : static_cast<const Bitset *>(set)->set_bits();
+}
+
+bool has_bit(const void *set, uint32_t bit) {
+  const auto *const known = static_cast<const Bitset *>(set);
+  return known != nullptr && bit < known->size() && known->test(bit);
 }
 
 }  // namespace host::services

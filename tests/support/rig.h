@@ -25,7 +25,7 @@ struct State {
   std::array<uint16_t, 4> header{};  // of the current table
   Bytes table;                       // its records
   std::vector<host::asic::Record> tcam;
-  std::vector<uint16_t> counters;
+  std::vector<uint32_t> counters;
   std::vector<uint32_t> trees;
   std::vector<uint32_t> taken_indices;
 
