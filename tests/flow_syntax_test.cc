@@ -164,6 +164,7 @@ TEST(FlowSyntaxTest, BadPacketDescriptionsAreRefusedAtTheirColumn) {
       {"in_port=1009", 9, "pc9 does not exist"},
       {"dl_vlan=4660", 9, "dl_vlan is a number from 0 to 4095, not '4660'"},
       {"tcp,nw_dst=10.0.0.0/8", 12, "a packet has one value in each field: no mask"},
+      {"arp,in_port=controller", 13, "a packet comes in on a port or a port channel, not 'controller'"},
       {"tcp,actions=drop", 5, "unknown field 'actions'"},
   };
   expect_refused(rows, [](const std::string &line) { app::parse_packet(line, 0, interfaces()); });

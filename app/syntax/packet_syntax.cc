@@ -44,7 +44,10 @@ void refuse_impossible(const Item &item, const Interfaces &interfaces) {
     return;
   }
   if (named->row->field == Field::InPort) {
-    port_or_reserved(*item.argument, interfaces);
+    if (is_reserved_port(port_or_reserved(*item.argument, interfaces))) {
+      throw TextError(item.argument->column,
+                      concat("a packet comes in on a port or a port channel, not ", quoted(*item.argument)));
+    }
   } else if (item.name.text == "dl_vlan" && read_number(item.argument->text) != kUntagged) {
     number_in(*item.argument, 0, 4095, "dl_vlan");
   }
