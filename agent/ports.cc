@@ -2,7 +2,6 @@
 #include "agent/ports.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "agent/field_values.h"
 #include "agent/interface_names.h"
@@ -12,6 +11,7 @@ namespace {
 
 using host::services::Interfaces;
 
+// Rising.
 std::vector<uint32_t> interfaces_of(const Interfaces &interfaces) {
   std::vector<uint32_t> ifindexes = interfaces.port_channels();
   for (uint32_t slot = 0; slot < Interfaces::kPorts; ++slot) {
@@ -48,23 +48,29 @@ Port *Ports::find(uint32_t ifindex) {
   return found == ports_.end() ? nullptr : &found->second;
 }
 
+Port Ports::new_port(uint32_t ifindex) const {
+  Port port;
+  port.ifindex = ifindex;
+  port.name = interface_name(ifindex);
+  port.hw_addr = default_address(datapath_id_, ifindex);
+  return port;
+}
+
 std::vector<PortChange> Ports::refresh() {
   std::vector<PortChange> changes;
-  std::map<uint32_t, Port> before = std::exchange(ports_, {});
-  for (const uint32_t ifindex : interfaces_of(interfaces_)) {
-    if (auto known = before.extract(ifindex)) {
-      ports_.insert(std::move(known));
-    } else {
-      Port &port = ports_[ifindex];
-      port.ifindex = ifindex;
-      port.name = interface_name(ifindex);
-      port.hw_addr = default_address(datapath_id_, ifindex);
-      changes.push_back({PortChange::Reason::Add, port});
+  const std::vector<uint32_t> present = interfaces_of(interfaces_);
+  for (const uint32_t ifindex : present) {
+    if (!ports_.contains(ifindex)) {
+      changes.push_back({PortChange::Reason::Add, ports_[ifindex] = new_port(ifindex)});
     }
   }
-  for (auto &[ifindex, gone] : before) {
-    changes.push_back({PortChange::Reason::Delete, std::move(gone)});
-  }
+  std::erase_if(ports_, [&](const auto &each) {
+    const bool gone = !std::ranges::binary_search(present, each.first);
+    if (gone) {
+      changes.push_back({PortChange::Reason::Delete, each.second});
+    }
+    return gone;
+  });
   return changes;
 }
 

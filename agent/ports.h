@@ -95,6 +95,7 @@ class Ports {
   bool reports(uint32_t ifindex) const { return has_none(ifindex, kNoPacketIn); }
 
  private:
+  Port new_port(uint32_t ifindex) const;
   bool has_none(uint32_t ifindex, uint32_t config) const;
   bool has_link(uint32_t ifindex) const;
   host::ports::LinkState link_of(uint32_t ifindex, const host::ports::FrontPanel &panel) const;

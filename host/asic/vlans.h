@@ -9,8 +9,8 @@
 #define HOST_ASIC_VLANS_H
 
 #include <cstdint>
-#include <map>
 #include <optional>
+#include <vector>
 
 namespace host::asic {
 
@@ -29,7 +29,7 @@ class Vlans {
   // Gives a VLAN (1 to 4095) a bridge domain, in place of the one it had. Throws std::invalid_argument for the domains
   // of frames without a VLAN.
   void add(uint16_t vlan, uint16_t bd);
-  void remove(uint16_t vlan) { bd_.erase(vlan); }
+  void remove(uint16_t vlan) { bd_.at(vlan).reset(); }
 
   // The bridge domain of a VLAN, of kUntagged or of kPriorityTagged.
   std::optional<uint16_t> bridge_domain(uint32_t vlan) const;
@@ -38,7 +38,7 @@ class Vlans {
   uint16_t domain_of(std::optional<uint16_t> tag) const;
 
  private:
-  std::map<uint32_t, uint16_t> bd_;
+  std::vector<std::optional<uint16_t>> bd_ = std::vector<std::optional<uint16_t>>(kPriorityTagged + 1);  // by VLAN
 };
 
 }  // namespace host::asic
