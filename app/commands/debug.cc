@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The library's own debug commands and its direct TCAM writers.
+#include <span>
 #include <vector>
 
 #include "agent/status.h"
@@ -29,15 +30,15 @@ void run_debug_command(Session &session, Arguments &arguments) {
   oftab_main(number);
 }
 
-// The audit is to know what does not come from the table.
+// `write` changes records from `first` to `last`: the audit is to know what does not come from the table.
 template <typename Write>
-int32_t write_directly(Session &session, Write write) {
-  const auto &records = session.device.asic().tcam().records();
+int32_t write_directly(Session &session, uint32_t first, uint32_t last, Write write) {
+  const auto records = std::span(session.device.asic().tcam().records()).subspan(first, last - first + 1);
   const std::vector<host::asic::Record> before(records.begin(), records.end());
   const int32_t status = write();
-  for (uint16_t index = 0; index < TCAM_INDICES; ++index) {
-    if (records[index] != before[index]) {
-      session.audit_exceptions.written[index] = records[index];
+  for (size_t i = 0; i < records.size(); ++i) {
+    if (records[i] != before[i]) {
+      session.audit_exceptions.written[static_cast<uint16_t>(first + i)] = records[i];
     }
   }
   return status;
@@ -46,7 +47,8 @@ int32_t write_directly(Session &session, Write write) {
 void run_multicast_scenario(Session &session, Arguments &arguments) {
   const auto vlan = static_cast<int>(arguments.next_number(0, INT32_MAX, "a VLAN"));
   arguments.finish();
-  if (const int32_t status = write_directly(session, [=] { return oftab_debug_test(vlan); }); status != OFTAB_OK) {
+  const auto scenario = [=] { return oftab_debug_test(vlan); };
+  if (const int32_t status = write_directly(session, 0, OFTAB_CATCH_ALL_INDEX, scenario); status != OFTAB_OK) {
     throw CommandError(concat("multicast scenario: ", status_text(Operation::Write, status)));
   }
   *session.out << "the multicast scenario stands at every TCAM index\n";
@@ -57,7 +59,8 @@ void write_range(Session &session, Arguments &arguments, int32_t (*write)(uint32
   const auto first = static_cast<uint32_t>(arguments.next_number(0, OFTAB_CATCH_ALL_INDEX, "a TCAM index"));
   const auto last = static_cast<uint32_t>(arguments.next_number(first, OFTAB_CATCH_ALL_INDEX, "the last TCAM index"));
   arguments.finish();
-  if (const int32_t status = write_directly(session, [=] { return write(first, last); }); status != OFTAB_OK) {
+  const auto range = [=] { return write(first, last); };
+  if (const int32_t status = write_directly(session, first, last, range); status != OFTAB_OK) {
     throw CommandError(concat("writing: ", status_text(Operation::Write, status)));
   }
   *session.out << "written\n";
