@@ -318,10 +318,13 @@ class History : public Listener, public Wire {
     return match;
   }
 
+  // Values at the ends of their ranges too, where sums carry.
   Action random_change() {
-    const auto kind = static_cast<Action::Kind>(1 + dice_.below(10));
-    constexpr uint64_t most[] = {0, 8, 7, 0, ~0U, ~0U, ~0U, ~0U, 0xff, 0xffff, 0xffff};
-    return {.kind = kind, .value = dice_.below(~0U) & most[static_cast<size_t>(kind)]};
+    constexpr uint64_t highest[] = {0, 0xfff, 7, 0, ~0U, ~0U, ~0U, ~0U, 0xff, 0xffff, 0xffff};
+    const uint32_t kind = 1 + dice_.below(10);
+    const uint64_t most = highest[kind];
+    const uint64_t value = dice_.one_in(4) ? 0 : dice_.one_in(3) ? most : dice_.below(~0U) & most;
+    return {.kind = static_cast<Action::Kind>(kind), .value = value};
   }
 
   // Half of the lists are such as the hardware does.
@@ -365,6 +368,9 @@ class History : public Listener, public Wire {
     frame.nw_dst = dice_.pick(kAddresses);
     frame.tos = dice_.pick(kServices);
     frame.fragment = dice_.pick(kFragments);
+    frame.options = dice_.one_in(4) ? 4 * dice_.below(11) : 0;
+    frame.no_checksum = dice_.one_in(6);
+    frame.padding = dice_.below(9);
     frame.tp_src = dice_.pick(kTransportPorts);
     frame.tp_dst = dice_.pick(kTransportPorts);
     frame.payload.resize(dice_.below(40), 7);

@@ -52,41 +52,6 @@ TEST_P(ProgramTest, Runs) {
   EXPECT_EQ(contents(directory_ / "complaints.txt"), invocation.complaints);
 }
 
-const std::string kSession = R"(port-channel create 2 5
-# the strongest of these comes last
-add-flow priority=70,in_port=7,dl_dst=01:80:c2:00:00:00/ff:ff:ff:00:00:00,actions=drop
-
-add-flow priority=80,arp,actions=controller(app=3)
-add-flow priority=90,dl_vlan=110,ip,actions=normal,controller
-add-flow priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,actions=output:3,pc2,controller:128
-packet dl_vlan=110,tcp,nw_dst=10.1.2.3,tp_src=1025,tp_dst=80
-packet dl_vlan=110,tcp,nw_dst=10.1.2.3,tp_dst=81
-packet arp,dl_src=00:00:00:00:00:01,len=1500
-packet in_port=7,dl_dst=01:80:c2:01:02:03,dl_type=0x88cc
-packet in_port=8,dl_dst=01:80:c2:01:02:03,dl_type=0x88cc
-advance 10
-flows priority=80
-audit
-)";
-
-const std::string kSessionOutput = R"(pc2 created
-flow 1 added at index 2000
-flow 2 added at index 1999
-flow 3 added at index 1998
-flow 4 added at index 1997
-0.0.0.0:1025 > 10.1.2.3:80 tcp vlan 110 length 64: matched flow 4 (index 1997, priority 100): Eth1/3,5 and a copy to the CPU (code 4)
-0.0.0.0:0 > 10.1.2.3:81 tcp vlan 110 length 64: matched flow 3 (index 1998, priority 90): normal and a copy to the CPU (code 4)
-00:00:00:00:00:01 > 00:00:00:00:00:00 arp length 1500: matched flow 2 (index 1999, priority 80): controller (code 5)
-00:00:00:00:00:00 > 01:80:c2:01:02:03 type 0x88cc length 64: matched flow 1 (index 2000, priority 70): dropped
-00:00:00:00:00:00 > 01:80:c2:01:02:03 type 0x88cc length 64: matched the catch-all entry: dropped
-the clock stands at 10 s
-Index  Seq  Priority  Packets  Bytes  Actions            Match
---------------------------------------------------------------
- 1999    2        80        1   1500  controller(app=3)  arp
-1 flow
-audit: tables and hardware agree
-)";
-
 std::string many_flows(size_t count) {
   std::string lines;
   for (size_t i = 0; i < count; ++i) {
@@ -100,14 +65,13 @@ std::string repeated(const std::string &text, size_t count) {
 }
 
 const Invocation kInvocations[] = {
-    {"script", {{"script", kSession}}, "run script", 0, kSessionOutput},
     {"stdin", {{"script", "echo hello\nquit\nnonsense\n"}}, "<script", 0, "hello\n"},
     {"failing_script_line",
-     {{"script", "echo before\n\nadd-flow tcp,actions=resubmit:3\necho behind\n"}},
+     {{"script", "# a comment\necho before\n\nadd-flow tcp,actions=resubmit:3\necho behind\n"}},
      "run script",
      1,
      "before\n",
-     "script:3:22: error: OpenFlow 1.0 has no action 'resubmit'\n"},
+     "script:4:22: error: OpenFlow 1.0 has no action 'resubmit'\n"},
     {"unknown_command",
      {},
      "-c 'echo a; nonsense; echo b'",
@@ -237,19 +201,12 @@ const Invocation kInvocations[] = {
     {"load_that_fails",
      {{"bad", "add-flow actions=drop\nadd-flow tcp,actions=output:49\n"}},
      "--keep-going -c 'add-flow seq=9,tcp,actions=drop; save good; packet tcp; advance 10s; load .; load bad; "
-     "counters; "
-     "reset; load good; dump-flows'",
+     "dump-aggregate; advance 1; reset; load good; dump-flows'",
      1,
      "flow 9 added at index 2000\nset-up saved to good, 1 flow\n"
      "0.0.0.0:0 > 0.0.0.0:0 tcp length 64: matched flow 9 (index 2000, priority 32768): dropped\n"
      "the clock stands at 10 s\n"
-     "Packets  Bytes  Seq  Index  Actions  Match\n"
-     "------------------------------------------------------------------\n"
-     "      1     64    9   2000  drop     tcp\n"
-     "------------------------------------------------------------------\n"
-     "      0      0    -   4095  drop     no flow (the catch-all entry)\n"
-     "      1     64    -      -           total\n"
-     "1 of 1 flow counted packets; the clock stands at 10 s, collections come every 10 s\n"
+     "packet_count=1 byte_count=64 flow_count=1\nthe clock stands at 11 s\n"
      "the switch is set up as at its start\nset-up loaded from good, 1 flow\n"
      "cookie=0x0, duration=0.000s, table=0, n_packets=0, n_bytes=0, priority=32768,tcp actions=drop\n",
      "-c:1: error: .: Is a directory\nbad:2:29: error: a port is a number from 1 to 48, not '49'\n"
@@ -304,27 +261,24 @@ const Invocation kInvocations[] = {
      "-c:1:105: error: 'tr' can be trace, trees\n"},
     {"what_the_hardware_refuses_to_erase",
      {},
-     "--keep-going -c 'add-flow seq=1,actions=1; fault qtr_custom_cache_unified_entry_set always; del-flow seq=1; map'",
+     "--keep-going -c 'add-flow seq=1,actions=1; fault qtr_custom_cache_unified_entry_set always; del-flow seq=1; map "
+     "| grep \"!\"'",
      1,
-     "flow 1 added at index 2000\n1984 free\n"
-     "1984  ................!...............................................\n1984 free\n"
-     "4032  ...............................................................C\n"
-     "     1  !  stranded: left by a request that failed, or an erasure that was refused\n"
-     "     1  C  catch-all entry\n  4094  .  free\n",
+     "flow 1 added at index 2000\n"
+     "1984  ................!...............................................\n"
+     "     1  !  stranded: left by a request that failed, or an erasure that was refused\n",
      "-c:1: error: the flows are gone from the table, but the hardware refused to erase 1 record, the first at TCAM "
      "index "
      "2000, which still takes packets; 'repair' or the next change of flows tries again: the write of TCAM index 2000 "
      "was refused (SDK error 1), 2 of 4096 records valid\n"},
     {"known_state",
      {},
-     "-c 'add-flow seq=1,actions=1; audit; write clear 2000 2000; audit; map | tail -4'",
+     "-c 'add-flow seq=1,actions=1; audit; write clear 2000 2000; audit; map | grep otherwise'",
      2,
      "flow 1 added at index 2000\naudit: tables and hardware agree\n"
      "syslog: installing unified catch all entry at :2000 success\nwritten\n"
      "index 2000 (flow 1): overwritten directly (repair)\naudit: tables and hardware agree, except 1 known\n"
-     "4032  ...............................................................C\n"
-     "     1  x  flow or catch-all that stands otherwise in the hardware: 'audit' says how\n"
-     "     1  C  catch-all entry\n  4094  .  free\n"},
+     "     1  x  flow or catch-all that stands otherwise in the hardware: 'audit' says how\n"},
     {"ports_that_frames_came_in_by",
      {},
      "-c 'add-flow in_port=2,actions=output:2-3; add-flow in_port=3,actions=3; packet in_port=2; explain in_port=3; "
