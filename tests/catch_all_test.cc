@@ -2,7 +2,6 @@
 // The catch-all entry at TCAM index 4095.
 #include <functional>
 
-#include "tests/support/packets.h"
 #include "tests/support/rig.h"
 
 namespace test {

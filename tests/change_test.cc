@@ -74,18 +74,6 @@ TEST_F(ChangeTest, CompactionTellsOfAHeaderThatClaimsTooManyHoles) {
   set_up({purge()});
 }
 
-TEST_F(ChangeTest, UnknownFlowFailsTheWholeModification) {
-  const State before = state();
-  const Response response = submit(modify({{.seq_no = 3}, {.seq_no = 99}, {.seq_no = 1, .action = output({port(4)})}}));
-  EXPECT_EQ(response.status, -3);
-  EXPECT_THAT(response.entry_statuses(), ElementsAre(0, -1, 0));
-  EXPECT_THAT(traced(102), ElementsAre("oftab_modify_entries_top_down: Entry modify failed. Update for Extra/unknown "
-                                       "entries requested 2/3",
-                                       "Insert entries failed \n"));
-  EXPECT_TRUE(state() == before);
-  EXPECT_THAT(sw.asic().trees().ports(8192), ElementsAre(2));
-}
-
 TEST_F(ChangeTest, NothingIsSearchedInAnEmptyTable) {
   set_up({purge()});
   sw.tracing().clear();
@@ -101,14 +89,6 @@ TEST_F(ChangeTest, IndexGoesOnOnlyToItsOwnFlow) {
                           "qtr_custom_cache_unified_entry_set(2002, vld=1) = 0"));
   set_up({modify({{.seq_no = 3}}), modify({{.seq_no = 2, .action = output({port(4)})}})});
   EXPECT_EQ(find_record(2)->mcst_idx, 8193U);
-}
-
-TEST_F(ChangeTest, FailedActionLeavesTheActionBeforeItInTheTcam) {
-  const Response response = submit(modify({{.seq_no = 2}, {.seq_no = 2, .action = controller(9)}}));
-  EXPECT_EQ(response.status, 0);
-  EXPECT_THAT(response.entry_statuses(), ElementsAre(0, -3));
-  EXPECT_EQ(result_at(2001), "0700000000");  // permitted, as the first record asked
-  excused = {{host::State::FailedAction, 2}};
 }
 
 TEST_F(ChangeTest, ForeignRecordDoesNotReleaseAFlowsTree) {

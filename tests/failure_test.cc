@@ -78,6 +78,13 @@ const Case kCases[] = {
             short_of_memory(kFullArray)),
     refusal("Capacity", add(std::vector<Flow>(4094)), -5,
             {"oftab_cp_current_to_shadow\\(\\) Exit. Capacity exceeded\n", "Copy current to shadow failed \n"}),
+    {"UnknownFlow",
+     modify({{.seq_no = 2}, {.seq_no = 99}, {.seq_no = 1, .action = kToPort1}}),
+     -3,
+     {0, -1, 0},
+     {"oftab_modify_entries_top_down: Entry modify failed. Update for Extra/unknown entries requested 2/3",
+      "Insert entries failed \n"},
+     {}},
     refusal("UnknownOperation", entry_request(5, std::vector<Flow>(2)), -3, {"Invalid operation :5\n"}),
 };
 

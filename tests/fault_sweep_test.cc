@@ -15,7 +15,6 @@
 #include "host/table_snapshot.h"
 #include "tests/support/allocations.h"
 #include "tests/support/child.h"
-#include "tests/support/packets.h"
 #include "tests/support/rig.h"
 
 namespace test {

@@ -92,12 +92,7 @@ TEST_F(Interfaces, AreAddedAndDeleted) {
 }
 
 TEST_F(Interfaces, RequestsAreAnsweredByteByByte) {
-  const struct {
-    const char *request;
-    int32_t handler_result;
-    const char *response;
-    const char *details;
-  } cases[] = {
+  const Exchange cases[] = {
       {"01000000 0000 3412", 0, "01000000 0000 0000 00000000",
        "\nIntf Update Req\nintf_op:1 \nnum_intfs:0 \nintf_op:1  num_intfs:0 status:0 \n"},
       {"01000000 0200 0000 00f0021a 44332211 0000031a 01000000", -7,
@@ -114,13 +109,8 @@ TEST_F(Interfaces, RequestsAreAnsweredByteByByte) {
        "intf_op:3  num_intfs:1 status:-3 \n  index:0x0  context:0x0  status:0 \n"},
   };
   request(kAdd, {port(2)});
-  for (const auto &row : cases) {
-    SCOPED_TRACE(row.request);
-    sw.tracing().clear();
-    const host::Reply reply = sw.submit(OFTAB_MSG_INTF_UPDATE, unhex(row.request));
-    EXPECT_EQ(reply.handler_result, row.handler_result);
-    EXPECT_EQ(hex(reply.responses.at(0)), hex(unhex(row.response)));
-    EXPECT_EQ(details(), row.details);
+  for (const Exchange &row : cases) {
+    expect_exchange(OFTAB_MSG_INTF_UPDATE, row);
   }
 }
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Ports that join and leave port channels that flows output to.
-#include "tests/support/packets.h"
 #include "tests/support/rig.h"
 
 namespace test {

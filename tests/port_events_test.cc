@@ -5,7 +5,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "tests/support/packets.h"
 #include "tests/support/rig.h"
 
 namespace test {

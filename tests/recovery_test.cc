@@ -4,7 +4,6 @@
 #include <functional>
 
 #include "tests/support/allocations.h"
-#include "tests/support/packets.h"
 #include "tests/support/rig.h"
 
 namespace test {

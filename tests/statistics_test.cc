@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Counting packets, collecting the counts, and asking for them.
-#include "tests/support/packets.h"
 #include "tests/support/rig.h"
 
 namespace test {
@@ -83,12 +82,7 @@ TEST_F(Statistics, QueriesAreAnsweredByteByByte) {
   inject(3, 1, 0x0102);
   sw.advance(10);
   sw.call_log().clear();
-  const struct {
-    const char *request;
-    int32_t handler_result;
-    const char *response;
-    const char *details;  // traced, but for entries and exits
-  } cases[] = {
+  const Exchange cases[] = {
       {"05000000 0000 3412", 0, "05000000 0000 0000 00000000", "op=5 num_entries:0 \nop=5 num_entries:0  status:0 \n"},
       {"05000000 0300 0000 44332211 03000000 88776655 00000000 0c000000 01000000", 0,  // the hole is no flow 0
        "05000000 0300 0000 00000000"
@@ -114,13 +108,8 @@ TEST_F(Statistics, QueriesAreAnsweredByteByByte) {
        "op=7 num_entries:9 \nCleared stats for idx:2000 \nCleared stats for idx:2002 \n"
        "op=7 num_entries:2  status:0 \n"},
   };
-  for (const auto &row : cases) {
-    SCOPED_TRACE(row.request);
-    sw.tracing().clear();
-    const host::Reply reply = sw.submit(OFTAB_MSG_GET_STATS, unhex(row.request));
-    EXPECT_EQ(reply.handler_result, row.handler_result);
-    EXPECT_EQ(hex(reply.responses.at(0)), hex(unhex(row.response)));
-    EXPECT_EQ(details(), row.details);
+  for (const Exchange &row : cases) {
+    expect_exchange(OFTAB_MSG_GET_STATS, row);
   }
   EXPECT_EQ(sw.call_log().lines().size(), 2U);  // of the clear operation
 }

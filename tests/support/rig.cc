@@ -19,6 +19,15 @@ Bytes Rig::send(const Bytes &request, uint32_t code) {
   return reply.responses.empty() ? Bytes(12) : reply.responses.front();
 }
 
+void Rig::expect_exchange(uint32_t code, const Exchange &exchange) {
+  SCOPED_TRACE(exchange.request);
+  sw.tracing().clear();
+  const host::Reply reply = sw.submit(code, unhex(exchange.request));
+  EXPECT_EQ(reply.handler_result, exchange.handler_result);
+  EXPECT_EQ(hex(reply.responses.at(0)), hex(unhex(exchange.response)));
+  EXPECT_EQ(details(), exchange.details);
+}
+
 void Rig::set_up(const std::vector<Bytes> &requests) {
   for (const Bytes &request : requests) {
     ASSERT_EQ(submit(request).status, OFTAB_OK);

@@ -32,11 +32,21 @@ struct State {
   bool operator==(const State &) const = default;
 };
 
+// A request and what it comes to, digit by digit.
+struct Exchange {
+  const char *request;
+  int32_t handler_result;
+  const char *response;
+  const char *details;  // traced, but for entries and exits
+};
+
 class Rig {
  public:
   // Submits a request that must be answered once, and gives the answer.
   Bytes send(const Bytes &request, uint32_t code = OFTAB_MSG_ENTRY_UPDATE);
   Response submit(const Bytes &request) { return decode(send(request)); }
+
+  void expect_exchange(uint32_t code, const Exchange &exchange);
 
   // Submits requests that must succeed.
   void set_up(const std::vector<Bytes> &requests);
@@ -65,6 +75,11 @@ class Rig {
 
 // The name of a table-driven test: that of its row.
 inline constexpr auto case_name = [](const auto &row) { return std::string(row.param.name); };
+
+// A packet that, of all flows that numbered_flow makes, matches only the one with this sequence number.
+inline host::asic::PacketHeader packet_of(uint32_t seq_no, size_t length = 64) {
+  return {.ethertype = 0x800, .vlan = {}, .src_port = static_cast<uint16_t>(seq_no), .length = length};
+}
 
 // The records of the current table's range.
 std::span<const oftab_sw_entry_t> current_records();
