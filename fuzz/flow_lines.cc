@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "agent/flow_check.h"
 #include "agent/requests.h"
 #include "agent/responses.h"
 #include "agent/table_view.h"
@@ -25,6 +26,7 @@ void check_reading_back(const agent::Match &match, host::Switch &device) {
 
 void check_adding(agent::Flow flow, host::Switch &device) {
   flow.seq_no = 1;
+  flow.absent = agent::absence_in(device, flow.match);
   const agent::Placement placement = agent::placement_of(flow);
   require(agent::submit_entries(device, agent::flow_request(OFTAB_ENTRY_ADD, flow)).status == OFTAB_OK, "not added");
   const std::vector<agent::InstalledFlow> installed = agent::installed_flows(device);

@@ -17,7 +17,7 @@ using Bytes = std::vector<uint8_t>;
 // Interfaces, and numbers that are none.
 constexpr uint32_t kIfindexes[] = {0x1a000000, 0x1a001000, 0x1a02f000, 0x16000001, 0x16000002, 0x16000003, 0x1a030000};
 constexpr uint32_t kFlows = 4;  // sequence numbers, so few that requests meet again
-constexpr int kMostRequests = 8;
+constexpr int kMostRequests = 4;
 
 template <typename Record>
 void append(Bytes &message, const Record &record) {
