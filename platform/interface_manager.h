@@ -2,7 +2,7 @@
 /* The host's interface manager.
  *
  * An ifindex is the host's 32-bit name of an interface. LIFs, interfaces, port channels and physical interfaces are
- * opaque objects of the interface manager, valid until the next membership change. */
+ * opaque objects of the interface manager, valid until the call into the library that asked for them returns. */
 #ifndef PLATFORM_INTERFACE_MANAGER_H
 #define PLATFORM_INTERFACE_MANAGER_H
 

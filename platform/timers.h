@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-/* The host's timer service: one-shot timers whose expiry the host delivers on its own thread. */
+/* The host's timer service: one-shot timers. The host delivers an expiry by calling the library, between other calls
+ * into it. */
 #ifndef PLATFORM_TIMERS_H
 #define PLATFORM_TIMERS_H
 

@@ -15,12 +15,27 @@ trap 'rm -rf "$work"' EXIT
 "$nm" -D --undefined-only "$library" | awk '$1 == "U" { sub(/@.*/, "", $2); print $2 }' | sort >"$work/imports"
 "$readelf" -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' >"$work/needed"
 
-sed -n 's/^  \([a-z0-9_]*\);$/\1/p' "$script" | sort | diff -u - "$work/exports"
-grep -v '^#' "$here/imports.txt" | sort >"$work/allowed"
-comm -13 "$work/allowed" "$work/imports" >"$work/forbidden"
-if [ -s "$work/forbidden" ]; then
-  echo "imports that are not allowed:"
-  cat "$work/forbidden"
-  exit 1
-fi
-echo libc.so.6 | diff -u - "$work/needed"
+# `diff` of a list with what should stand in it, and what to do about it.
+compare() {
+  diff -u "$2" "$3" || {
+    echo "$1"
+    exit 1
+  }
+}
+
+sed -n 's/^  \([a-z0-9_]*\);$/\1/p' "$script" | sort >"$work/script"
+compare "$script and the library do not define the same names: change one of them." "$work/script" "$work/exports"
+
+# Which functions of the C library it takes, the compiler decides; each service of the host has its place in the list
+# and in the porting guide.
+sed '/^# The C library/,$d' "$here/imports.txt" | grep -v '^#' | sort >"$work/services"
+sed '1,/^# The C library/d' "$here/imports.txt" | sort >"$work/libc"
+comm -13 "$work/libc" "$work/imports" >"$work/needed_services"
+compare "The library does not import what imports.txt lists. If that is meant, change the list, docs/porting.md and
+examples/host." "$work/services" "$work/needed_services"
+for name in $(cat "$work/services"); do
+  grep -qw "$name" "$here/../../docs/porting.md" || { echo "docs/porting.md does not tell about $name"; exit 1; }
+done
+
+echo libc.so.6 >"$work/libraries"
+compare "The library is to need the C library alone." "$work/libraries" "$work/needed"

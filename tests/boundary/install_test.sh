@@ -2,14 +2,14 @@
 # SPDX-License-Identifier: Apache-2.0
 # The Debian packages, unpacked into an empty root, are all that a stranger needs: the example host builds against them
 # with pkg-config and with CMake, and runs; so does the program, whose service systemd takes. Usage: install_test.sh
-# SOURCE_DIR BUILD_DIR
+# BUILD_DIR
 set -eu
-source=$1
-build=$2
+build=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 root=$work/root
 library=$root/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+documents=$root/usr/share/doc/liboftab-dev
 
 (cd "$build" && cpack -B "$work/packages" >"$work/cpack.log" 2>&1) || { cat "$work/cpack.log"; exit 1; }
 mkdir "$root"
@@ -19,12 +19,12 @@ done
 
 echo "with pkg-config"
 export PKG_CONFIG_LIBDIR="$library/pkgconfig"
-cc -std=c11 -Wall -Wextra -Werror -o "$work/host" "$source/examples/host/host.c" $(pkg-config --cflags --libs liboftab)
+cc -std=c11 -Wall -Wextra -Werror -o "$work/host" "$documents/examples/host/host.c" $(pkg-config --cflags --libs liboftab)
 LD_LIBRARY_PATH=$library "$work/host" >"$work/first"
-sed -n '/^status 0, flow/,/^```$/p' "$source/docs/porting.md" | sed '$d' | diff "$work/first" -
+sed -n '/^status 0, flow/,/^```$/p' "$documents/porting.md" | sed '$d' | diff "$work/first" -
 
 echo "with CMake"
-cmake -S "$source/examples/host" -B "$work/cmake" -D CMAKE_PREFIX_PATH="$root/usr" >"$work/cmake.log" || { cat "$work/cmake.log"; exit 1; }
+cmake -S "$documents/examples/host" -B "$work/cmake" -D CMAKE_PREFIX_PATH="$root/usr" >"$work/cmake.log" || { cat "$work/cmake.log"; exit 1; }
 cmake --build "$work/cmake" >"$work/cmake.log" || { cat "$work/cmake.log"; exit 1; }
 LD_LIBRARY_PATH=$library "$work/cmake/host" | diff "$work/first" -
 
