@@ -1,13 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """A switch's life over and over: random requests, port and membership changes, traffic, time and faults, each step
-compared with a model and audited.  soak.py STEPS SEED COMMAND...
+compared with a model and audited.
 
-COMMAND runs histories of 100 steps from the seed OFTAB_SEED on, OFTAB_ROUNDS of them. As many run side by side as
-there are cores. SEED is that of the first history, or "random". Ends with a summary, also when it is interrupted, and
-with status 1 if a history failed."""
+COMMAND lives OFTAB_ROUNDS histories of 100 steps, the first one's seed being OFTAB_SEED, and prints how many agreed. As
+many run side by side as there are cores. Ends with a summary, also when it is interrupted (status 130); status 1 if a
+history failed."""
+import argparse
 import concurrent.futures
 import os
 import random
+import re
 import subprocess
 import sys
 import time
@@ -17,9 +19,16 @@ HISTORIES_OF_A_RUN = 5
 BAR = 40
 
 
-def run(command, seed, rounds):
-    environment = os.environ | {"OFTAB_SEED": str(seed), "OFTAB_ROUNDS": str(rounds)}
-    return subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+class Run:
+    """Some histories, lived by COMMAND."""
+
+    def __init__(self, command, seed, rounds):
+        environment = os.environ | {"OFTAB_SEED": str(seed), "OFTAB_ROUNDS": str(rounds)}
+        ended = subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        agreed = re.search(r"^(\d+) histories agreed$", ended.stdout, re.MULTILINE)
+        self.failed = ended.returncode != 0 or agreed is None or int(agreed[1]) != rounds
+        self.output = ended.stdout
+        self.steps = rounds * STEPS_OF_A_HISTORY
 
 
 class Progress:
@@ -44,33 +53,50 @@ class Progress:
             print(line, flush=True)
 
 
-def soak(command, first, histories, progress):
-    """The output of the runs that failed; less than all of them when it is interrupted."""
-    failures = []
+def soak(command, first, histories, progress, failures):
+    """Adds the output of the runs that failed. Returns whether all were lived, rather than interrupted."""
     pool = concurrent.futures.ThreadPoolExecutor(os.cpu_count())
-    counts = {pool.submit(run, command, first + at, count): count for at in range(0, histories, HISTORIES_OF_A_RUN)
-              for count in [min(HISTORIES_OF_A_RUN, histories - at)]}
+    runs = [pool.submit(Run, command, first + at, min(HISTORIES_OF_A_RUN, histories - at))
+            for at in range(0, histories, HISTORIES_OF_A_RUN)]
     try:
-        for each in concurrent.futures.as_completed(counts):
-            progress.advance(counts[each] * STEPS_OF_A_HISTORY)
-            if each.result().returncode != 0:
-                failures.append(each.result().stdout)
+        for each in concurrent.futures.as_completed(runs):
+            run = each.result()
+            progress.advance(run.steps)
+            if run.failed:
+                failures.append(run.output)
     except KeyboardInterrupt:
         pool.shutdown(cancel_futures=True)
-    return failures
+        return False
+    return True
+
+
+def positive(text):
+    if not text.isdecimal() or int(text) == 0:
+        raise argparse.ArgumentTypeError(f"a number from 1 is due, not '{text}'")
+    return int(text)
+
+
+def arguments():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("steps", type=positive, help=f"rounded up to histories of {STEPS_OF_A_HISTORY}")
+    parser.add_argument("seed", type=lambda text: random.getrandbits(40) if text == "random" else positive(text),
+                        help="that of the first history, or 'random'")
+    parser.add_argument("command", nargs=argparse.REMAINDER)
+    return parser.parse_args()
 
 
 def main():
-    steps, seed, command = int(sys.argv[1]), sys.argv[2], sys.argv[3:]
-    histories = max(1, steps // STEPS_OF_A_HISTORY)
-    first = random.getrandbits(40) if seed == "random" else int(seed)
-    print(f"{histories:,} histories of {STEPS_OF_A_HISTORY} steps, the first one's seed is {first}", flush=True)
+    chosen = arguments()
+    histories = -(-chosen.steps // STEPS_OF_A_HISTORY)
+    print(f"{histories:,} histories of {STEPS_OF_A_HISTORY} steps, the first one's seed is {chosen.seed}", flush=True)
     progress = Progress(histories * STEPS_OF_A_HISTORY)
-    failures = soak(command, first, histories, progress)
+    failures = []
+    finished = soak(chosen.command, chosen.seed, histories, progress, failures)
     for failure in failures:
         print(f"\n{failure}")
-    print(f"\n{progress.done:,} steps in {progress.seconds():.0f} s, {len(failures)} runs failed")
-    return 1 if failures else 0
+    print(f"\n{progress.done:,} steps in {progress.seconds():.0f} s, {len(failures)} runs failed"
+          f"{'' if finished else ', interrupted'}")
+    return 1 if failures else 0 if finished else 130
 
 
 if __name__ == "__main__":
