@@ -2,8 +2,9 @@
 """Which lines and branches of the library the tests reached.  report.py BUILD-DIRECTORY
 
 Ends with status 1 when a branch was not reached that exceptions.txt does not name, or was although it does. A line of
-exceptions.txt: the file, the line of source, and why no test reaches all of its branches, with " | " between them; a
-reason that begins with "by chance" is one of random histories, which reach the line in some runs."""
+exceptions.txt: the file, the line of source (behind as many lines before it as tell it from others), and why no test
+reaches all of its branches, with " | " between them; a reason that begins with "by chance" is one of random histories,
+which reach the line in some runs."""
 import collections
 import json
 import os
@@ -77,15 +78,24 @@ def known_exceptions():
     return {(name, text): reason.startswith("by chance") for name, text, reason in rows}
 
 
+def passage(source, number):
+    """The line of this number, behind as many before it as make it the only one of its file."""
+    text, first = source[number - 1], number
+    while sum(source[at:at + number - first + 1] == source[first - 1:number] for at in range(len(source))) > 1:
+        first -= 1
+        text = f"{source[first - 1]} {text}"
+    return text
+
+
 def main():
     files = read(pathlib.Path(sys.argv[1]))
     print_table(files)
     exceptions = known_exceptions()
     found, status = set(), 0
     for name, coverage in files.items():
-        source = pathlib.Path(name).read_text().splitlines()
+        source = [line.strip() for line in pathlib.Path(name).read_text().splitlines()]
         for number in coverage.incomplete():
-            where = (name, source[number - 1].strip())
+            where = (name, passage(source, number))
             found.add(where)
             if where not in exceptions:
                 status = 1
