@@ -2,6 +2,7 @@
 #include "tests/support/disturber.h"
 
 #include <string_view>
+#include <utility>
 
 #include "tests/support/allocations.h"
 
@@ -16,13 +17,18 @@ bool Disturber::during(const std::function<void()> &operate) {
   for (uint32_t left = one_in_ != 0 && dice_.one_in(one_in_) ? 1 + dice_.below(2) : 0; left > 0; --left) {
     arm();
   }
+  if (next) {
+    std::exchange(next, {})();
+  }
   const auto struck = [this] { return faults_.injected().size() + failed_allocations(); };
   const uint64_t before = struck();
   operate();
   faults_.disarm();
   let_allocations_pass();
-  disturbed = disturbed || struck() > before;
-  return struck() > before;
+  const bool now = struck() > before;
+  disturbed = disturbed || now;
+  has_struck = has_struck || now;
+  return now;
 }
 
 // Lets a call fail: any, or one of a kind, or an allocation; once, or from then on.

@@ -22,6 +22,8 @@ class Disturber {
   bool during(const std::function<void()> &operate);
 
   bool disturbed = false;
+  bool has_struck = false;     // a fault, ever
+  std::function<void()> next;  // sets up faults for the next operation
 
  private:
   void arm();
