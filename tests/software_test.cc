@@ -53,6 +53,17 @@ TEST(Rewriting, LeavesAloneWhatIsNotThere) {
   }
 }
 
+// UDP's checksum of 0 would say that there is none.
+TEST(Rewriting, WritesAChecksumOf0AsItsOtherForm) {
+  FrameFields fields{.tp_src = 0, .payload = Octets(20, 9)};
+  Octets frame = fields.octets();
+  const Action change{.kind = Kind::SetTpSrc, .value = frame[40] * uint64_t{256} + frame[41]};  // what is left to add
+  rewrite(frame, change);
+  fields.apply(change);
+  EXPECT_EQ(frame, fields.octets());
+  EXPECT_EQ(frame[40] * 256 + frame[41], 0xffff);
+}
+
 // A checksum that the sender left to the hardware sums up the pseudo-header alone.
 TEST(Rewriting, KeepsAnOpenChecksumOpen) {
   FrameFields fields{.protocol = 6, .tp_src = 53};
