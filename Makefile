@@ -24,6 +24,7 @@ PACKAGES := g++ cmake ninja-build pkg-config python3 libcli11-dev libpcap-dev li
 CLANG_PACKAGES := clang libclang-rt-dev
 FORMAT_PACKAGES := clang-format
 TIDY_PACKAGES := clang-tidy
+VALGRIND_PACKAGES := valgrind
 DEMO_PACKAGES := mininet python3-os-ken openvswitch-common iproute2 iputils-ping
 
 FLOWS ?= 1000
@@ -42,7 +43,8 @@ VALGRIND = valgrind -q --error-exitcode=9 --suppressions=tools/valgrind.supp
 SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
 
 .PHONY: run test sanitize clang fuzz bench bench-openflow bench-frames coverage mutate soak lint format-check tidy demo \
-  debs clean root packages clang-packages format-packages tidy-packages demo-packages
+  debs clean root packages clang-packages format-packages tidy-packages valgrind-packages \
+  demo-packages
 
 run: configure-release
 	cmake --build --preset release --target oftab-switch
@@ -80,7 +82,7 @@ coverage: configure-coverage
 mutate: build-coverage build-release
 	python3 -B tools/mutation/mutate.py build/coverage build/release $(SAMPLE:%=--sample %) $(RESUME:%=--resume)
 
-soak: configure-$(PRESET)
+soak: configure-$(PRESET) $(if $(UNDER),$(UNDER)-packages)
 	cmake --build --preset $(PRESET) --target oftab_test
 	python3 -B tools/soak.py $(STEPS) $(SOAK_SEED) $(if $(UNDER),$(VALGRIND)) build/$(PRESET)/bin/oftab_test --gtest_filter='Model.*'
 
@@ -122,8 +124,9 @@ packages: NEEDED = $(PACKAGES)
 clang-packages: NEEDED = $(CLANG_PACKAGES)
 format-packages: NEEDED = $(FORMAT_PACKAGES)
 tidy-packages: NEEDED = $(TIDY_PACKAGES)
+valgrind-packages: NEEDED = $(VALGRIND_PACKAGES)
 demo-packages: NEEDED = $(DEMO_PACKAGES)
-packages clang-packages format-packages tidy-packages demo-packages:
+packages clang-packages format-packages tidy-packages valgrind-packages demo-packages:
 	@missing=; for package in $(NEEDED); do \
 	  dpkg-query -W -f '$${Status}' $$package 2>/dev/null | grep -q ' installed$$' || missing="$$missing $$package"; \
 	done; \
