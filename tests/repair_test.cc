@@ -6,6 +6,10 @@
 
 #include "tests/support/rig.h"
 
+extern "C" {
+#include "examples/host/check_table.h"
+}
+
 namespace test {
 namespace {
 
@@ -17,6 +21,7 @@ struct RepairCase {
   std::function<void(Rig &)> damage;
   std::vector<std::string> lines;
   std::set<Rig::Excuse> left{};
+  unsigned misplaced = 0;         // indices that a port's own check tells of
   bool catch_all_copies = false;  // to the CPU
 };
 
@@ -38,13 +43,17 @@ const RepairCase kRepairs[] = {
        refuse(rig, kWrite, 2);
        EXPECT_EQ(rig.submit(add({numbered_flow(8, 9), numbered_flow(9, 8)})).status, -8);
      },
-     {"index 2002: erased"}},
+     {"index 2002: erased"},
+     {},
+     1},
     {"InterfaceId",
      [](Rig &rig) {
        refuse(rig, kWrite, 1);
        rig.sw.change_interface_id(port(4), 0x900);
      },
-     {"index 2000 (flow 1): written"}},
+     {"index 2000 (flow 1): written"},
+     {},
+     1},
     {"Tree",
      [](Rig &rig) {
        refuse(rig, "libsdk_mcst_tree_group_add", 1);
@@ -65,7 +74,9 @@ const RepairCase kRepairs[] = {
        write_directly(rig, 3000, 3003);
        write_directly(rig, 3005, 3005);
      },
-     {"index 2001 (flow 2): written", "index 3000 to 3003: erased", "index 3005: erased"}},
+     {"index 2001 (flow 2): written", "index 3000 to 3003: erased", "index 3005: erased"},
+     {},
+     6},
     {"CatchAllOverwritten",
      [](Rig &rig) {
        rig.set_up({set_catch_all(controller())});
@@ -74,6 +85,7 @@ const RepairCase kRepairs[] = {
      },
      {"index 4095 (the catch-all): written"},
      {},
+     0,
      true},
     {"OtherResult",
      [](Rig &rig) {
@@ -81,7 +93,9 @@ const RepairCase kRepairs[] = {
        record.result[4] ^= 1U;
        rig.sw.asic().tcam().put(2001, record);
      },
-     {"index 2001 (flow 2): written"}},
+     {"index 2001 (flow 2): written"},
+     {},
+     1},
     {"FailedAction",
      [](Rig &rig) { rig.submit(modify({{.seq_no = 2, .action = controller(9)}})); },
      {"index 2001 (flow 2): its modification failed, it has no tree (modify the flow until that succeeds, or delete "
@@ -99,6 +113,7 @@ TEST_P(RepairTest, DoesWhatItSays) {
   sw.interfaces().create_pc(kPc);
   set_up({add({denied, numbered_flow(2, 40, output({kPc}))})});
   GetParam().damage(*this);
+  EXPECT_EQ(check_table(), GetParam().misplaced);
   sw.faults().reset();
   std::vector<std::string> lines;
   for (const host::Repair &each : host::repair(sw, exceptions)) {
@@ -109,6 +124,7 @@ TEST_P(RepairTest, DoesWhatItSays) {
   EXPECT_EQ(sw.inject(port(4), packet_of(1)).verdict, host::asic::Verdict::Drop);
   EXPECT_EQ(sw.inject(port(4), packet_of(77)).cpu_code.has_value(), GetParam().catch_all_copies);
   excused = GetParam().left;
+  EXPECT_EQ(check_table(), 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Damages, RepairTest, testing::ValuesIn(kRepairs), case_name);

@@ -19,7 +19,7 @@ done
 
 echo "with pkg-config"
 export PKG_CONFIG_LIBDIR="$library/pkgconfig"
-cc -std=c11 -Wall -Wextra -Werror -o "$work/host" "$documents/examples/host/host.c" $(pkg-config --cflags --libs liboftab)
+cc -std=c11 -Wall -Wextra -Werror -o "$work/host" "$documents"/examples/host/*.c $(pkg-config --cflags --libs liboftab)
 LD_LIBRARY_PATH=$library "$work/host" >"$work/first"
 sed -n '/^status 0, flow/,/^```$/p' "$documents/porting.md" | sed '$d' | diff "$work/first" -
 
