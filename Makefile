@@ -20,7 +20,7 @@
 
 PACKAGES := g++ cmake ninja-build pkg-config python3 libcli11-dev libpcap-dev libedit-dev libgtest-dev libgmock-dev \
   libbenchmark-dev abigail-tools dpkg-dev libasio-dev libssl-dev openvswitch-common openvswitch-testcontroller \
-  python3-os-ken
+  python3-os-ken python3-pexpect
 CLANG_PACKAGES := clang libclang-rt-dev
 FORMAT_PACKAGES := clang-format
 TIDY_PACKAGES := clang-tidy
