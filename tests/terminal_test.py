@@ -4,9 +4,7 @@
     terminal_test.py PROGRAM
 """
 import os
-import pty
 import re
-import select
 import signal
 import struct
 import subprocess
@@ -15,55 +13,44 @@ import tempfile
 import time
 import unittest
 
+import pexpect
+
 PROGRAM = None
 PROMPT = "oftab> "
 CTRL_C, TAB = "\x03", "\t"
 PATIENCE = 10  # seconds until something that has to appear is given up
 
 
-class Terminal:
+class Terminal(pexpect.spawn):
     """A run of the program at a terminal of its own, in a directory of its own."""
 
     def __init__(self, directory, *arguments, **environment):
-        self.seen = ""
-        self.process, self.master = pty.fork()
-        if self.process == 0:
-            os.chdir(directory)
-            # The line editor keeps what it allocated when the program ends.
-            variables = {"HOME": directory, "PATH": os.environ["PATH"], "TERM": "dumb",
-                         "ASAN_OPTIONS": "detect_leaks=0", **environment}
-            os.execve(PROGRAM, [PROGRAM, *arguments], variables)
+        # The line editor keeps what it allocated when the program ends.
+        variables = {"HOME": directory, "PATH": os.environ["PATH"], "TERM": "dumb", "ASAN_OPTIONS": "detect_leaks=0",
+                     **environment}
+        super().__init__(PROGRAM, list(arguments), timeout=PATIENCE, cwd=directory, env=variables, encoding="utf-8",
+                         codec_errors="replace")
+        self.delaybeforesend = None
 
-    def expect(self, text=PROMPT):
-        """Reads until `text` appears; what came up to it, plain."""
-        deadline = time.monotonic() + PATIENCE
-        while text not in self.seen:
-            ready = select.select([self.master], [], [], max(0, deadline - time.monotonic()))[0]
-            if not ready:
-                raise AssertionError(f"{text!r} did not appear in {self.seen!r}")
-            try:
-                self.seen += re.sub("\x1b\\[[0-9;?]*[A-Za-z]", "", os.read(self.master, 65536).decode(errors="replace"))
-            except OSError:
-                raise AssertionError(f"the program ended before {text!r}: {self.seen!r}")
-        before, self.seen = self.seen.split(text, 1)
-        return before + text
+    def read_nonblocking(self, *arguments, **options):
+        """What came, plain."""
+        return re.sub("\x1b\\[[0-9;?]*[A-Za-z]", "", super().read_nonblocking(*arguments, **options))
 
-    def type(self, keys):
-        os.write(self.master, keys.encode())
+    def until(self, text=PROMPT):
+        """What comes up to `text` and with it."""
+        self.expect_exact(text)
+        return self.before + text
 
     def run(self, line):
         """A command's output, up to the next prompt."""
-        self.type(line + "\n")
-        return self.expect()
+        self.send(line + "\n")
+        return self.until()
 
-    def status(self):
-        """Waits for the end; the exit status, or minus the signal."""
-        try:
-            self.expect("no program says this")
-        except AssertionError as error:
-            if "ended before" not in str(error):
-                raise
-        return os.waitstatus_to_exitcode(os.waitpid(self.process, 0)[1])
+    def end(self):
+        """Waits for it; the exit status, or minus the signal."""
+        self.expect_exact(pexpect.EOF)
+        self.close()
+        return -self.signalstatus if self.signalstatus else self.exitstatus
 
 
 class TerminalTest(unittest.TestCase):
@@ -74,8 +61,8 @@ class TerminalTest(unittest.TestCase):
 
     def start(self, *arguments, **environment):
         terminal = Terminal(self.directory, *arguments, **environment)
-        self.addCleanup(os.close, terminal.master)
-        terminal.expect()
+        self.addCleanup(terminal.close)
+        terminal.until()
         return terminal
 
     def write(self, name, text):
@@ -85,8 +72,8 @@ class TerminalTest(unittest.TestCase):
     def leaves(self, terminal, flows="1 flow", status=0):
         """The switch is still there, with its flows; it ends in order."""
         self.assertIn(flows + "\r\n", terminal.run("flows | tail -1"))
-        terminal.type("quit\n")
-        self.assertEqual(terminal.status(), status)
+        terminal.send("quit\n")
+        self.assertEqual(terminal.end(), status)
 
     def test_what_cannot_be_run_loses_nothing(self):
         terminal = self.start()
@@ -145,14 +132,14 @@ class TerminalTest(unittest.TestCase):
             ("help trace o", "off  on  "),
             ("watch 1 flows --s", "watch 1 flows --sort "),
         ):
-            terminal.type(typed + TAB)
-            terminal.expect(answer)
-            terminal.type(CTRL_C)
-            terminal.expect()
+            terminal.send(typed + TAB)
+            terminal.until(answer)
+            terminal.send(CTRL_C)
+            terminal.until()
         for typed, answer in (('source "two' + TAB, "two words ran"), ("source tw" + TAB, "two words ran"), ("source gr" + TAB, "größe ran")):
-            terminal.type(typed + "\n")
-            terminal.expect("\n" + answer)
-            terminal.expect()
+            terminal.send(typed + "\n")
+            terminal.until("\n" + answer)
+            terminal.until()
         self.leaves(terminal, flows="1 flow, 1 on the CPU")
 
     def test_an_interrupt_ends_the_command(self):
@@ -168,8 +155,8 @@ class TerminalTest(unittest.TestCase):
         ends = [os.open(os.path.join(self.directory, name), os.O_RDWR) for name in ("flows", "script")]
         os.write(ends[0], b"tcp,actions=drop\n")
         os.write(ends[1], b"echo first\n")
-        terminal.type("half a line" + CTRL_C)
-        terminal.expect()
+        terminal.send("half a line" + CTRL_C)
+        terminal.until()
         for line, begun, answer in (
             ("help", "quit", None),
             ("advance 1000000m", "\n", "interrupted: the clock stands at"),
@@ -182,13 +169,13 @@ class TerminalTest(unittest.TestCase):
             ("source script", "first", "script was not run to its end"),
             ("watch 1 tables", "Clock", None),
         ):
-            terminal.type(line + "\n")
-            terminal.expect(begun)
+            terminal.send(line + "\n")
+            terminal.until(begun)
             time.sleep(0.2)
-            terminal.type(CTRL_C)
+            terminal.send(CTRL_C)
             if answer:
-                terminal.expect(answer)
-            terminal.expect()
+                terminal.until(answer)
+            terminal.until()
         self.leaves(terminal)
 
     def test_a_prompt_at_a_serving_switch(self):
@@ -203,15 +190,15 @@ class TerminalTest(unittest.TestCase):
         terminal = self.start("attach", socket)
         terminal.run("add-flow seq=1,in_port=1,actions=drop; port-channel create 7")
         for keys, answer in (("source long\n", "long was not run to its end"), ("echo x | sleep 60\n", "sleep 60"), ("half a line", "half")):
-            terminal.type(keys)
+            terminal.send(keys)
             time.sleep(0.2)
-            terminal.type(CTRL_C)
-            terminal.expect(answer)
-            terminal.expect()
-        terminal.type("interface add p" + TAB)
-        terminal.expect("pc7 ")
-        terminal.type(CTRL_C)
-        terminal.expect()
+            terminal.send(CTRL_C)
+            terminal.until(answer)
+            terminal.until()
+        terminal.send("interface add p" + TAB)
+        terminal.until("pc7 ")
+        terminal.send(CTRL_C)
+        terminal.until()
         self.leaves(terminal)
         self.assertIsNone(switch.poll())
         for commands, status, complaint in (
@@ -227,10 +214,10 @@ class TerminalTest(unittest.TestCase):
         self.write("flows", "".join(f"priority={number},actions=drop\n" for number in range(4094)))
         for _ in range(5):
             terminal = self.start(TERM="xterm")
-            terminal.type("add-flows flows\n")
-            terminal.expect("changing flows: 25 %")
-            terminal.type(CTRL_C)
-            done = re.search(r"interrupted: (\d+) of 4094 changes were made", terminal.expect())
+            terminal.send("add-flows flows\n")
+            terminal.until("changing flows: 25 %")
+            terminal.send(CTRL_C)
+            done = re.search(r"interrupted: (\d+) of 4094 changes were made", terminal.until())
             if done:
                 break
         self.assertTrue(done, "five loads were through at once")
@@ -241,29 +228,29 @@ class TerminalTest(unittest.TestCase):
         terminal.run("add-flow seq=1,actions=drop")
         self.assertIn("TCAM records       [#.", terminal.run("top | cat"))
         for end in "q", CTRL_C:
-            terminal.type("top\n")
-            terminal.expect("top: 1 flow")
-            terminal.expect("top: 1 flow")
-            terminal.type(end)
-            terminal.expect()
+            terminal.send("top\n")
+            terminal.until("top: 1 flow")
+            terminal.until("top: 1 flow")
+            terminal.send(end)
+            terminal.until()
         self.leaves(terminal)
 
     def test_the_end_is_in_order(self):
         terminal = self.start()
         terminal.run("echo remembered")
-        os.kill(terminal.process, signal.SIGTERM)
-        self.assertEqual(terminal.status(), 128 + signal.SIGTERM)
+        terminal.kill(signal.SIGTERM)
+        self.assertEqual(terminal.end(), 128 + signal.SIGTERM)
         terminal = self.start()
-        terminal.type("\x10")  # the line before
-        terminal.expect("echo remembered")
-        terminal.type(CTRL_C + "quit\n")
-        self.assertEqual(terminal.status(), 0)
+        terminal.send("\x10")  # the line before
+        terminal.until("echo remembered")
+        terminal.send(CTRL_C + "quit\n")
+        self.assertEqual(terminal.end(), 0)
 
     def test_a_script_can_end_at_a_prompt(self):
         self.write("script", "add-flow seq=1,actions=drop\nnonsense\n")
         terminal = Terminal(self.directory, "run", "script", "--then-prompt")
-        self.addCleanup(os.close, terminal.master)
-        self.assertIn("script:2:1: error: unknown command 'nonsense'", terminal.expect())
+        self.addCleanup(terminal.close)
+        self.assertIn("script:2:1: error: unknown command 'nonsense'", terminal.until())
         self.leaves(terminal, status=1)
 
 

@@ -2,9 +2,8 @@
 """Where frames end: each is counted there, and nowhere else."""
 from signal import SIGCONT, SIGSTOP
 
-from network import Tap, frame, run, until
+from network import Switch, Tap, frame, run, until
 import openflow
-from serving import Switch
 
 BURST = 50
 PLAIN, FLOODED = frame(2, 1), frame(255, 1)

@@ -9,10 +9,9 @@ import re
 import subprocess
 import time
 
-from network import Tap, frame, main, run, transferred, until
+from network import Switch, Tap, frame, main, transferred, until
 from openflow import Client
 from peer import BARRIER_REPLY, BARRIER_REQUEST, ECHO_REPLY, ECHO_REQUEST, FLOW_MOD, added_flow
-from serving import Switch
 
 TRANSLATOR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../openflow_peers/translator_app.py")
 SENT = bytes(4 << 20)
@@ -31,15 +30,10 @@ def controlled(one, other, controller, *options):
         process.kill()
 
 
-def pings(one, address, count=20):
-    text = run("ip", "netns", "exec", one.name, "ping", "-q", "-c", str(count), "-i", "0.02", "-W", "2", address)
-    return int(re.search(r"(\d+) received", text)[1])
-
-
 def a_learning_controller_enters_exact_matches(one, other):
     """ovs-testcontroller in its default mode: exact matches of all fields, of ARP too."""
     with controlled(one, other, ["ovs-testcontroller", "ptcp:6653:127.0.0.1"]) as switch:
-        assert pings(one, other.address) == 20
+        assert one.ping(other.address)[1] == 20
         flows = switch.run("dump-flows -v")
         assert re.search(r"arp_spa=10\.0\.0\.\d.*\n# CPU: the hardware cannot match arp_", flows), flows
         assert re.search(r"n_packets=1\d,.*icmp.*\n# hardware", flows), flows
@@ -53,7 +47,7 @@ def addresses_are_translated(one, other):
     other.ip("neighbour", "replace", "192.168.7.99", "lladdr", one.mac, "dev", "eth0")
     with controlled(one, other, ["osken-manager", "--ofp-listen-host", "127.0.0.1", TRANSLATOR],
                     "--cpu-rate", "1000000") as switch:
-        assert pings(one, "10.0.0.99") == 20
+        assert one.ping("10.0.0.99")[1] == 20
         flows = switch.run("dump-flows -v")
         counts = [int(count) for count in re.findall(r"n_packets=(\d+)", flows)]
         assert flows.count("# CPU: the hardware cannot change packets") == 2 and min(counts) >= 19, flows

@@ -8,11 +8,9 @@ import socket
 import time
 
 from counting import every_frame_is_counted, too_many_frames_are_counted
-from network import Tap, frame, main, ping_result, run, socket_in, transferred, until
+from network import Switch, Tap, frame, main, ping_result, run, socket_in, transferred, until
 import openflow
-from refusing import bad_input_names_itself
-from serving import Switch
-from switch import PATIENCE, expect
+from switch import PATIENCE, PROGRAM, expect
 
 
 def both_ways(*pairs):
@@ -124,9 +122,9 @@ def members_leave_and_join(one, other, third):
         left.run("port-channel create 1 7; interface openflow pc1 on; interface add pc1;"
                  "add-flow priority=10,in_port=1,actions=output:pc1;"
                  "add-flow priority=9,in_port=7,actions=output:1; add-flow priority=9,in_port=8,actions=output:1")
-        expect("pings by one member", one.ping(other), (20, 20, 0))
+        expect("pings by one member", one.ping(other.address), (20, 20, 0))
 
-        ping = one.start_ping(other, 50)
+        ping = one.start_ping(other.address, 50)
         time.sleep(0.1)
         left.run("port-channel join 1 8")
         time.sleep(0.1)
@@ -136,7 +134,7 @@ def members_leave_and_join(one, other, third):
         assert 0 < twice < sent, f"{twice} of {sent} pings went by both members"
 
         before = passed(left, 1)[0], passed(left, 7, 8)[1]
-        ping = one.start_ping(other, 50)
+        ping = one.start_ping(other.address, 50)
         time.sleep(0.1)
         left.run("port-channel leave 1 8")
         time.sleep(0.1)
@@ -145,6 +143,38 @@ def members_leave_and_join(one, other, third):
         after = passed(left, 1)[0], passed(left, 7, 8)[1]
         assert 0 < answered < sent and twice == 0, f"{answered} of {sent} answered, {twice} twice"
         expect("pings lost while there was no member", sent - answered, after[0] - before[0] - (after[1] - before[1]))
+
+
+# What a port cannot lead to.
+COMPLAINTS = (
+    ("1", "PORT=INTERFACE"),
+    ("1=", "PORT=INTERFACE"),
+    ("99=p1", "99"),
+    ("1=nowhere0", "nowhere0: No such device"),
+    ("1=lo", "lo is a loopback interface"),
+    ("1=tun0", "tun0 carries no Ethernet frames"),
+    ("1=p3", "p3 is taken: it is a member of br0"),
+    ("1=tap:p2", "p2 exists and is no TAP"),
+    ("1=tap:tun0", "tun0 exists and is no TAP"),
+    ("1=tap:tap0", "tap0 is taken: Device or resource busy"),
+)
+
+
+def bad_input_names_itself(one, other, third):
+    run("ip", "link", "add", "br0", "type", "bridge")
+    run("ip", "link", "set", third.far, "master", "br0")
+    run("ip", "tuntap", "add", "tun0", "mode", "tun")
+    with Switch({1: one, 2: "tap:tap0"}) as switch:
+        taken = f"is taken: a port of process {switch.process.pid} leads to it"
+        for port, complaint in COMPLAINTS + (("1=p1", "p1 " + taken),):
+            seen = run(PROGRAM, "serve", "--listen", "ptcp:0", "--port", port, status=1)
+            assert complaint in seen, seen
+        for end in "p1", "tap0":
+            seen = switch.run(f"port attach 3 {end}", status=1)
+            assert f"{end} is taken: another port of this switch leads to it" in seen, seen
+        switch.kill()
+        with Switch({1: one, 2: "tap:tap0"}):
+            pass
 
 
 # First those that count every frame, while the hosts have sent none by themselves that they may send again.

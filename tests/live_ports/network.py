@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Hosts in network namespaces."""
+"""Hosts in network namespaces, and oftab-switches whose ports lead to them."""
 import ctypes
 import json
 import os
@@ -15,6 +15,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path += [os.path.join(HERE, part) for part in ("../openflow_peers", "../../examples")]
 
 from isolation import is_permitted, isolate
+import switch
 from switch import SKIPPED, require, run, until
 
 _libc = ctypes.CDLL(None, use_errno=True)
@@ -66,12 +67,12 @@ class Host:
         counts = json.loads(self.ip("-json", "-statistics", "link", "show", "eth0"))[0]["stats64"]
         return counts["rx"]["packets"] - self.received_before
 
-    def start_ping(self, other, count, interval=0.01):
-        return subprocess.Popen(["ip", "netns", "exec", self.name, "ping", "-q", "-c", str(count), "-i", str(interval),
-                                 "-W", "1", other.address], stdout=subprocess.PIPE, text=True)
+    def start_ping(self, address, count):
+        return subprocess.Popen(["ip", "netns", "exec", self.name, "ping", "-q", "-c", str(count), "-i", "0.01",
+                                 "-W", "2", address], stdout=subprocess.PIPE, text=True)
 
-    def ping(self, other, count=20):
-        return ping_result(self.start_ping(other, count))
+    def ping(self, address):
+        return ping_result(self.start_ping(address, 20))
 
 
 def ping_result(ping):
@@ -110,6 +111,24 @@ def transferred(one, other, address, octets):
             arrived = receiver.makefile("rb").read()
             sender.join()
             return arrived
+
+
+class Switch(switch.Switch):
+    """Its ports lead to hosts or interfaces."""
+
+    def __init__(self, ports, *options):
+        words = [word for number, far in ports.items() for word in ("--port", f"{number}={getattr(far, 'far', far)}")]
+        super().__init__("--listen", "ptcp:0:127.0.0.1", *words, *options)
+
+    def counts(self, number):
+        """Of a port, by name: rx_pkts, tx_drop ..."""
+        return self.all_counts()[number]
+
+    def all_counts(self):
+        """By port."""
+        return {int(number): {f"{side}_{name}": int(value) for side, text in (("rx", received), ("tx", sent))
+                              for name, value in re.findall(r"(\w+)=(\d+)", text)}
+                for number, received, sent in re.findall(r"port Eth1/(\d+): rx (.*); tx (.*)", self.run("dump-ports"))}
 
 
 class Tap:
