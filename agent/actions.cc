@@ -44,6 +44,17 @@ constexpr PacketChange kChanges[] = {
     {"mod_tp_dst", Kind::SetTpDst, read_up_to<0xFFFF>, number_text},
 };
 
+consteval bool every_change_has_a_row() {
+  for (size_t i = 0; i < static_cast<size_t>(Kind::kCount); ++i) {
+    const auto kind = static_cast<Kind>(i);
+    if (changes_packets(kind) && std::ranges::find(kChanges, kind, &PacketChange::kind) == std::end(kChanges)) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(every_change_has_a_row());
+
 bool is_port_output(const Action &action) {
   return action.kind == Kind::Output && !is_reserved_port(action.value);
 }
@@ -69,9 +80,20 @@ std::string one_text(const Action &action) {
       return concat("enqueue:", interface_name(port), ":", action.queue);
     case Kind::Output:
       return port == kPortController ? controller_text(action) : port == kPortNormal ? "normal" : interface_name(port);
-    default:
-      return change_text(action);
+    case Kind::SetVlanVid:
+    case Kind::SetVlanPcp:
+    case Kind::StripVlan:
+    case Kind::SetDlSrc:
+    case Kind::SetDlDst:
+    case Kind::SetNwSrc:
+    case Kind::SetNwDst:
+    case Kind::SetNwTos:
+    case Kind::SetTpSrc:
+    case Kind::SetTpDst:
+    case Kind::kCount:
+      break;
   }
+  return change_text(action);
 }
 
 // Outputs to ports that stand together are drawn together.

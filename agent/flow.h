@@ -96,7 +96,8 @@ struct Action {
     SetNwTos,
     SetTpSrc,
     SetTpDst,
-    Enqueue
+    Enqueue,
+    kCount
   };
   Kind kind = Kind::Output;
   uint64_t value = 0;         // Output and Enqueue: the port; the others: what the field is set to
@@ -108,6 +109,11 @@ struct Action {
 
 inline Action output_to(uint32_t port) {
   return {.value = port};
+}
+
+// The others send packets to a port.
+constexpr bool changes_packets(Action::Kind kind) {
+  return kind != Action::Kind::Output && kind != Action::Kind::Enqueue;
 }
 
 // Whether an action is the output to a port.

@@ -25,9 +25,8 @@ bool loses_outputs(const Placement &before, const Placement &after) {
 }  // namespace
 
 bool sends_to(const Flow &flow, uint32_t port) {
-  return std::ranges::any_of(flow.actions, [port](const Action &action) {
-    return is_output_to(action, port) || (action.kind == Action::Kind::Enqueue && action.value == port);
-  });
+  return std::ranges::any_of(
+      flow.actions, [port](const Action &action) { return !changes_packets(action.kind) && action.value == port; });
 }
 
 FlowModResults FlowChanges::expire(Time now) {

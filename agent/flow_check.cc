@@ -18,7 +18,7 @@ using Kind = AgentError::Kind;
 // Outputs that exist, applications that exist.
 std::optional<AgentError> refused(const Action &action, size_t position, const host::services::Interfaces &interfaces) {
   const auto port = static_cast<uint32_t>(action.value);
-  const bool sends = action.kind == Action::Kind::Output || action.kind == Action::Kind::Enqueue;
+  const bool sends = !changes_packets(action.kind);
   if (sends && !is_reserved_port(port) && !interfaces.exists(port)) {
     return AgentError{Kind::Port, concat("there is no interface ", interface_name(port)), position};
   }

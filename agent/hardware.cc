@@ -40,9 +40,20 @@ std::optional<CpuReason> Lowering::take(const Action &action) {
       return take_output(action);
     case Action::Kind::Enqueue:
       return "the hardware has no queues";
-    default:
-      return "the hardware cannot change packets";
+    case Action::Kind::SetVlanVid:
+    case Action::Kind::SetVlanPcp:
+    case Action::Kind::StripVlan:
+    case Action::Kind::SetDlSrc:
+    case Action::Kind::SetDlDst:
+    case Action::Kind::SetNwSrc:
+    case Action::Kind::SetNwDst:
+    case Action::Kind::SetNwTos:
+    case Action::Kind::SetTpSrc:
+    case Action::Kind::SetTpDst:
+    case Action::Kind::kCount:
+      break;
   }
+  return "the hardware cannot change packets";
 }
 
 std::optional<CpuReason> Lowering::take_output(const Action &action) {

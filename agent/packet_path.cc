@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "agent/interface_names.h"
-#include "agent/rewriting.h"
 #include "agent/table_view.h"
 #include "agent/text.h"
 #include "host/asic/packet.h"

@@ -185,41 +185,47 @@ void Ipv4::set_port(size_t at, uint16_t port) {
   }
 }
 
-void rewrite_ipv4(Ipv4 packet, const Action &action) {
-  switch (action.kind) {
-    case Action::Kind::SetNwSrc:
-      return packet.set_address(12, static_cast<uint32_t>(action.value));
-    case Action::Kind::SetNwDst:
-      return packet.set_address(16, static_cast<uint32_t>(action.value));
-    case Action::Kind::SetNwTos:
-      return packet.set_type_of_service(static_cast<uint8_t>(action.value));
-    case Action::Kind::SetTpSrc:
-      return packet.set_port(0, static_cast<uint16_t>(action.value));
-    case Action::Kind::SetTpDst:
-      return packet.set_port(2, static_cast<uint16_t>(action.value));
-    default:
-      return;
+template <typename Change>
+void change_ipv4(Bytes &frame, TransportChecksum checksum, Change change) {
+  if (auto packet = Ipv4::in(frame, checksum)) {
+    change(*packet);
   }
 }
 
 }  // namespace
 
 void rewrite(Bytes &frame, const Action &action, TransportChecksum checksum) {
+  using Kind = Action::Kind;
+  const auto number = static_cast<uint32_t>(action.value);
+  const auto set_ip = [&](size_t at) { change_ipv4(frame, checksum, [&](Ipv4 &ip) { ip.set_address(at, number); }); };
+  const auto set_port = [&](size_t at) {
+    change_ipv4(frame, checksum, [&](Ipv4 &ip) { ip.set_port(at, static_cast<uint16_t>(number)); });
+  };
   switch (action.kind) {
-    case Action::Kind::SetVlanVid:
+    case Kind::SetVlanVid:
       return set_in_tag(frame, kVlanId, action.value);
-    case Action::Kind::SetVlanPcp:
+    case Kind::SetVlanPcp:
       return set_in_tag(frame, kVlanPriority, action.value << kVlanPriorityShift);
-    case Action::Kind::StripVlan:
+    case Kind::StripVlan:
       return strip_tag(frame);
-    case Action::Kind::SetDlSrc:
+    case Kind::SetDlSrc:
       return set_address(frame, 6, action.value);
-    case Action::Kind::SetDlDst:
+    case Kind::SetDlDst:
       return set_address(frame, 0, action.value);
-    default:
-      if (const auto packet = Ipv4::in(frame, checksum)) {
-        rewrite_ipv4(*packet, action);
-      }
+    case Kind::SetNwSrc:
+      return set_ip(12);
+    case Kind::SetNwDst:
+      return set_ip(16);
+    case Kind::SetNwTos:
+      return change_ipv4(frame, checksum, [&](Ipv4 &ip) { ip.set_type_of_service(static_cast<uint8_t>(number)); });
+    case Kind::SetTpSrc:
+      return set_port(0);
+    case Kind::SetTpDst:
+      return set_port(2);
+    case Kind::Output:
+    case Kind::Enqueue:
+    case Kind::kCount:
+      return;
   }
 }
 

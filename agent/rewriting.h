@@ -14,10 +14,6 @@ namespace agent {
 // hardware that puts the frame on the wire.
 enum class TransportChecksum : uint8_t { Complete, Due };
 
-constexpr bool changes_packets(Action::Kind kind) {
-  return kind != Action::Kind::Output && kind != Action::Kind::Enqueue;
-}
-
 // Does one action that changes packets. A frame without the field stays as it is: a tag is added where one is set,
 // addresses and type of service are those of IPv4, ports those of TCP and UDP. IPv4 and transport checksums stay as
 // right or wrong as they were.

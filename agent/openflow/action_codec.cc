@@ -97,7 +97,7 @@ constexpr std::array kRows{
     number_row<wire::Number16Action>(),
     row<wire::EnqueueAction, enqueue_from, wire_enqueue>(),
 };
-static_assert(kRows.size() == static_cast<size_t>(Action::Kind::Enqueue) + 1);
+static_assert(kRows.size() == static_cast<size_t>(Action::Kind::kCount));
 
 void check_head(const wire::ActionHead &head) {
   if (head.type == OFPAT_VENDOR) {

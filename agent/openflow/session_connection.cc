@@ -11,7 +11,7 @@ namespace agent::openflow {
 namespace {
 
 // All of them.
-constexpr uint32_t kActions = (1U << (static_cast<unsigned>(Action::Kind::Enqueue) + 1)) - 1;
+constexpr uint32_t kActions = (1U << static_cast<unsigned>(Action::Kind::kCount)) - 1;
 
 }  // namespace
 

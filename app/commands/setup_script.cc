@@ -153,7 +153,7 @@ std::set<uint32_t> lost_port_channels(std::span<const Flow> flows, const Interfa
   };
   for (const Flow &flow : flows) {
     for (const Action &action : flow.actions) {
-      consider(action.kind == Action::Kind::Output || action.kind == Action::Kind::Enqueue ? action.value : 0);
+      consider(changes_packets(action.kind) ? 0 : action.value);
     }
   }
   std::ranges::for_each(openflow_interfaces(), consider);
