@@ -35,10 +35,6 @@ void collect_current_table() {
   }
 }
 
-bool is_known_op(uint32_t op) {
-  return op == OFTAB_STATS_LISTED || op == OFTAB_STATS_ALL || op == OFTAB_STATS_CLEAR;
-}
-
 // The number of used entries by the current table's header.
 uint16_t used_entries() {
   return static_cast<uint16_t>(oftab_hw_rsrc_g.tcam_capacity - oftab_hw_rsrc_g.current_table->free_entries);
@@ -106,25 +102,32 @@ void clear_all() {
   }
 }
 
+// For an empty table the response keeps the number of the request, and records of zeros.
 void fill_response(const oftab_stats_query_req_t *request, oftab_stats_query_resp_t *response, uint16_t used) {
+  const bool any = used != 0;
   response->op = request->op;
   response->num_entries = request->num_entries;
-  if (!is_known_op(request->op)) {
-    response->status = OFTAB_ERR_STATS_OP;
-    return;
-  }
-  if (used == 0) {
-    return;
-  }
-  if (request->op == OFTAB_STATS_LISTED) {
-    answer_listed(request, response);
-    return;
-  }
-  response->num_entries = used;
-  if (request->op == OFTAB_STATS_ALL) {
-    answer_all(response, used);
-  } else {
-    clear_all();
+  switch (request->op) {
+    case OFTAB_STATS_LISTED:
+      if (any) {
+        answer_listed(request, response);
+      }
+      break;
+    case OFTAB_STATS_ALL:
+      if (any) {
+        response->num_entries = used;
+        answer_all(response, used);
+      }
+      break;
+    case OFTAB_STATS_CLEAR:
+      if (any) {
+        response->num_entries = used;
+        clear_all();
+      }
+      break;
+    default:
+      response->status = OFTAB_ERR_STATS_OP;
+      break;
   }
 }
 
