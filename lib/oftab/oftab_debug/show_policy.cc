@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The show of the policy, one line per flow, and the formatters of its columns.
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -14,7 +15,7 @@ using ip_layout = hw::ip_key;
 
 namespace {
 
-constexpr size_t ROW_SIZE = 255;
+constexpr size_t ROW_SIZE = 255;  // terminator included
 constexpr size_t MAC_TEXT_SIZE = 15;
 constexpr size_t IP_TEXT_SIZE = 16;
 
@@ -24,8 +25,9 @@ struct policy_row {
   hw::field ethertype;
   bool has_ip;
   bool is_flow;  // or else the catch-all, which has neither sequence number nor VLAN
-  char text[ROW_SIZE];
-  size_t length;
+  char text[ROW_SIZE] = {};
+  size_t length = 0;
+  size_t column_end = 0;  // what a column writes beyond is cut
 };
 
 void append(policy_row &row, const char *format, ...) __attribute__((format(printf, 2, 3)));
@@ -33,8 +35,10 @@ void append(policy_row &row, const char *format, ...) __attribute__((format(prin
 void append(policy_row &row, const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  row.length += static_cast<size_t>(vsnprintf(row.text + row.length, ROW_SIZE - row.length, format, arguments));
+  const size_t room = row.column_end - row.length;
+  const int needed = vsnprintf(row.text + row.length, room + 1, format, arguments);
   va_end(arguments);
+  row.length += std::min(room, static_cast<size_t>(std::max(needed, 0)));
 }
 
 uint32_t number(const policy_row &row, hw::field where) {
@@ -102,29 +106,44 @@ void print_tos(policy_row &row) {
   }
 }
 
-// From left to right.
-constexpr void (*COLUMNS[])(policy_row &) = {
-    [](policy_row &row) { append(row, " %04d    ", row.entry.tcam_index); },
-    print_seq_no,
-    [](policy_row &row) { append(row, "0x%04x ", number(row, ip_layout::l2lif)); },
-    [](policy_row &row) { append(row, "0x%04x ", number(row, row.ethertype)); },
-    [](policy_row &row) { append(row, "%04d ", row.is_flow ? vlan_of(row.entry) : 0); },
-    print_source_mac,
-    print_destination_mac,
-    [](policy_row &row) { print_ip(row, ip_layout::ip_sa); },
-    [](policy_row &row) { print_ip(row, ip_layout::ip_da); },
-    [](policy_row &row) { print_ip_number(row, ip_layout::proto); },
-    [](policy_row &row) { print_port(row, ip_layout::src_port); },
-    [](policy_row &row) { print_port(row, ip_layout::dst_port); },
-    print_tos,
-    [](policy_row &row) { append(row, "%-7s ", oftab_get_result_string(row.entry.result_kind)); },
-    [](policy_row &row) { append(row, "%020lld ", static_cast<long long>(row.entry.pkt_cnt)); },
-    [](policy_row &row) { append(row, "%020lld\n", static_cast<long long>(row.entry.byte_cnt)); },
+struct column {
+  size_t widest;
+  void (*print)(policy_row &row);
 };
 
+// From left to right.
+constexpr column COLUMNS[] = {
+    {10, [](policy_row &row) { append(row, " %04d    ", row.entry.tcam_index); }},
+    {12, print_seq_no},
+    {11, [](policy_row &row) { append(row, "0x%04x ", number(row, ip_layout::l2lif)); }},
+    {11, [](policy_row &row) { append(row, "0x%04x ", number(row, row.ethertype)); }},
+    {6, [](policy_row &row) { append(row, "%04d ", row.is_flow ? vlan_of(row.entry) : 0); }},
+    {16, print_source_mac},
+    {16, print_destination_mac},
+    {16, [](policy_row &row) { print_ip(row, ip_layout::ip_sa); }},
+    {16, [](policy_row &row) { print_ip(row, ip_layout::ip_da); }},
+    {12, [](policy_row &row) { print_ip_number(row, ip_layout::proto); }},
+    {13, [](policy_row &row) { print_port(row, ip_layout::src_port); }},
+    {13, [](policy_row &row) { print_port(row, ip_layout::dst_port); }},
+    {14, print_tos},
+    {8, [](policy_row &row) { append(row, "%-7s ", oftab_get_result_string(row.entry.result_kind)); }},
+    {21, [](policy_row &row) { append(row, "%020lld ", static_cast<long long>(row.entry.pkt_cnt)); }},
+    {21, [](policy_row &row) { append(row, "%020lld\n", static_cast<long long>(row.entry.byte_cnt)); }},
+};
+
+constexpr size_t widest_row() {
+  size_t width = 0;
+  for (const column &each : COLUMNS) {
+    width += each.widest;
+  }
+  return width;
+}
+static_assert(widest_row() < ROW_SIZE, "a row of the policy is too wide");
+
 void print_row(line_output &out, policy_row row) {
-  for (const auto print_column : COLUMNS) {
-    print_column(row);
+  for (const column &each : COLUMNS) {
+    row.column_end = row.length + each.widest;
+    each.print(row);
   }
   PRINT(out, "%s", row.text);
 }
@@ -132,13 +151,13 @@ void print_row(line_output &out, policy_row row) {
 void print_flow(line_output &out, const oftab_sw_entry_t &entry) {
   switch (hw::get(entry.hw.key, ip_layout::class_)) {
     case hw::CLASS_IP:
-      print_row(out, {entry, ip_layout::ethertype, true, true, {}, 0});
+      print_row(out, {entry, ip_layout::ethertype, true, true});
       break;
     case hw::CLASS_ARP:
-      print_row(out, {entry, hw::arp_key::ethertype, false, true, {}, 0});
+      print_row(out, {entry, hw::arp_key::ethertype, false, true});
       break;
     default:
-      print_row(out, {entry, hw::ethernet_key::ethertype, false, true, {}, 0});
+      print_row(out, {entry, hw::ethernet_key::ethertype, false, true});
       break;
   }
 }
@@ -169,7 +188,7 @@ int oftab_show_openflow_policy(void *shell_context) {
       print_flow(out, entry);
     }
   }
-  print_row(out, {oftab_hw_rsrc_g.catch_all_entry, ip_layout::ethertype, true, false, {}, 0});
+  print_row(out, {oftab_hw_rsrc_g.catch_all_entry, ip_layout::ethertype, true, false});
   return out.result();
 }
 
