@@ -27,14 +27,6 @@ Bytes octets(const std::string &text) {
   return bytes;
 }
 
-std::string hex_text(const Bytes &bytes) {
-  std::string text;
-  for (const uint8_t byte : bytes) {
-    text += hex(byte, 2).substr(2);
-  }
-  return text;
-}
-
 const std::string kHello = "01000008 00000000";
 
 const std::string kFlowMod = "010e";
@@ -60,14 +52,6 @@ struct Exchange {
   bool ends = false;
 };
 
-template <typename Row>
-requires requires(const Row &row) {
-  row.name;
-}
-void PrintTo(const Row &row, std::ostream *out) {
-  *out << row.name;
-}
-
 class OpenFlowSession : public test::SwitchTest {
  protected:
   // What a session answers to bytes that arrive in pieces of a size.
@@ -83,7 +67,7 @@ class OpenFlowSession : public test::SwitchTest {
       append(all, ByteView(part));
       session_.output_left();
     }
-    return hex_text(all);
+    return test::hex(all);
   }
 
   Agent agent_{sw};
@@ -99,7 +83,7 @@ class OpenFlowExchange : public OpenFlowSession, public testing::WithParamInterf
     agent_.set_miss(HardwareActions::Kind::Controller);
     session_.begin();
     EXPECT_EQ(answer_to(octets(kHello + GetParam().sent), piece),
-              hex_text(octets("01000008 00000000" + GetParam().answered)));
+              test::hex(octets("01000008 00000000" + GetParam().answered)));
     EXPECT_EQ(session_.ended(), GetParam().ends);
   }
 };
@@ -206,11 +190,11 @@ TEST_P(OpenFlowRefusal, QuotesTheRequestAndChangesNothing) {
   const Refused &row = GetParam();
   const Bytes body = octets(row.body);
   const auto length_and_xid = [](size_t of_body) { return hex(of_body + 8, 4).substr(2) + "00000007"; };
-  const std::string request = row.version_and_type + length_and_xid(body.size()) + hex_text(body);
+  const std::string request = row.version_and_type + length_and_xid(body.size()) + test::hex(body);
   const std::string quoted = request.substr(0, 128);
   session_.begin();
   EXPECT_EQ(answer_to(octets(kHello + request), 65536),
-            hex_text(octets(kHello + "0101" + length_and_xid(4 + quoted.size() / 2) + row.error)) + quoted);
+            test::hex(octets(kHello + "0101" + length_and_xid(4 + quoted.size() / 2) + row.error)) + quoted);
   EXPECT_EQ(agent_.flows().size(), 0);
 }
 
@@ -263,7 +247,7 @@ struct Greeting {
 class OpenFlowGreeting : public OpenFlowSession, public testing::WithParamInterface<Greeting> {};
 
 TEST_P(OpenFlowGreeting, AgreesOrEnds) {
-  EXPECT_EQ(answer_to(octets(GetParam().sent), 1), hex_text(octets(GetParam().answered)));
+  EXPECT_EQ(answer_to(octets(GetParam().sent), 1), test::hex(octets(GetParam().answered)));
   EXPECT_EQ(session_.established(), GetParam().established);
   EXPECT_EQ(session_.ended(), GetParam().ends);
 }

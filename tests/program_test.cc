@@ -27,10 +27,6 @@ struct Invocation {
   std::string complaints{};
 };
 
-void PrintTo(const Invocation &invocation, std::ostream *out) {
-  *out << invocation.arguments;
-}
-
 class ProgramTest : public testing::TestWithParam<Invocation> {
  protected:
   ProgramTest() : directory_(fs::absolute("program_test." + GetParam().name)) { fs::create_directory(directory_); }

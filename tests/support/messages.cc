@@ -56,10 +56,6 @@ void append_action(Bytes &message, const Action &action) {
   }
 }
 
-int digit(char character) {
-  return character <= '9' ? character - '0' : character - 'a' + 10;
-}
-
 }  // namespace
 
 Flow numbered_flow(uint32_t seq_no, uint32_t priority, Action action) {
@@ -150,7 +146,7 @@ Bytes unhex(std::string_view digits) {
   std::erase(packed, ' ');
   Bytes bytes;
   for (size_t i = 0; i + 1 < packed.size(); i += 2) {
-    bytes.push_back(static_cast<uint8_t>(digit(packed[i]) * 16 + digit(packed[i + 1])));
+    bytes.push_back(static_cast<uint8_t>(std::stoi(packed.substr(i, 2), nullptr, 16)));
   }
   return bytes;
 }
