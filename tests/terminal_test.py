@@ -46,6 +46,12 @@ class Terminal(pexpect.spawn):
         self.send(line + "\n")
         return self.until()
 
+    def interrupt(self, answer=""):
+        """Back to the prompt, with an answer before it."""
+        self.send(CTRL_C)
+        self.until(answer)
+        self.until()
+
     def end(self):
         """Waits for it; the exit status, or minus the signal."""
         self.expect_exact(pexpect.EOF)
@@ -134,8 +140,7 @@ class TerminalTest(unittest.TestCase):
         ):
             terminal.send(typed + TAB)
             terminal.until(answer)
-            terminal.send(CTRL_C)
-            terminal.until()
+            terminal.interrupt()
         for typed, answer in (('source "two' + TAB, "two words ran"), ("source tw" + TAB, "two words ran"), ("source gr" + TAB, "größe ran")):
             terminal.send(typed + "\n")
             terminal.until("\n" + answer)
@@ -155,27 +160,24 @@ class TerminalTest(unittest.TestCase):
         ends = [os.open(os.path.join(self.directory, name), os.O_RDWR) for name in ("flows", "script")]
         os.write(ends[0], b"tcp,actions=drop\n")
         os.write(ends[1], b"echo first\n")
-        terminal.send("half a line" + CTRL_C)
-        terminal.until()
+        terminal.send("half a line")
+        terminal.interrupt()
         for line, begun, answer in (
-            ("help", "quit", None),
+            ("help", "quit", ""),
             ("advance 1000000m", "\n", "interrupted: the clock stands at"),
             ("source endless", "\n", "endless was not run to its end"),
-            ("echo x | sleep 60", "\n", None),
-            (f"echo x | sh -c \"{pager}\"", "x", None),
-            ("show tcam 0 4095 | sleep 60", "\n", None),
+            ("echo x | sleep 60", "\n", ""),
+            (f"echo x | sh -c \"{pager}\"", "x", ""),
+            ("show tcam 0 4095 | sleep 60", "\n", ""),
             ("packet endless.pcap -v", "dropped", "of 200000 packets were sent"),
             ("add-flows flows", "\n", "flows was not read to its end"),
             ("source script", "first", "script was not run to its end"),
-            ("watch 1 tables", "Clock", None),
+            ("watch 1 tables", "Clock", ""),
         ):
             terminal.send(line + "\n")
             terminal.until(begun)
             time.sleep(0.2)
-            terminal.send(CTRL_C)
-            if answer:
-                terminal.until(answer)
-            terminal.until()
+            terminal.interrupt(answer)
         self.leaves(terminal)
 
     def test_a_prompt_at_a_serving_switch(self):
@@ -192,13 +194,10 @@ class TerminalTest(unittest.TestCase):
         for keys, answer in (("source long\n", "long was not run to its end"), ("echo x | sleep 60\n", "sleep 60"), ("half a line", "half")):
             terminal.send(keys)
             time.sleep(0.2)
-            terminal.send(CTRL_C)
-            terminal.until(answer)
-            terminal.until()
+            terminal.interrupt(answer)
         terminal.send("interface add p" + TAB)
         terminal.until("pc7 ")
-        terminal.send(CTRL_C)
-        terminal.until()
+        terminal.interrupt()
         self.leaves(terminal)
         self.assertIsNone(switch.poll())
         for commands, status, complaint in (

@@ -121,10 +121,9 @@ def monitors_see_packets(client):
     monitor.communicate()
 
 
-def refusals_name_themselves(client):
-    for flow, error in (("actions=output:49", "OFPBAC_BAD_OUT_PORT"),
-                        ("check_overlap,priority=70,dl_type=0x0806,in_port=1,actions=drop", "OFPFMFC_OVERLAP")):
-        assert error in client.run("add-flow", flow, status=1), flow
+def overlaps_are_refused(client):
+    flow = "check_overlap,priority=70,dl_type=0x0806,in_port=1,actions=drop"
+    assert "OFPFMFC_OVERLAP" in client.run("add-flow", flow, status=1)
 
 
 def the_table_fills(client):
@@ -146,7 +145,7 @@ def main():
         files_replace_flows(client)
         packets_count(client)
         monitors_see_packets(client)
-        refusals_name_themselves(client)
+        overlaps_are_refused(client)
         the_table_fills(client)
 
 
