@@ -114,25 +114,6 @@ TEST_F(InterfaceId, WideIdIsCutAndAlwaysWritten) {
   EXPECT_EQ(sw.call_log().lines().size(), 9U);  // three for each of the first, third and fourth
 }
 
-TEST_F(InterfaceId, HolesAreNotWrittenAndMovesKeepTheId) {
-  set_up({erase({1, 4})});
-  sw.call_log().clear();
-  sw.change_interface_id(port(1), 7);
-  EXPECT_THAT(sw.call_log().lines(), ElementsAre("qtr_custom_cache_unified_entry_set(2001, vld=1) = 0"));
-  set_up({add({on(port(2), 90), on(port(2), 0)}), erase({0, 90})});
-  oftab_main(104);
-  EXPECT_EQ(matched(2), find_record(2)->tcam_index);
-}
-
-TEST_F(InterfaceId, PartialMatchOfAnIfindexBecomesExact) {
-  set_up({purge(), add({{.value = {.ifindex = port(1)}, .mask = {.ifindex = 0xffff0000}}})});
-  EXPECT_EQ(words(2000), "0340/0040");
-  EXPECT_EQ(matched(1), 4095);
-  sw.change_interface_id(port(1), 0x101);
-  EXPECT_EQ(words(2000), "0704/fc7f");
-  EXPECT_EQ(matched(1), 2000);
-}
-
 TEST_F(InterfaceId, RefusedWriteDoesNotStopTheOthers) {
   sw.faults().fail("qtr_custom_cache_unified_entry_set", 1, 77);
   sw.change_interface_id(port(1), 9);

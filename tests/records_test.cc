@@ -87,33 +87,5 @@ TEST_F(SwitchTest, WideBridgeDomainIsCutTo13BitsAndItsVlanKeptUnder12) {
   EXPECT_EQ(std::ranges::count(oftab_hw_rsrc_g.bd_vlan, 0), OFTAB_BD_COUNT - 1);
 }
 
-TEST_F(SwitchTest, SoftwareRecordHoldsTheFlow) {
-  sw.interfaces().create_pc(port_channel(5));
-  set_up({add({{.seq_no = 37,
-                .priority = 1234,
-                .value = {.ifindex = 0x1a001000},
-                .mask = {.ifindex = 0xffffffff},
-                .action = output({port_channel(5), port(3)})}})});
-  const oftab_sw_entry_t &record = oftab_hw_rsrc_g.current_table->tcam_entry[0];
-  EXPECT_EQ(record.tcam_index, 2000);
-  EXPECT_EQ(record.ifindex, 0x1a001000U);
-  EXPECT_EQ(record.seq_no, 37U);
-  EXPECT_EQ(record.priority, 1234U);
-  EXPECT_EQ(record.result_kind, 2U);
-  EXPECT_EQ(record.out_ports.bitmap_size, 32U);
-  EXPECT_EQ(hex(record.out_ports.port_bitmap).substr(0, 4), "0800");
-  EXPECT_EQ(record.mcst_idx, 8192U);
-  EXPECT_EQ(record.num_pc, 1);
-  EXPECT_EQ(record.pc_ifindex[0], port_channel(5));
-  EXPECT_EQ(record.stats_id, 2);
-  EXPECT_EQ(record.byte_cnt, 0U);
-  EXPECT_EQ(record.pkt_cnt, 0U);
-  EXPECT_EQ(record.flags, OFTAB_ENTRY_USED);
-  // An exact input interface enters the working interface table only.
-  EXPECT_EQ(oftab_hw_rsrc_g.shadow_intf_tbl[1], 0x1a001000U);
-  EXPECT_EQ(oftab_hw_rsrc_g.shadow_intf_count, 1);
-  EXPECT_EQ(oftab_hw_rsrc_g.intf_count, 0);
-}
-
 }  // namespace
 }  // namespace test
