@@ -7,10 +7,6 @@
 namespace bench {
 namespace {
 
-uint32_t arg(const benchmark::State &state, size_t position) {
-  return static_cast<uint32_t>(state.range(position));
-}
-
 // A request about so many flows to a table of `table` flows, filled anew each time.
 void measure_change(benchmark::State &state, uint32_t flows, uint32_t table, const Bytes &request, Demands demands) {
   measure(state, Request{OFTAB_MSG_ENTRY_UPDATE, flows, request, demands, [=] { fill_table(table); }});

@@ -16,6 +16,6 @@ int main(int count, char **words) {
     return 1;
   }
   bench::Table table;
-  benchmark::RunSpecifiedBenchmarks(&table);
-  return 0;
+  const size_t chosen = benchmark::RunSpecifiedBenchmarks(&table);
+  return chosen == 0 || table.has_failures() ? 1 : 0;
 }

@@ -11,6 +11,17 @@
 
 namespace bench {
 
+// An argument of the row.
+inline uint32_t arg(const benchmark::State &state, size_t position) {
+  return static_cast<uint32_t>(state.range(position));
+}
+
+// A row about one flow, of so many in the table.
+template <int64_t Flows>
+void one_of(benchmark::internal::Benchmark *benchmark) {
+  benchmark->ArgNames({"flows", "table"})->Args({1, Flows});
+}
+
 // Whether the operation demands a full array and two copies of the used range, beside its calls.
 enum class Demands { Calls, CallsAndShadow };
 

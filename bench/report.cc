@@ -27,12 +27,19 @@ double counter(const Run &run, const char *name) {
   return found == run.counters.end() ? 0 : found->second.value;
 }
 
-// "flows:1/table:4095" as "1 of 4095", "table:4095" as "4095".
+// "flows:1/table:4095" as "1 of 4095", "table:4095" as "4095", none as "-".
 std::string size_of(const std::string &arguments) {
+  if (arguments.empty()) {
+    return "-";
+  }
   const size_t slash = arguments.find('/');
   const auto number = [](const std::string &argument) { return argument.substr(argument.find(':') + 1); };
   return slash == std::string::npos ? number(arguments)
                                     : number(arguments.substr(0, slash)) + " of " + number(arguments.substr(slash + 1));
+}
+
+void print_name(const Run &run) {
+  std::printf("%-30s%13s", run.run_name.function_name.c_str(), size_of(run.run_name.args).c_str());
 }
 
 void print_measured(const Run &run) {
@@ -41,15 +48,15 @@ void print_measured(const Run &run) {
   const char *const mark = ratio <= kMark             ? "ok"
                            : run.report_label.empty() ? "ABOVE THE MARK"
                                                       : run.report_label.c_str();
-  std::printf("%-30s%13s%11.1f%11.0f%10.0f%11.1f%7.2f  %s\n", run.run_name.function_name.c_str(),
-              size_of(run.run_name.args).c_str(), us, us * 1000 / counter(run, "flows"), counter(run, "calls"),
-              counter(run, "floor_us"), ratio, mark);
+  print_name(run);
+  std::printf("%11.1f%11.0f%9s%10.0f%11.1f%7.2f  %s\n", us, us * 1000 / counter(run, "flows"), "-",
+              counter(run, "calls"), counter(run, "floor_us"), ratio, mark);
 }
 
 void print_packets(const Run &run) {
   const double rate = counter(run, "items_per_second");
-  std::printf("%-30s%13s%11.2f%11.0f%10s%11s%7s  %.2f M/s\n", run.run_name.function_name.c_str(), "1 of 4096",
-              1e6 / rate, 1e9 / rate, "-", "-", "-", rate * 1e-6);
+  print_name(run);
+  std::printf("%11.2f%11.0f%9.2f%10s%11s%7s  -\n", 1e6 / rate, 1e9 / rate, rate * 1e-6, "-", "-", "-");
 }
 
 }  // namespace
@@ -59,14 +66,15 @@ bool Table::ReportContext(const Context &context) {
   uname(&system);
   std::printf("%s, %d cores, Linux %s, compiler %s\n\n", processor().c_str(), context.cpu_info.num_cpus, system.release,
               __VERSION__);
-  std::printf("%-30s%13s%11s%11s%10s%11s%7s  %s\n", "operation", "flows", "us", "ns a flow", "calls", "floor us",
-              "ratio", "mark");
+  std::printf("%-30s%13s%11s%11s%9s%10s%11s%7s  %s\n", "operation", "flows", "us", "ns a flow", "M/s", "calls",
+              "floor us", "ratio", "mark");
   return true;
 }
 
 void Table::ReportRuns(const std::vector<Run> &runs) {
   for (const Run &run : runs) {
     if (run.error_occurred) {
+      has_failures_ = true;
       std::printf("%s: %s\n", run.benchmark_name().c_str(), run.error_message.c_str());
     } else if (run.run_type == Run::RT_Iteration) {
       const auto print = run.counters.contains("ratio") ? print_measured : print_packets;

@@ -14,6 +14,11 @@ class Table : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context &context) override;
   void ReportRuns(const std::vector<Run> &runs) override;
+
+  bool has_failures() const { return has_failures_; }
+
+ private:
+  bool has_failures_ = false;
 };
 
 }  // namespace bench

@@ -15,7 +15,8 @@ using host::services::Interfaces;
 constexpr uint32_t kTopPriority = 1000000000;
 constexpr uint32_t kKinds = 3;
 constexpr std::array<uint32_t, kKinds> kActions = {OFTAB_ACTION_PERMIT, OFTAB_ACTION_DENY, OFTAB_ACTION_OUTPORT};
-constexpr std::array<uint32_t, kKinds> kEthertypes = {0x0800, 0x0806, 0};
+constexpr uint32_t kArp = 0x0806;
+constexpr std::array<uint32_t, kKinds> kEthertypes = {0x0800, kArp, 0};
 
 template <typename Record>
 void append(Bytes &message, const Record &record) {
@@ -67,6 +68,10 @@ Bytes flow_request(uint32_t operation, const SeqNos &seq_nos, uint32_t action_of
 
 Bytes add_request(const SeqNos &seq_nos) {
   return flow_request(OFTAB_ENTRY_ADD, seq_nos, 0);
+}
+
+bool is_for_arp(uint32_t seq_no) {
+  return kEthertypes[seq_no % kKinds] == kArp;
 }
 
 Bytes modify_request(const SeqNos &seq_nos) {

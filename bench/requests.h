@@ -22,6 +22,9 @@ Bytes modify_request(const SeqNos &seq_nos);
 Bytes delete_request(const SeqNos &seq_nos);
 Bytes purge_request();
 
+// Whether a flow that was added matches ARP packets alone.
+bool is_for_arp(uint32_t seq_no);
+
 // The totals of some flows, and of all.
 Bytes listed_query(const SeqNos &seq_nos);
 Bytes query_of_all();

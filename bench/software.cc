@@ -5,6 +5,7 @@
 
 #include "agent/agent.h"
 #include "agent/rewriting.h"
+#include "bench/measure.h"
 #include "bench/table.h"
 
 namespace bench {
@@ -15,7 +16,7 @@ using agent::Field;
 using agent::TableEntry;
 using host::services::Interfaces;
 
-constexpr uint32_t kStride = 7;
+constexpr size_t kStride = 11;  // from packet to packet, so that all have their turn
 
 uint32_t port(uint32_t slot) {
   return Interfaces::port_ifindex(slot);
@@ -65,21 +66,22 @@ void find_flow(benchmark::State &state, agent::Flow (*flow_of)(uint32_t number),
   std::vector<std::unique_ptr<TableEntry>> entries;
   agent::Classifier classifier;
   std::vector<agent::Packet> packets;
-  for (uint32_t number = 1; number <= OFTAB_FLOW_CAPACITY; ++number) {
+  for (uint32_t number = 1; number <= arg(state, 1); ++number) {
     entries.push_back(std::make_unique<TableEntry>(TableEntry{.flow = flow_of(number)}));
     classifier.insert(*entries.back());
     packets.push_back(packet_of(first_packet + number));
   }
   size_t next = 0;
+  benchmark::DoNotOptimize(classifier.find(packets[next]));  // which makes the search
   for ([[maybe_unused]] auto iteration : state) {
     benchmark::DoNotOptimize(classifier.find(packets[next]));
     next = (next + kStride) % packets.size();
   }
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK_CAPTURE(find_flow, exact, exact_flow, 0);
-BENCHMARK_CAPTURE(find_flow, exact_missed, exact_flow, 10000);
-BENCHMARK_CAPTURE(find_flow, many_masks, masked_flow, 0);
+BENCHMARK_CAPTURE(find_flow, exact, exact_flow, 0)->Apply(one_of<OFTAB_FLOW_CAPACITY>);
+BENCHMARK_CAPTURE(find_flow, exact_missed, exact_flow, 10000)->Apply(one_of<OFTAB_FLOW_CAPACITY>);
+BENCHMARK_CAPTURE(find_flow, many_masks, masked_flow, 0)->Apply(one_of<OFTAB_FLOW_CAPACITY>);
 
 void change_packet(benchmark::State &state, Action::Kind kind) {
   std::vector<uint8_t> frame = frame_of(1);
@@ -99,31 +101,43 @@ class Nowhere : public agent::Wire {
   void transmit(uint32_t, agent::Frame frame) override { benchmark::DoNotOptimize(frame.data()); }
 };
 
-// From port to port by one of a thousand flows, of which each has a tree of its own in hardware.
+// Exact flows from one port to another, of which each has a tree of its own in hardware.
+std::vector<agent::FlowMod> passing_flows(uint32_t count, bool on_cpu) {
+  std::vector<agent::FlowMod> mods(count);
+  for (uint32_t i = 0; i < count; ++i) {
+    mods[i].flow = exact_flow(i + 1);
+    if (on_cpu) {
+      mods[i].flow.actions.push_back({.kind = Action::Kind::SetDlDst, .value = 5});
+    }
+    mods[i].flow.actions.push_back(agent::output_to(port(1)));
+  }
+  return mods;
+}
+
+std::vector<std::vector<uint8_t>> frames_of(uint32_t count) {
+  std::vector<std::vector<uint8_t>> frames;
+  for (uint32_t number = 1; number <= count; ++number) {
+    frames.push_back(frame_of(number));
+  }
+  return frames;
+}
+
 void pass_packet(benchmark::State &state, bool on_cpu) {
   fill_table(0);
   agent::Agent agent(the_switch());
   Nowhere nowhere;
   agent.packets().connect(&nowhere);
   agent.packets().guard().set_rates({.packets = 1'000'000'000, .packet_ins = 0});
-  constexpr uint32_t kFlows = 1000;
-  std::vector<agent::FlowMod> mods(kFlows);
-  for (uint32_t i = 0; i < mods.size(); ++i) {
-    mods[i].flow = exact_flow(i + 1);
-    mods[i].flow.actions = {agent::output_to(port(1))};
-    if (on_cpu) {
-      mods[i].flow.actions.insert(mods[i].flow.actions.begin(), {.kind = Action::Kind::SetDlDst, .value = 5});
-    }
-  }
-  if (const auto errors = agent.apply(mods); !errors.empty()) {
+  if (const auto errors = agent.apply(passing_flows(arg(state, 1), on_cpu)); !errors.empty()) {
     state.SkipWithError(errors.begin()->second.reason.c_str());
     return;
   }
-  uint32_t next = 0;
-  agent.packets().receive(port(0), frame_of(1));  // which makes the search
+  const auto frames = frames_of(arg(state, 1));
+  size_t next = 0;
+  agent.packets().receive(port(0), frames[next]);  // which makes the search
   for ([[maybe_unused]] auto iteration : state) {
-    agent.packets().receive(port(0), frame_of(next + 1));
-    next = (next + kStride) % kFlows;
+    agent.packets().receive(port(0), frames[next]);
+    next = (next + kStride) % frames.size();
     if (next % 64 == 0) {
       agent.advance(std::chrono::milliseconds(1));
     }
@@ -132,8 +146,8 @@ void pass_packet(benchmark::State &state, bool on_cpu) {
   agent.packets().connect(nullptr);
   fill_table(0);
 }
-BENCHMARK_CAPTURE(pass_packet, hardware, false);
-BENCHMARK_CAPTURE(pass_packet, cpu, true);
+BENCHMARK_CAPTURE(pass_packet, hardware, false)->Apply(one_of<1000>);
+BENCHMARK_CAPTURE(pass_packet, cpu, true)->Apply(one_of<1000>);
 
 }  // namespace
 }  // namespace bench

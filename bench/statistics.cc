@@ -7,10 +7,6 @@
 namespace bench {
 namespace {
 
-uint32_t arg(const benchmark::State &state, size_t position) {
-  return static_cast<uint32_t>(state.range(position));
-}
-
 void collect(benchmark::State &state) {
   fill_table(arg(state, 0));
   measure(state, Operation{arg(state, 0), Demands::Calls, [] {}, [] { hdm_oftab_stats_timer_handler(); }});
