@@ -2,6 +2,7 @@
 /* The smallest host that liboftab runs in: an ASIC that remembers what it is told, and the services that the library
  * asks for. It boots the library, adds one flow and prints the record that the TCAM got. A platform port starts here:
  * each stub stands for a call of platform/, whose header has the contract. */
+#include <stdarg.h>
 #include <string.h>
 
 #include "check_table.h"
@@ -88,12 +89,17 @@ int32_t tg_start_timer(void *timer, const void *interval) { return timer_armed =
 void tg_stop_timer(void *timer) { timer_armed = 0; }
 int32_t tg_is_timer_active(void *timer) { return timer_armed; }
 
-/* Tracing and the shell: the formats of failures go to standard error, all else nowhere. */
+/* Tracing and the shell: failures go to standard error, all else nowhere. */
 FILE *dbg_out_file;
 const char *trk_dbg_modname = "oftab";
 char hdm_pd_dump_one_line[256];
 void hdm_ds_trace_add(const char *file, const char *function, int line, int flags, const char *format, ...) {}
-void hdm_ds_add(const char *file, const char *function, int line, const char *format, ...) { fputs(format, stderr); }
+void hdm_ds_add(const char *file, const char *function, int line, const char *format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vfprintf(stderr, format, arguments);
+  va_end(arguments);
+}
 const char *hdm_ctime(void) { return ""; }
 const char *hdm_debug_elem_descr(uint32_t level) { return level == 102 ? "error" : "trace"; }
 void hdm_check_flush_dbg_out_file(void) {}
@@ -103,14 +109,10 @@ int trk_chk_int(uint32_t level, int a, int b, int c) { return 0; }
 void trcout(int enable, const void *modname, int flags, const char *format, ...) {}
 int cmd_prt(void *shell_context, const char *line, int flags) { return fputs(line, stdout); }
 
-/* The message service: one request at a time, and its answer. The buffer descriptor holds a pointer to the request. */
-static struct {
-  uint8_t head[MESSAGE_BUFFER_OFFSET];
-  const void *request;
-} __attribute__((packed)) message;
+/* The message service: one request at a time, and its answer. A message's buffer descriptor is the request itself. */
 static int32_t answered = -1;
 void hdm_ipq_handler_init(void *received, void *dispatch_context, int32_t *status, uint32_t code) { *status = 0; }
-void *ipq_payload_get(void *buffer) { return (void *)message.request; }
+void *ipq_payload_get(void *buffer) { return buffer; }
 int32_t fu_ipq_send_response(void *reply, void *response, uint32_t length, void *buffer, int32_t flags) {
   answered = ((oftab_entry_update_resp_t *)response)->status;
   return 0;
@@ -127,18 +129,17 @@ static void print_part(const char *name, const uint8_t *bytes, size_t size) {
 
 int main(void) {
   struct {
-    oftab_entry_update_req_t header;
+    uint8_t head[MESSAGE_BUFFER_OFFSET]; /* the message service's own */
+    oftab_entry_update_req_t request;
     oftab_flow_t flow;
-  } request = {{OFTAB_ENTRY_ADD, 1, 0}, {.priority = 100, .seq_no = 1, .result_type = OFTAB_ACTION_DENY}};
-  request.flow.value.ethertype = 0x0800; /* IPv4 to TCP port 80 */
-  request.flow.mask.ethertype = 0xffff;
-  request.flow.value.protocol = 6;
-  request.flow.mask.protocol = 0xff;
-  request.flow.value.dport = 80;
-  request.flow.mask.dport = 0xffff;
+  } message = {.request = {OFTAB_ENTRY_ADD, 1, 0},
+               .flow = {.priority = 100,
+                        .seq_no = 1,
+                        .value = {.ethertype = 0x0800, .protocol = 6, .dport = 80}, /* IPv4 to TCP port 80 */
+                        .mask = {.ethertype = 0xffff, .protocol = 0xff, .dport = 0xffff},
+                        .result_type = OFTAB_ACTION_DENY}};
 
   oftab_main(0);
-  message.request = &request;
   oftab_process_entry_update(NULL, &message, NULL);
   const unsigned index = oftab_hw_rsrc_g.current_table->tcam_st_idx;
   printf("status %d, flow at TCAM index %u\n", answered, index);
