@@ -40,7 +40,9 @@ SOAK_SEED ?= random
 UNDER ?=
 VALGRIND = valgrind -q --error-exitcode=9 --suppressions=tools/valgrind.supp
 
-SOURCES = $(shell find lib platform host agent app tests fuzz bench -name '*.h' -o -name '*.c' -o -name '*.cc')
+SOURCES = $(shell find lib platform host agent app tests fuzz bench examples -name '*.h' -o -name '*.c' -o -name '*.cc')
+LICENSED = $(SOURCES) Makefile .ci/run $(shell find . -path ./build -prune -o \( -name '*.py' -o -name '*.sh' \
+  -o -name '*.bash' -o -name CMakeLists.txt \) -print)
 
 .PHONY: run test sanitize clang fuzz bench bench-openflow bench-frames coverage mutate soak lint format-check tidy demo \
   debs clean root packages clang-packages format-packages tidy-packages valgrind-packages \
@@ -90,7 +92,7 @@ lint: format-check tidy
 
 format-check: format-packages
 	@clang-format --dry-run --Werror $(SOURCES)
-	@! grep -L 'SPDX-License-Identifier: Apache-2.0' $(SOURCES) | sed 's/$$/ lacks its licence line/' | grep . >&2
+	@! grep -L 'SPDX-License-Identifier: Apache-2.0' $(LICENSED) | sed 's/$$/ lacks its licence line/' | grep . >&2
 
 tidy: tidy-packages configure-release
 	python3 -B tools/tidy.py build/release
