@@ -88,6 +88,9 @@ def passage(source, number):
 
 
 def main():
+    if len(sys.argv) != 2 or not counts_of(pathlib.Path(sys.argv[1])):
+        raise SystemExit("usage: report.py BUILD-DIRECTORY, where tests counted what they ran; 'make coverage' builds "
+                         "and runs them in build/coverage")
     files = read(pathlib.Path(sys.argv[1]))
     print_table(files)
     exceptions = known_exceptions()

@@ -2,8 +2,8 @@
 """Changes the library in one place at a time and tells which changes no test notices.
 
 The build with coverage tells which tests reach a line; a change of the line runs those alone, in the other build, on a
-library of its own, until one fails. Outcomes are logged as they come, in `mutant/outcomes.txt` of the coverage build.
-Ends with status 1 when a change survives that explained.txt does not name. A line of explained.txt: the file, the line
+library of its own, until one fails. Outcomes are logged as they come, in `mutant/outcomes.txt` of the coverage build;
+those of an earlier run are kept beside it, under the time of its end. Ends with status 1 when a change survives that explained.txt does not name. A line of explained.txt: the file, the line
 of source, the change, and why no test can tell."""
 import argparse
 import collections
@@ -141,6 +141,21 @@ def read_explanations():
     return {tuple(line.split(" | ")[:3]) for line in lines if not line.startswith("#")}
 
 
+def keep_earlier(log):
+    """Outcomes that are hours of work are not overwritten."""
+    if log.exists() and log.stat().st_size > 0:
+        ended = time.strftime("%Y%m%d-%H%M%S", time.localtime(log.stat().st_mtime))
+        kept = log.rename(log.with_name(f"outcomes-{ended}.txt"))
+        print(f"the outcomes of the earlier run are in {os.path.relpath(kept)}")
+
+
+def require_builds(coverage, tests):
+    for build, needed in ((coverage, "compile_commands.json"), (coverage, "bin/oftab_test"), (tests, "bin/oftab_test")):
+        if not (build / needed).exists():
+            raise SystemExit(f"{build} is not built: {build / needed} is missing; 'make build-coverage build-release' "
+                             "builds build/coverage and build/release")
+
+
 def settled_by(log, chosen, explanations):
     """What an earlier run found out of the changes; of survivors, those that are explained."""
     logged = {name: outcome for outcome, name, _ in (line.split("\t") for line in log.read_text().splitlines())}
@@ -176,6 +191,7 @@ def main():
     parser.add_argument("--seed", default=1, help="of the sample")
     parser.add_argument("--resume", action="store_true", help="leave out what the log says was settled")
     options = parser.parse_args()
+    require_builds(options.coverage, options.tests)
     laboratory = Laboratory(options.coverage.resolve(), options.tests.resolve())
     chosen = list(changes.mutants())
     if options.sample:
@@ -185,7 +201,9 @@ def main():
     explanations = read_explanations()
     settled = settled_by(log, chosen, explanations) if options.resume and log.exists() else {}
     left = [mutant for mutant in chosen if mutant not in settled]
-    with log.open("a" if options.resume else "w") as file:
+    if not options.resume:
+        keep_earlier(log)
+    with log.open("a") as file:
         return 1 if survey(examine(laboratory, left, file), settled.values(), len(left), explanations) else 0
 
 
