@@ -45,6 +45,21 @@ void update_member(oftab_sw_entry_t &entry, uint32_t member_ifindex, bool add) {
   }
 }
 
+// Each flow that outputs to the port channel.
+void update_flows(const pc_entry &record, uint32_t member_ifindex, bool add) {
+  const table_view entries = current_view();
+  for (oftab_sw_entry_t &entry : entries) {
+    TRACE_DETAIL_IN(op, "undex %d used = %d\n", entries.index_of(entry), is_used(entry));
+    if (!is_used(entry)) {
+      continue;
+    }
+    TRACE_DETAIL_IN(op, "flow_handle = %x ltl_index = %x\n", entry.seq_no, entry.mcst_idx);
+    if (outputs_to(record, entry)) {
+      update_member(entry, member_ifindex, add);
+    }
+  }
+}
+
 }  // namespace
 
 uint32_t hdmpd_is_ifdb_openflow_enabled(uint32_t ifindex) {
@@ -80,16 +95,6 @@ void oftab_port_channel_intf_update(uint32_t member_ifindex, uint32_t pc_ifindex
   if (table->tcam_entry == nullptr || table->entries_allocated == 0) {
     return;
   }
-  const table_view entries = current_view();
   TRACE_DETAIL("tcam_st_idx = %d tcam_end_idx = %d\n", table->tcam_st_idx, table->tcam_end_idx);
-  for (oftab_sw_entry_t &entry : entries) {
-    TRACE_DETAIL("undex %d used = %d\n", entries.index_of(entry), is_used(entry));
-    if (!is_used(entry)) {
-      continue;
-    }
-    TRACE_DETAIL("flow_handle = %x ltl_index = %x\n", entry.seq_no, entry.mcst_idx);
-    if (outputs_to(*record, entry)) {
-      update_member(entry, member_ifindex, add != 0);
-    }
-  }
+  update_flows(*record, member_ifindex, add != 0);
 }
