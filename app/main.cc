@@ -125,6 +125,23 @@ int start(const Options &options) {
   return exit_status(good ? session.status : 1);
 }
 
+// What the command line says ends up in `options`.
+void add_words(CLI::App &parser, Options &options) {
+  parser.add_option("-c,--commands", options.commands, "run these commands, separated by semicolons");
+  parser.add_flag("--no-boot", options.no_boot, "leave the library uninitialised until the command 'boot'");
+  parser.add_flag("--keep-going", options.keep_going, "go on behind commands that fail");
+  parser.add_flag("--then-prompt", options.then_prompt, "go on at a prompt when the commands are through");
+  parser.set_version_flag("--version", "oftab-switch " OFTAB_VERSION);
+  CLI::App *script = parser.add_subcommand("run", "run the commands of a script; stop at the first that fails");
+  script->fallthrough();
+  script->add_option("SCRIPT", options.script, "the script, '-' for standard input")->required();
+  options.serve.identity.software = "oftab-switch " OFTAB_VERSION;
+  app::add_serve(parser, options.serve)->callback([&options] { options.serves = true; });
+  CLI::App *attach = parser.add_subcommand("attach", "take commands for a switch that serves");
+  attach->fallthrough()->callback([&options] { options.attaches = true; });
+  attach->add_option("PATH", options.console, "its --socket")->default_str(app::default_console_path());
+}
+
 }  // namespace
 
 int main(int count, char **words) try {
@@ -136,25 +153,9 @@ int main(int count, char **words) try {
   occupy_standard_descriptors();
   use_utf8();
   app::catch_signals();
-  parser.add_option("-c,--commands", options.commands, "run these commands, separated by semicolons");
-  parser.add_flag("--no-boot", options.no_boot, "leave the library uninitialised until the command 'boot'");
-  parser.add_flag("--keep-going", options.keep_going, "go on behind commands that fail");
-  parser.add_flag("--then-prompt", options.then_prompt, "go on at a prompt when the commands are through");
-  parser.set_version_flag("--version", "oftab-switch " OFTAB_VERSION);
-  CLI::App *script = parser.add_subcommand("run", "run the commands of a script; stop at the first that fails");
-  script->fallthrough();
-  script->add_option("SCRIPT", options.script, "the script, '-' for standard input")->required();
-  options.serve.identity.software = "oftab-switch " OFTAB_VERSION;
-  const CLI::App *serve_command = app::add_serve(parser, options.serve);
-  CLI::App *attach_command = parser.add_subcommand("attach", "take commands for a switch that serves");
-  attach_command->fallthrough();
-  attach_command->add_option("PATH", options.console, "its --socket")->default_str(app::default_console_path());
+  add_words(parser, options);
   CLI11_PARSE(parser, count, words);
-  options.serves = serve_command->parsed();
-  if (attach_command->parsed()) {
-    return exit_status(app::attach(options.console, options.commands));
-  }
-  return start(options);
+  return options.attaches ? exit_status(app::attach(options.console, options.commands)) : start(options);
 } catch (const std::exception &error) {
   std::fprintf(stderr, "oftab-switch: %s\n", error.what());
   return 1;

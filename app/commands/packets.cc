@@ -42,14 +42,9 @@ void send_described(Session &session, const Arguments &arguments) {
   print_fate(session, packet, fate);
 }
 
-void send_capture(Session &session, Arguments &arguments) {
-  const std::string path = next_file(session, arguments);
-  const Word port = arguments.take_option("in_port").value_or(Word{"1", 1});
-  const bool verbose = arguments.take_flag("-v");
-  arguments.finish();
-  const uint32_t ifindex = interface_named(port, session.device.interfaces());
-  TrafficSummary summary;
-  const std::vector<CapturedPacket> packets = captured_packets(path);
+// How many of the packets entered before Ctrl-C.
+size_t send_all(Session &session, uint32_t ifindex, const std::vector<CapturedPacket> &packets, bool verbose,
+                TrafficSummary &summary) {
   size_t number = 0;
   for (const CapturedPacket &packet : packets) {
     if (interrupted()) {
@@ -63,10 +58,10 @@ void send_capture(Session &session, Arguments &arguments) {
       print_fate(session, {ifindex, packet.header}, fate);
     }
   }
-  *session.out << '\n'
-               << session.style.heading(
-                      concat(counted(number, "packet"), " of ", escaped(path), " into ", interface_name(ifindex)))
-               << '\n';
+  return number;
+}
+
+void warn_of_cut(Session &session, const std::vector<CapturedPacket> &packets) {
   const auto cut = std::ranges::count_if(packets, [](const auto &each) { return each.header.cut; });
   if (cut != 0) {
     *session.out << session.style.bad(concat(cut, " of ", counted(packets.size(), "packet"),
@@ -74,9 +69,25 @@ void send_capture(Session &session, Arguments &arguments) {
                                              "those are taken as 0"))
                  << '\n';
   }
+}
+
+void send_capture(Session &session, Arguments &arguments) {
+  const std::string path = next_file(session, arguments);
+  const Word port = arguments.take_option("in_port").value_or(Word{"1", 1});
+  const bool verbose = arguments.take_flag("-v");
+  arguments.finish();
+  const uint32_t ifindex = interface_named(port, session.device.interfaces());
+  const std::vector<CapturedPacket> packets = captured_packets(path);
+  TrafficSummary summary;
+  const size_t sent = send_all(session, ifindex, packets, verbose, summary);
+  *session.out << '\n'
+               << session.style.heading(
+                      concat(counted(sent, "packet"), " of ", escaped(path), " into ", interface_name(ifindex)))
+               << '\n';
+  warn_of_cut(session, packets);
   summary.print(*session.out, session.style, session.device, session.agent.flows());
-  if (number < packets.size()) {
-    throw Interrupted(concat(number, " of ", counted(packets.size(), "packet"), " were sent"));
+  if (sent < packets.size()) {
+    throw Interrupted(concat(sent, " of ", counted(packets.size(), "packet"), " were sent"));
   }
 }
 

@@ -2,6 +2,7 @@
 // Commands about counters and the clock that they are collected by.
 #include <algorithm>
 #include <limits>
+#include <span>
 
 #include "agent/actions.h"
 #include "agent/requests.h"
@@ -64,6 +65,22 @@ void add_row(Table &table, const InstalledFlow &each) {
              std::to_string(each.index), to_text(each.flow.actions), to_text(each.flow.match)});
 }
 
+// Below the flows: the catch-all entry, and the sum of all.
+void add_totals(Table &table, std::span<const InstalledFlow> flows, const Session &session) {
+  const oftab_sw_entry_t &catch_all = oftab_hw_rsrc_g.catch_all_entry;
+  uint64_t packets = catch_all.pkt_cnt;
+  uint64_t bytes = catch_all.byte_cnt;
+  for (const InstalledFlow &each : flows) {
+    packets += each.packets;
+    bytes += each.bytes;
+  }
+  table.add_rule();
+  table.add({std::to_string(catch_all.pkt_cnt), std::to_string(catch_all.byte_cnt), "-",
+             std::to_string(OFTAB_CATCH_ALL_INDEX), to_text(actions_of(catch_all, session.device.interfaces())),
+             "no flow (the catch-all entry)"});
+  table.add({std::to_string(packets), std::to_string(bytes), "-", "-", "", "total"});
+}
+
 void show_counters(Session &session, Arguments &arguments) {
   const size_t top = arguments.take_number("top", 1, OFTAB_FLOW_CAPACITY, OFTAB_FLOW_CAPACITY);
   arguments.finish();
@@ -71,27 +88,16 @@ void show_counters(Session &session, Arguments &arguments) {
   const size_t all = flows.size();
   std::erase_if(flows, [](const InstalledFlow &each) { return each.packets == 0; });
   std::ranges::stable_sort(flows, [](const InstalledFlow &a, const InstalledFlow &b) { return a.packets > b.packets; });
-  const oftab_sw_entry_t &catch_all = oftab_hw_rsrc_g.catch_all_entry;
   Table table({{"Packets", Column::Right},
                {"Bytes", Column::Right},
                {"Seq", Column::Right},
                {"Index", Column::Right},
                {"Actions"},
                {"Match"}});
-  uint64_t packets = catch_all.pkt_cnt;
-  uint64_t bytes = catch_all.byte_cnt;
-  for (size_t i = 0; i < flows.size(); ++i) {
-    packets += flows[i].packets;
-    bytes += flows[i].bytes;
-    if (i < top) {
-      add_row(table, flows[i]);
-    }
+  for (const InstalledFlow &each : std::span(flows).first(std::min(top, flows.size()))) {
+    add_row(table, each);
   }
-  table.add_rule();
-  table.add({std::to_string(catch_all.pkt_cnt), std::to_string(catch_all.byte_cnt), "-",
-             std::to_string(OFTAB_CATCH_ALL_INDEX), to_text(actions_of(catch_all, session.device.interfaces())),
-             "no flow (the catch-all entry)"});
-  table.add({std::to_string(packets), std::to_string(bytes), "-", "-", "", "total"});
+  add_totals(table, flows, session);
   table.print(*session.out, session.style);
   *session.out << flows.size() << " of " << counted(all, "flow") << " counted packets; the clock stands at "
                << session.device.clock().now() << " s, collections come every 10 s\n";
