@@ -301,8 +301,7 @@ typedef struct OFTAB_PACKED oftab_stats_query_req {
   uint16_t reserved;
 } oftab_stats_query_req_t;
 
-/* While the table holds no flows, each record of a listed query is zeros, whatever was asked for: status 0, seq_no 0.
- */
+/* While the table is empty, each record of a listed query is zeros, whatever was asked for: status 0, seq_no 0. */
 typedef struct OFTAB_PACKED oftab_stats_resp_info {
   int32_t status; /* 0 found, -1 not found */
   uint32_t context;
