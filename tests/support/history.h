@@ -340,10 +340,14 @@ class History {
     flow.had_outputs = record.mcst_idx != 0;
   }
 
-  // One that could not be read was installed anew.
+  // One that could not be read was installed anew. Its counter may go on from what its last owner left.
   void take_over_catch_all(bool anew) {
     const host::asic::Fate fate = rig_.sw.asic().fate_of(OFTAB_CATCH_ALL_INDEX, 0);
-    model_.know_catch_all({fate.verdict, {}, fate.cpu_code}, anew);
+    model_.know_catch_all({fate.verdict, {}, fate.cpu_code});
+    if (anew) {
+      const route_stats left = rig_.sw.asic().counters().peek(oftab_hw_rsrc_g.catch_all_entry.stats_id % 8192);
+      model_.restart_catch_all({left.packets, left.bytes});
+    }
   }
 
   // A number that no live flow has; numbers that a purge left in the flow masks of port channels are not given again.

@@ -221,11 +221,9 @@ Response Model::set_catch_all(const Action &action) {
   return response;
 }
 
-void Model::know_catch_all(const Outcome &outcome, bool anew) {
-  catch_all_ = outcome;
-  if (anew) {
-    catch_all_pending_ = catch_all_totals_ = {};
-  }
+void Model::restart_catch_all(const Counts &pending) {
+  catch_all_totals_ = {};
+  catch_all_pending_ = pending;
 }
 
 void Model::set_member(uint32_t member, uint32_t pc, bool joins) {

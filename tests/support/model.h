@@ -70,8 +70,9 @@ class Model {
   // The interface has another hardware interface id: from now on every flow that names it names it exactly.
   void change_interface_id(uint32_t ifindex);
 
-  // The catch-all is known by what stands in the hardware; installed anew, it has counted nothing.
-  void know_catch_all(const Outcome &outcome, bool anew);
+  // The catch-all is known by what stands in the hardware; installed anew, it goes on from what its counter has.
+  void know_catch_all(const Outcome &outcome) { catch_all_ = outcome; }
+  void restart_catch_all(const Counts &pending);
 
   // Counts the packet; none when its flow's action is not known.
   std::optional<Outcome> forward(const Packet &packet);

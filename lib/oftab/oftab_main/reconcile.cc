@@ -275,6 +275,19 @@ void take_back(const oftab_sw_entry_t &entry) {
   record_pc_data(entry);
 }
 
+// A flow stands at its index now, so its copies elsewhere are nobody's last one. Writes the flow in whose place one is;
+// null when there is none, or it was refused.
+const oftab_sw_entry_t *write_over_copy(const char *function, const table_flows &flows, const oftab_sw_entry_t &moved) {
+  for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
+    const cache_unified_entry *record = standing_record(index);
+    const oftab_sw_entry_t *waiting = entry_at(flows.table(), index);
+    if (record != nullptr && waiting != nullptr && waiting != &moved && flows.named_by(*record) == &moved) {
+      return program_record(function, *waiting) ? waiting : nullptr;
+    }
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 bool is_write_due(const oftab_sw_entry_t &entry) {
@@ -316,6 +329,9 @@ void rewrite_entry(const char *function, const oftab_sw_entry_t &entry) {
   }
   const table_flows flows(current_view());
   if (!holds_last_copy(flows, entry.tcam_index) && program_record(function, entry)) {
+    for (const oftab_sw_entry_t *moved = &entry; moved != nullptr;) {
+      moved = write_over_copy(function, flows, *moved);
+    }
     release_all_unnamed(function, flows);
   }
 }

@@ -21,8 +21,8 @@ void finish_request(const char *function);
 // what the request took from the table's flows. What it wrote at other indices stays there.
 void abandon_request(const char *function);
 
-// Writes an entry of the current table whose record has changed. Where a failure has left another flow's last copy at
-// its index, the next request does it.
+// Writes an entry of the current table whose record has changed, and what waited for that. Where a failure has left
+// another flow's last copy at its index, the next request does it.
 void rewrite_entry(const char *function, const oftab_sw_entry_t &entry);
 
 // An entry that never came to be gives everything back at once: fan-out, port channels, counter.
