@@ -245,6 +245,7 @@ class History {
     if (!struck) {
       check_answer(reply, due);
       disturber_.disturbed = false;
+      follow_doubtful();
     } else if (host::has_lost_its_array()) {
       lose_table();
     } else {
@@ -252,7 +253,7 @@ class History {
     }
     if (struck || !had_catch_all) {
       const oftab_sw_entry_t &entry = oftab_hw_rsrc_g.catch_all_entry;
-      take_over_catch_all(had_catch_all ? entry.stats_id != counter : entry.pkt_cnt == 0);
+      take_over_catch_all(entry.stats_id != counter || entry.pkt_cnt == 0);
     }
   }
 
@@ -271,6 +272,7 @@ class History {
     if (!refused) {
       take_over_flows(before);
     }
+    doubt_untracked();
   }
 
   // Whether the message service failed, or there was no memory for the answer.
@@ -330,14 +332,37 @@ class History {
       ports = host::asic::ports_of(record.out_ports);
       flow.flow.action.outputs.assign(record.pc_ifindex, record.pc_ifindex + record.num_pc);
       const auto bits = host::flow_bits();
-      std::erase_if(flow.flow.action.outputs, [&](uint32_t pc) {
+      const auto lost = std::erase_if(flow.flow.action.outputs, [&](uint32_t pc) {
         return record.seq_no < OFTAB_FLOW_HANDLES && !bits.contains({pc, record.seq_no});
       });
+      if (lost != 0) {
+        doubtful_.insert(record.seq_no);
+      }
     } else {
       ports = rig_.sw.asic().trees().ports(record.mcst_idx);  // whose destruction was refused
+      doubtful_.insert(record.seq_no);
     }
     flow.sdk_ports = {ports.begin(), ports.end()};
     flow.had_outputs = record.mcst_idx != 0;
+  }
+
+  // A request that is refused puts back what flows had, but for port channels that cannot take them up again.
+  void doubt_untracked() {
+    rig_.exceptions.untracked.merge(rig_.untracked());
+    for (const auto &[pc, seq_no] : rig_.exceptions.untracked) {
+      doubtful_.insert(seq_no);
+    }
+    follow_doubtful();
+  }
+
+  // A later request may mend what a fault left of a flow's port channels and tree: such flows go by what is there.
+  void follow_doubtful() {
+    for (const oftab_sw_entry_t &record : current_records()) {
+      const auto found = model_.flows().find(record.seq_no);
+      if (doubtful_.contains(record.seq_no) && found != model_.flows().end()) {
+        take_over_outputs(found->second, record);
+      }
+    }
   }
 
   // One that could not be read was installed anew. Its counter may go on from what its last owner left.
@@ -409,9 +434,11 @@ class History {
 
   // Trees that did not follow a membership: no request mends them.
   void doubt_refused_trees() {
-    for (const host::Finding &finding : host::audit(rig_.sw.asic(), rig_.exceptions)) {
-      if (finding.state == host::State::RefusedTree) {
-        model_.flows().at(*finding.flow).action_known = false;
+    for (const oftab_sw_entry_t &record : current_records()) {
+      const auto found = model_.flows().find(record.seq_no);
+      if (found != model_.flows().end() && record.mcst_idx != 0 &&
+          rig_.sw.asic().trees().ports(record.mcst_idx) != host::asic::ports_of(record.out_ports)) {
+        found->second.action_known = false;
       }
     }
   }
@@ -482,7 +509,7 @@ class History {
       case host::State::FailedAction:
         return flow != nullptr && (flow->action_failed || !flow->action_known);
       case host::State::RefusedWrite:  // or the refused action happens to be what the failed one left
-        return disturber_.disturbed || (flow != nullptr && flow->action_failed);
+        return disturber_.disturbed || (flow != nullptr && (flow->action_failed || !flow->action_known));
       case host::State::RefusedTree:
         return disturber_.disturbed || (flow != nullptr && !flow->action_known);
       case host::State::RefusedRelease:
@@ -516,7 +543,8 @@ class History {
   Model model_;
   uint32_t last_seq_no_ = 0;
   uint32_t last_priority_ = 0;
-  std::set<uint32_t> erased_;  // numbers of flows that were deleted
+  std::set<uint32_t> doubtful_;  // flows of which a fault kept something
+  std::set<uint32_t> erased_;    // numbers of flows that were deleted
   uint16_t last_interface_id_ = 0x800;
   std::ostringstream log_;
   Disturber disturber_;
