@@ -86,12 +86,26 @@ bool needs_tree(const Entry &entry) {
          (entry.result_kind == OFTAB_RESULT_CONTROLLER && !asic::ports_of(entry.out_ports).empty());
 }
 
+// A flow to the controller without outputs: a refusal may have left ports in the tree of those that it had.
+void check_left_ports(const AuditContext &context, uint16_t index, const Entry &entry) {
+  const asic::Trees &trees = context.asic.trees();
+  const State state = trees.last_destroy_failed(entry.mcst_idx) ? State::RefusedRelease
+                      : trees.last_build_failed(entry.mcst_idx) ? State::RefusedTree
+                                                                : State::Disagreement;
+  Finding finding = about_flow(index, entry, "its tree has ports that its record has not", state, Remedy::ProgramTree);
+  finding.resource = entry.mcst_idx;
+  context.find(is_taken(entry.mcst_idx) && !trees.ports(entry.mcst_idx).empty(), finding);
+}
+
 void check_fan_out(const AuditContext &context, uint16_t index, const Entry &entry) {
   const asic::Trees &trees = context.asic.trees();
   const bool held = is_taken(entry.mcst_idx);
   if (!needs_tree(entry)) {
     context.find(held && trees.exists(entry.mcst_idx) && entry.result_kind != OFTAB_RESULT_CONTROLLER,
                  about_flow(index, entry, "holds a tree that its action does not use"));
+    if (entry.result_kind == OFTAB_RESULT_CONTROLLER) {
+      check_left_ports(context, index, entry);
+    }
     return;
   }
   if (!held && entry.result_kind == OFTAB_RESULT_OUTPORT) {

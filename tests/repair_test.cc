@@ -60,6 +60,17 @@ const RepairCase kRepairs[] = {
        rig.sw.join(port(7), kPc);
      },
      {"index 2001 (flow 2): its tree has its ports"}},
+    {"PortsOfACopiedFlow",
+     [](Rig &rig) {
+       Action copied = output({kPc});
+       copied.flags = OFTAB_ACTION_FLAG_CONTROLLER;
+       copied.app_id = 8;
+       rig.sw.join(port(7), kPc);
+       rig.set_up({add({numbered_flow(8, 9, copied)})});
+       refuse(rig, "libsdk_mcst_tree_group_add", 2);
+       rig.sw.leave(port(7), kPc);
+     },
+     {"index 2002 (flow 8): its tree has its ports"}},
     {"Releases",
      [](Rig &rig) {
        rig.set_up({add({numbered_flow(8, 9, output({port(1)}))})});
