@@ -98,8 +98,9 @@ BENCHMARK(packets_and_changes)->Apply(one_of<OFTAB_FLOW_CAPACITY>);
 
 // No two flows compare the same bits.
 void packets_many_masks(benchmark::State &state) {
-  fill_table(arg(state, 1));
-  for (uint16_t index = 0; index < arg(state, 1); ++index) {
+  const uint32_t flows = arg(state, 1);
+  fill_table(flows);
+  for (uint16_t index = 0; index < static_cast<uint16_t>(flows); ++index) {
     host::asic::Record record = tcam().at(index);
     oftab::hw::set(record.mask.data(), oftab::hw::ip_key::mac_sa, index);
     tcam().put(index, record);
