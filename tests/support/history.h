@@ -349,7 +349,7 @@ class History {
 
   // A request that is refused puts back what flows had, but for port channels that cannot take them up again.
   void doubt_untracked() {
-    rig_.exceptions.untracked.merge(rig_.untracked());
+    forget_traces();
     for (const auto &[pc, seq_no] : rig_.exceptions.untracked) {
       doubtful_.insert(seq_no);
     }
@@ -371,7 +371,8 @@ class History {
     const host::asic::Fate fate = rig_.sw.asic().fate_of(OFTAB_CATCH_ALL_INDEX, 0);
     model_.know_catch_all({fate.verdict, {}, fate.cpu_code});
     if (anew) {
-      const route_stats left = rig_.sw.asic().counters().peek(oftab_hw_rsrc_g.catch_all_entry.stats_id % 8192);
+      const uint32_t counter = oftab_hw_rsrc_g.catch_all_entry.stats_id % host::asic::Counters::kIds;
+      const route_stats left = rig_.sw.asic().counters().peek(counter);
       model_.restart_catch_all({left.packets, left.bytes});
     }
   }

@@ -281,7 +281,7 @@ const oftab_sw_entry_t *write_over_copy(const char *function, const table_flows 
   for (uint16_t index = 0; index < OFTAB_FLOW_CAPACITY; ++index) {
     const cache_unified_entry *record = standing_record(index);
     const oftab_sw_entry_t *waiting = entry_at(flows.table(), index);
-    if (record != nullptr && waiting != nullptr && waiting != &moved && flows.named_by(*record) == &moved) {
+    if (record != nullptr && waiting != nullptr && flows.named_by(*record) == &moved && is_write_due(*waiting)) {
       return program_record(function, *waiting) ? waiting : nullptr;
     }
   }
