@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "oftab/oftab_main/counters.h"
 
+#include <cstring>
+
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/flow_memory.h"
 #include "oftab/oftab_main/tcam.h"
@@ -58,6 +60,12 @@ void own_counter(uint16_t stats_id) {
 
 bool is_own_counter(uint16_t stats_id) {
   return own[stats_id];
+}
+
+uint16_t first_own_counter(uint16_t stats_id) {
+  constexpr uint16_t END = OFTAB_STATS_ID_NONE;
+  const auto *found = static_cast<const bool *>(memchr(own + stats_id, true, END - stats_id));
+  return found != nullptr ? static_cast<uint16_t>(found - own) : END;
 }
 
 void release_counter(const char *function, uint16_t stats_id) {

@@ -22,6 +22,9 @@ int32_t create_entry_counter(const char *function, uint16_t *stats_id);
 void own_counter(uint16_t stats_id);
 bool is_own_counter(uint16_t stats_id);
 
+// The first own counter from `stats_id` on; OFTAB_STATS_ID_NONE when there is none.
+uint16_t first_own_counter(uint16_t stats_id);
+
 // Gives a counter back. A refusal is a warning in the name of `function`; there is no second try.
 void release_counter(const char *function, uint16_t stats_id);
 

@@ -152,9 +152,9 @@ bool is_counter_named(const table_flows &flows, uint16_t stats_id) {
 }
 
 void release_unnamed_counters(const char *function, const table_flows &flows) {
-  for (uint32_t id = 0; id < OFTAB_STATS_ID_NONE; ++id) {
-    const auto stats_id = static_cast<uint16_t>(id);
-    if (is_own_counter(stats_id) && !is_counter_named(flows, stats_id)) {
+  uint16_t stats_id = first_own_counter(0);
+  for (; stats_id != OFTAB_STATS_ID_NONE; stats_id = first_own_counter(static_cast<uint16_t>(stats_id + 1))) {
+    if (!is_counter_named(flows, stats_id)) {
       release_counter(function, stats_id);
     }
   }
