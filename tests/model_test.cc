@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Long random histories, half of them with random faults.
 //
-// The same 200 histories each time; OFTAB_SEED=n replays history n, OFTAB_ROUNDS=n runs n (each of kSteps steps).
+// The same 200 histories each time; OFTAB_SEED=n replays history n, OFTAB_ROUNDS=n runs n (each of 100 steps).
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
