@@ -97,17 +97,31 @@ void check_left_ports(const AuditContext &context, uint16_t index, const Entry &
   context.find(is_taken(entry.mcst_idx) && !trees.ports(entry.mcst_idx).empty(), finding);
 }
 
-void check_fan_out(const AuditContext &context, uint16_t index, const Entry &entry) {
-  const asic::Trees &trees = context.asic.trees();
-  const bool held = is_taken(entry.mcst_idx);
-  if (!needs_tree(entry)) {
-    context.find(held && trees.exists(entry.mcst_idx) && entry.result_kind != OFTAB_RESULT_CONTROLLER,
-                 about_flow(index, entry, "holds a tree that its action does not use"));
-    if (entry.result_kind == OFTAB_RESULT_CONTROLLER) {
-      check_left_ports(context, index, entry);
-    }
+// Whether the flow's index is that of another record in its place, which was to be replaced by its own.
+bool is_kept_for_record(const AuditContext &context, uint16_t index, const Entry &entry) {
+  const asic::Record &record = context.asic.tcam().at(index);
+  return record.valid() && !same_result(record, entry) && oftab::hw::ltl_idx(record.result.data()) == entry.mcst_idx;
+}
+
+void check_unused_tree(const AuditContext &context, uint16_t index, const Entry &entry) {
+  if (is_kept_for_record(context, index, entry)) {
     return;
   }
+  if (entry.result_kind == OFTAB_RESULT_CONTROLLER) {
+    check_left_ports(context, index, entry);
+    return;
+  }
+  context.find(is_taken(entry.mcst_idx) && context.asic.trees().exists(entry.mcst_idx),
+               about_flow(index, entry, "holds a tree that its action does not use"));
+}
+
+void check_fan_out(const AuditContext &context, uint16_t index, const Entry &entry) {
+  if (!needs_tree(entry)) {
+    check_unused_tree(context, index, entry);
+    return;
+  }
+  const asic::Trees &trees = context.asic.trees();
+  const bool held = is_taken(entry.mcst_idx);
   if (!held && entry.result_kind == OFTAB_RESULT_OUTPORT) {
     context.find(true, about_flow(index, entry, "its modification failed, it has no tree", State::FailedAction));
     return;
