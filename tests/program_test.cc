@@ -234,11 +234,14 @@ const Invocation kInvocations[] = {
     {"catch_all_does_what_was_said_last",
      {},
      "-c 'catch-all normal,controller; packet tcp; catch-all controller; packet tcp; catch-all drop; packet tcp; "
-     "catch-all controller(app=8)' 2>&1 | sed 's/.*entry: //'",
+     "fault qtr_custom_cache_unified_entry_set; catch-all normal; catch-all controller(app=8)' --keep-going 2>&1 | "
+     "sed 's/.*entry: //'",
      0,
      "normal,controller\nnormal and a copy to the CPU (code 4)\ncontroller\ndropped and a copy to the CPU (code "
      "4)\ndrop\n"
-     "dropped\n-c:1:129: error: an application is a number from 1 to 7, not '8'\n"},
+     "dropped\n-c:1: error: catch-all: -1 (the hardware refused, or the library is not initialised): Installing "
+     "unified "
+     "catch all entry at 4095 failed\n-c:1:189: error: an application is a number from 1 to 7, not '8'\n"},
     {"shortened_names",
      {},
      "--keep-going -c 'q; exi; tab | head -1; sh pol; explain all in_port=1; add arp,actions=drop; port-channel joi 1 "

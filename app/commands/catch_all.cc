@@ -7,7 +7,6 @@
 #include "agent/status.h"
 #include "agent/table_view.h"
 #include "app/commands/command_error.h"
-#include "app/commands/flow_changes.h"
 #include "app/syntax/action_syntax.h"
 #include "oftab/oftab.h"
 
@@ -39,6 +38,12 @@ void end_copy() {
   }
 }
 
+void require_success(int32_t status) {
+  if (status != OFTAB_OK) {
+    throw CommandError("catch-all: " + status_text(Operation::CatchAll, status));
+  }
+}
+
 HardwareActions installed(const Session &session) {
   return actions_of(oftab_hw_rsrc_g.catch_all_entry, session.device.interfaces());
 }
@@ -53,7 +58,7 @@ void change_catch_all(Session &session, Arguments &arguments) {
     end_copy();
   }
   for (const Bytes &request : catch_all_requests(actions)) {
-    require_success(submit_entries(session.device, request), Operation::CatchAll, "catch-all");
+    require_success(submit_entries(session.device, request).status);
   }
   session.catch_all_application = actions.app_id;
   *session.out << "catch-all entry: " << catch_all_text(session) << '\n';

@@ -17,28 +17,7 @@ using namespace agent;
 
 namespace {
 
-constexpr size_t kMostReported = 5;
 constexpr size_t kPart = 1024;  // changes between looks at the operator's wishes
-
-// "flow 3: -3 (...), flow 7: -9 (...)", the first few that failed; the whole request's status if none did.
-std::string failures_text(const Response &response, Operation operation) {
-  std::string text;
-  size_t failed = 0;
-  for (const Response::Entry &entry : response.entries) {
-    if (entry.status != OFTAB_OK && ++failed <= kMostReported) {
-      text += concat(failed == 1 ? "flow " : ", flow ", entry.id, ": ", status_text(operation, entry.status));
-    }
-  }
-  if (failed == 0) {
-    return status_text(operation, response.status);
-  }
-  return failed > kMostReported ? concat(text, " and ", failed - kMostReported, " more") : text;
-}
-
-bool failed(const Response &response) {
-  const auto bad = [](const Response::Entry &entry) { return entry.status != OFTAB_OK; };
-  return response.status != OFTAB_OK || std::ranges::any_of(response.entries, bad);
-}
 
 const char *undone(FlowMod::Command command) {
   switch (command) {
@@ -92,12 +71,6 @@ void apply_part(Session &session, std::span<const FlowMod> changes, Refusals &re
 }
 
 }  // namespace
-
-void require_success(const Response &response, Operation operation, const std::string &what) {
-  if (failed(response)) {
-    throw CommandError(concat(what, ": ", failures_text(response, operation)));
-  }
-}
 
 void apply_changes(Session &session, std::span<const FlowMod> changes, const std::string &file) {
   if (oftab_hw_rsrc_g.initialized == 0) {

@@ -7,14 +7,9 @@
 #include <string>
 
 #include "agent/flow_mod.h"
-#include "agent/responses.h"
-#include "agent/status.h"
 #include "app/commands/command.h"
 
 namespace app {
-
-// A CommandError that names what failed, unless everything in the response succeeded.
-void require_success(const agent::Response &response, agent::Operation operation, const std::string &what);
 
 // Makes the changes, in their order. `file` names their origin in the CommandError that follows when some were refused:
 // it tells the first of those and why, and how many changes there were. The others are made. Another CommandError tells
