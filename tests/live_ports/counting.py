@@ -3,7 +3,7 @@
 from signal import SIGCONT, SIGSTOP
 
 from network import Switch, Tap, frame, run, until
-import openflow
+import peer
 
 BURST = 50
 PLAIN, FLOODED = frame(2, 1), frame(255, 1)
@@ -28,17 +28,17 @@ ENDS = (
     ("to a controller", "add-flow actions=controller", (), PLAIN, {"packet-in"}),
     ("too many packet-ins", "cpu packet-ins=0", (), PLAIN, {"1 rx_drop"}),
     ("to a port as well", "add-flow actions=controller,output:2", (), PLAIN, {"2 tx_pkts"}),
-    ("no packet-ins", "cpu packet-ins=1000; add-flow actions=controller", ((1, openflow.NO_PACKET_IN),), PLAIN,
+    ("no packet-ins", "cpu packet-ins=1000; add-flow actions=controller", ((1, peer.NO_PACKET_IN),), PLAIN,
      {"1 rx_drop"}),
-    ("not received", "", ((1, openflow.NO_RECV),), PLAIN, {"1 rx_drop"}),
-    ("switched off", "", ((1, openflow.PORT_DOWN),), PLAIN, {"1 rx_drop"}),
+    ("not received", "", ((1, peer.NO_RECV),), PLAIN, {"1 rx_drop"}),
+    ("switched off", "", ((1, peer.PORT_DOWN),), PLAIN, {"1 rx_drop"}),
     ("flooded", "add-flow actions=normal", ((1, 0),), FLOODED, {"2 tx_pkts", "3 tx_pkts"}),
-    ("flooded but there", "", ((2, openflow.NO_FLOOD),), FLOODED, {"3 tx_pkts"}),
+    ("flooded but there", "", ((2, peer.NO_FLOOD),), FLOODED, {"3 tx_pkts"}),
     ("to where it was heard", "", (), PLAIN, {"2 tx_pkts"}),
     ("to bridges", "", (), TO_BRIDGES, {"1 rx_drop"}),
     ("to where it came by", "", (), frame(1, 1), {"1 rx_drop"}),
-    ("not sent", "add-flow actions=output:2", ((2, openflow.NO_FWD),), PLAIN, {"2 tx_drop"}),
-    ("nowhere to flood", "add-flow actions=normal", ((3, openflow.NO_FLOOD),), FLOODED, {"1 rx_drop"}),
+    ("not sent", "add-flow actions=output:2", ((2, peer.NO_FWD),), PLAIN, {"2 tx_drop"}),
+    ("nowhere to flood", "add-flow actions=normal", ((3, peer.NO_FLOOD),), FLOODED, {"1 rx_drop"}),
     ("no controller", "add-flow actions=controller; disconnect {controller}", (), PLAIN, {"1 rx_drop"}),
     ("to no member of a port channel", "port-channel create 5; add-flow actions=output:pc5", (), PLAIN, {"1 rx_drop"}),
 )
@@ -54,7 +54,7 @@ def every_frame_is_counted(one, other, third):
     run("ip", "link", "set", third.far, "mtu", "1000")
     hosts = {1: one, 2: other, 3: third}
     with Switch(hosts, "--miss", "drop") as switch:
-        controller, sender = openflow.Client.to(switch), Tap(one)
+        controller, sender = switch.peer(), Tap(one)
         switch.run("add-flow actions=normal")
         Tap(other).send(frame(1, 2))  # which is known from now on
         until(lambda: one.received() == 1, "its frame arrives")

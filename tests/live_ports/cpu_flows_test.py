@@ -6,12 +6,11 @@ Skipped where namespaces are not permitted, or a controller is not installed."""
 import contextlib
 import os
 import re
-import subprocess
 import time
 
 from network import Switch, Tap, frame, main, transferred, until
-from openflow import Client
-from peer import BARRIER_REPLY, BARRIER_REQUEST, ECHO_REPLY, ECHO_REQUEST, FLOW_MOD, added_flow
+from peer import ECHO_REPLY, ECHO_REQUEST, FLOW_MOD, added_flow
+from switch import reading
 
 TRANSLATOR = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../openflow_peers/translator_app.py")
 SENT = bytes(4 << 20)
@@ -20,14 +19,9 @@ SENT = bytes(4 << 20)
 @contextlib.contextmanager
 def controlled(one, other, controller, *options):
     """A switch between two hosts, under a controller that listens at port 6653."""
-    process = subprocess.Popen(controller, stderr=subprocess.DEVNULL,
-                               env={**os.environ, "OVS_RUNDIR": "/tmp", "OVS_LOGDIR": "/tmp"})
-    try:
-        with Switch({1: one, 2: other}, "--controller", "tcp:127.0.0.1:6653", *options) as switch:
-            until(lambda: "connected" in switch.run("controllers"), "the controller is there")
-            yield switch
-    finally:
-        process.kill()
+    with reading(*controller), Switch({1: one, 2: other}, "--controller", "tcp:127.0.0.1:6653", *options) as switch:
+        until(lambda: "connected" in switch.run("controllers"), "the controller is there")
+        yield switch
 
 
 def a_learning_controller_enters_exact_matches(one, other):
@@ -58,7 +52,7 @@ def a_flood_delays_nobody(one, other):
     """Echo replies and flow-mods while more packets come for the CPU than it takes."""
     with Switch({1: one, 2: other}, "--cpu-rate", "500") as switch:
         switch.run("add-flow in_port=1,actions=mod_vlan_vid:5,output:2")
-        peer = Client.to(switch)
+        peer = switch.peer()
         a, slowest = Tap(one), {}
         for number in range(100):
             a.send(*[frame(2, 1)] * 100)
@@ -68,8 +62,7 @@ def a_flood_delays_nobody(one, other):
                 what, _ = "echo reply", peer.wait_for(ECHO_REPLY)
             else:
                 peer.send(FLOW_MOD, added_flow(0x3FFFFE, 2, 1 + number))
-                peer.send(BARRIER_REQUEST)
-                what, _ = "flow-mod with barrier", peer.wait_for(BARRIER_REPLY)
+                what, _ = "flow-mod with barrier", peer.barrier()
             slowest[what] = max(slowest.get(what, 0), time.monotonic() - begin)
         dropped = re.search(r"Eth1/1 +(\d+)", until(lambda: switch.run("cpu"), "the guard tells"))
         assert dropped and int(dropped[1]) > 0, switch.run("cpu")

@@ -9,7 +9,7 @@ import time
 
 from counting import every_frame_is_counted, too_many_frames_are_counted
 from network import Switch, Tap, frame, main, ping_result, run, socket_in, transferred, until
-import openflow
+from peer import LINK_DOWN, NO_FLOOD
 from switch import PATIENCE, PROGRAM, expect
 
 
@@ -44,10 +44,10 @@ def tags_stay(one, other, third):
 def links_go_down(one, other, third):
     with Switch({1: one, 2: other, 3: third}, "--miss", "normal") as switch:
         switch.run("add-flow priority=10,in_port=3,actions=output:2")
-        controller = openflow.Client.to(switch)
+        controller = switch.peer()
         a, c = Tap(one), Tap(third)
         other.ip("link", "set", "eth0", "down")
-        expect("port-status", controller.port_status(), (2, 0, openflow.LINK_DOWN, 0x00C0))
+        expect("port-status", controller.port_status(), (2, 0, LINK_DOWN, 0x00C0))
         a.send(frame(255, 1))
         c.expect(frame(255, 1))
         c.send(frame(2, 3))
@@ -59,19 +59,19 @@ def links_go_down(one, other, third):
         b.expect(frame(2, 3))
         mac = other.far_mac()
         run("ip", "link", "del", other.far)
-        expect("port-status", controller.port_status()[:3], (2, 0, openflow.LINK_DOWN))
+        expect("port-status", controller.port_status()[:3], (2, 0, LINK_DOWN))
         row = next(line for line in switch.run("ports").splitlines() if "p2" in line)
         assert f"p2 (missing)  {mac.hex(':')}  down" in row, row
-        controller.port_mod(2, mac, openflow.NO_FLOOD, openflow.NO_FLOOD)
-        expect("port-status of the missing interface's address", controller.port_status()[:2], (2, openflow.NO_FLOOD))
-        controller.port_mod(2, mac, 0, openflow.NO_FLOOD)
+        controller.port_mod(2, mac, NO_FLOOD, NO_FLOOD)
+        expect("port-status of the missing interface's address", controller.port_status()[:2], (2, NO_FLOOD))
+        controller.port_mod(2, mac, 0, NO_FLOOD)
         other.plug()
         until(lambda: controller.port_status()[1:3] == (0, 0), "it is back and up")
         b = Tap(other)
         c.send(frame(2, 3))
         b.expect(frame(2, 3))
         switch.run("port detach 2")
-        expect("port-status of a port that leads nowhere", controller.port_status()[:3], (2, 0, openflow.LINK_DOWN))
+        expect("port-status of a port that leads nowhere", controller.port_status()[:3], (2, 0, LINK_DOWN))
 
 
 def taps_come_and_go(one, other, third):
@@ -96,7 +96,7 @@ def checksums_are_complete_where_they_must_be(one, other, third):
     """Hosts leave them to their interfaces: a packet that waits for a controller has to get its own, segments theirs."""
     with Switch({1: one, 2: other}) as switch:
         switch.run("add-flow priority=10,arp,actions=normal")
-        controller = openflow.Client.to(switch)
+        controller = switch.peer()
         listener = socket_in(other, socket.AF_INET, socket.SOCK_DGRAM)
         listener.bind((other.address, 9000))
         listener.settimeout(PATIENCE)

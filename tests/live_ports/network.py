@@ -15,6 +15,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path += [os.path.join(HERE, part) for part in ("../openflow_peers", "../../examples")]
 
 from isolation import is_permitted, isolate
+from peer import Peer
 import switch
 from switch import SKIPPED, require, run, until
 
@@ -119,6 +120,12 @@ class Switch(switch.Switch):
     def __init__(self, ports, *options):
         words = [word for number, far in ports.items() for word in ("--port", f"{number}={getattr(far, 'far', far)}")]
         super().__init__("--listen", "ptcp:0:127.0.0.1", *words, *options)
+
+    def peer(self):
+        """A controller whose session is established."""
+        made = Peer.of(self.endpoint)
+        made.barrier()
+        return made
 
     def counts(self, number):
         """Of a port, by name: rx_pkts, tx_drop ..."""

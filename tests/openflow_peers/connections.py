@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
-"""How oftab-switch keeps its connections: TLS, many controllers, lost ones, peers that are silent or slow.
-connections.py OFTAB_SWITCH"""
+"""How oftab-switch keeps its connections: TLS, an os-ken controller, many controllers, lost ones, peers that are silent or
+slow.  connections.py OFTAB_SWITCH"""
 import concurrent.futures
 import contextlib
+import os
 import re
 import socket
 import ssl
@@ -10,9 +11,9 @@ import subprocess
 import tempfile
 import time
 
-from peer import (BARRIER_REPLY, BARRIER_REQUEST, DESCRIPTION, ECHO_REQUEST, HELLO, PACKET_IN, PACKET_OUT, STATS_REPLY,
-                  STATS_REQUEST, TO_CONTROLLERS, Peer)
-from switch import Switch, require
+from peer import (DESCRIPTION, ECHO_REQUEST, HELLO, PACKET_IN, PACKET_OUT, STATS_REPLY, STATS_REQUEST, TO_CONTROLLERS,
+                  Peer)
+from switch import Switch, expect, read_until, reading, require
 
 LISTEN = ("--listen", "ptcp:0:127.0.0.1")
 
@@ -75,6 +76,29 @@ def tls_takes_only_who_proves_himself():
                 assert greeted(plain, side, server_side=True) == wanted, name
 
 
+# --- A controller of the trade ---
+
+WANTED = """\
+switch 0xda7a with 48 ports
+miss of 60 octets from port 7, 60 sent, reason 0
+port 9 sent 1 packet
+flow 0x77 ended, reason 0, 1 packet, in time
+port 9 has configuration 32
+done
+"""
+
+
+def a_controller_knows_the_switch_again():
+    with controller() as (server, endpoint):
+        port = endpoint.split(":")[2]
+    app = os.path.join(os.path.dirname(os.path.abspath(__file__)), "controller_app.py")
+    words = ("osken-manager", "--ofp-listen-host", "127.0.0.1", "--ofp-tcp-listen-port", port, app)
+    with reading(*words) as manager:
+        for _ in range(2):
+            with Switch("--controller", endpoint, "--datapath-id", "0xda7a"):
+                expect("steps", read_until(manager, "done"), WANTED)
+
+
 # --- Controllers: sixteen, all equal, sought again when they are lost ---
 
 def sixteen_controllers_get_every_packet_in():
@@ -84,8 +108,7 @@ def sixteen_controllers_get_every_packet_in():
         with Switch(*options) as switch:
             peers = [Peer(server.accept()[0]) for server, _ in servers]
             for peer in peers:
-                peer.send(BARRIER_REQUEST)
-                peer.wait_for(BARRIER_REPLY)
+                peer.barrier()
             peers[3].send(PACKET_OUT, TO_CONTROLLERS)
             for peer in peers:
                 assert peer.wait_for(PACKET_IN)[-2:] == b"\x88\xb5"
@@ -105,9 +128,8 @@ def lost_controllers_are_sought_ever_more_rarely():
                 connection.close()
             lost = time.monotonic()
         peer = Peer(connection)
-        peer.send(BARRIER_REQUEST)
-        peer.wait_for(BARRIER_REPLY)
-        peer.connection.close()
+        peer.barrier()
+        peer.connection.shutdown(socket.SHUT_RDWR)
         lost = time.monotonic()
         server.accept()
         assert time.monotonic() - lost < 4, "a session did not bring the shortest pause back"
@@ -120,12 +142,10 @@ def silent_peers_are_given_up():
         alive, silent = Peer.of(switch.endpoint), Peer.of(switch.endpoint)
         begun = time.monotonic()
         assert [silent.read()[0], silent.read()[0]] == [HELLO, ECHO_REQUEST]
-        alive.send(BARRIER_REQUEST)
+        alive.barrier()
         assert silent.read() is None
         assert time.monotonic() - begun > 9
-        alive.send(BARRIER_REQUEST)
-        for _ in range(2):
-            alive.wait_for(BARRIER_REPLY)
+        alive.barrier()
     assert "silent for too long" in switch.log, switch.log
 
 
@@ -142,27 +162,26 @@ def slow_readers_stay_and_delay_nobody():
         while listed.count("connected") != 2:  # as long as the deaf one is there
             asked = time.monotonic()
             assert asked - begun < 30, listed
-            slow.wait_for(STATS_REPLY)
+            slow.wait_for(STATS_REPLY, passing=[PACKET_IN])
             other.send(PACKET_OUT, TO_CONTROLLERS)
-            other.send(BARRIER_REQUEST)
-            other.wait_for(BARRIER_REPLY)
+            other.barrier(passing=[PACKET_IN])
             longest = max(longest, time.monotonic() - asked)
             listed = switch.run("controllers")
             time.sleep(0.05)
         assert longest < 2, f"another peer waited for {longest} s"
         assert re.search(r" connected +[1-9]", listed), f"no packet-ins were dropped:\n{listed}"
-        slow.wait_for(STATS_REPLY)
-        switch.run(f"disconnect tcp:127.0.0.1:{other.connection.getsockname()[1]}")
+        slow.wait_for(STATS_REPLY, passing=[PACKET_IN])
+        switch.run(f"disconnect {other.name()}")
         while other.read():
             pass
     assert "silent for too long" in switch.log, switch.log
 
 
 def main():
-    require("openssl")
-    scenarios = (tls_takes_only_who_proves_himself, sixteen_controllers_get_every_packet_in,
-                 lost_controllers_are_sought_ever_more_rarely, silent_peers_are_given_up,
-                 slow_readers_stay_and_delay_nobody)
+    require("openssl", "osken-manager")
+    scenarios = (tls_takes_only_who_proves_himself, a_controller_knows_the_switch_again,
+                 sixteen_controllers_get_every_packet_in, lost_controllers_are_sought_ever_more_rarely,
+                 silent_peers_are_given_up, slow_readers_stay_and_delay_nobody)
     with concurrent.futures.ThreadPoolExecutor(len(scenarios)) as pool:
         for scenario, done in [(each.__name__, pool.submit(each)) for each in scenarios]:
             try:

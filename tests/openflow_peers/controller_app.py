@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """A controller for one oftab-switch: sends packets, enters a flow, waits for what must come of them, and
 tells the test each step on a line of standard output. Run by osken-manager."""
+import functools
+
 from os_ken.base import app_manager
 from os_ken.controller import ofp_event
 from os_ken.controller.handler import MAIN_DISPATCHER, set_ev_cls
@@ -9,14 +11,11 @@ from os_ken.ofproto import ofproto_v1_0
 
 PORTS = 48
 PATIENCE = 15  # seconds
+say = functools.partial(print, flush=True)
 
 # A segment of 10.9.8.7:1025 to 10.0.0.1:80.
 PACKET = bytes.fromhex("0200000000bb 0200000000aa 0800 4500002800000000400665160a0908070a000001"
                        "04010050000000000000000050000000 00000000 000000000000")
-
-
-def say(line):
-    print(line, flush=True)
 
 
 class Controller(app_manager.OSKenApp):
@@ -53,6 +52,7 @@ class Controller(app_manager.OSKenApp):
             self.scenario(datapath, datapath.ofproto, datapath.ofproto_parser)
         except BaseException as problem:  # the test must see it, whatever it is
             say(f"failed: {type(problem).__name__} {problem}")
+        say("done")
 
     def send_packet(self, ofproto, parser):
         self.datapath.send_msg(parser.OFPPacketOut(
@@ -80,4 +80,3 @@ class Controller(app_manager.OSKenApp):
         datapath.send_msg(parser.OFPPortMod(datapath, 9, datapath.ports[9].hw_addr, ofproto.OFPPC_NO_FWD,
                                             ofproto.OFPPC_NO_FWD, 0))
         say(f"port 9 has configuration {self.expect('OFPPortStatus').desc.config}")
-        say("done")

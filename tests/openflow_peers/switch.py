@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """A serving oftab-switch for tests with real peers, and programs beside it."""
+import contextlib
+import os
 import re
 import shutil
 import signal
@@ -26,6 +28,28 @@ def run(*words, status=0):
     done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=60)
     assert done.returncode == status, f"{' '.join(words)}: {done.returncode}\n{done.stdout}"
     return done.stdout
+
+
+@contextlib.contextmanager
+def reading(*words, stderr=subprocess.DEVNULL):
+    """What a program prints, which runs as long as the block does."""
+    environment = {**os.environ, "PYTHONDONTWRITEBYTECODE": "1", "OVS_RUNDIR": "/tmp", "OVS_LOGDIR": "/tmp"}
+    process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=stderr, text=True, env=environment)
+    try:
+        yield process.stdout
+    finally:
+        process.terminate()
+        process.communicate()
+
+
+def read_until(lines, text):
+    """Up to and with the line that has a text."""
+    seen = ""
+    while text not in seen:
+        line = lines.readline()
+        assert line, f"it ended before {text}:\n{seen}"
+        seen += line
+    return seen
 
 
 def until(condition, what):
