@@ -15,8 +15,7 @@ sys.path += [os.path.join(HERE, part) for part in ("../tests/live_ports", "../ex
 
 import vswitchd
 from isolation import is_permitted, isolate
-from network import Host, quieten, run
-from serving import Switch
+from network import Host, Switch, quieten, run
 
 ROUNDS, SECONDS, PINGS = 5, 1, 300
 LENGTHS = (60, 1514)
