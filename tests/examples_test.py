@@ -11,10 +11,11 @@ import socket
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
-PROGRAM = SOURCE = None
+from openflow_peers.switch import PROGRAM, until
+
+SOURCE = os.path.abspath(sys.argv[2])
 
 
 def code_blocks(document):
@@ -100,14 +101,9 @@ class TranscriptTest(DocumentTest):
         with open(os.path.join(self.directory, pid_file)) as file:
             os.kill(int(file.read()), signal.SIGTERM)
 
-    def wait_until_it_listens(self):
-        deadline = time.monotonic() + 10
-        listens = False
-        while not listens:
-            with socket.socket() as client:
-                listens = client.connect_ex(("127.0.0.1", self.port)) == 0
-            self.assertLess(time.monotonic(), deadline, "the switch does not listen")
-            time.sleep(0.05)
+    def listens(self):
+        with socket.socket() as client:
+            return client.connect_ex(("127.0.0.1", self.port)) == 0
 
     def run_command(self, command):
         """What it prints; a switch that goes on is ended with the test."""
@@ -122,7 +118,7 @@ class TranscriptTest(DocumentTest):
                              stderr=None if background else subprocess.STDOUT, timeout=60)
         if background:
             self.addCleanup(self.end, "pid")
-            self.wait_until_it_listens()
+            until(self.listens, "the switch listens")
             return ""
         return run.stdout.decode().replace(str(self.port), "6653")
 
@@ -174,6 +170,4 @@ class MessagesTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    SOURCE = os.path.abspath(sys.argv.pop(2))
-    PROGRAM = os.path.abspath(sys.argv.pop(1))
-    unittest.main()
+    unittest.main(argv=sys.argv[2:])

@@ -15,7 +15,8 @@ import unittest
 
 import pexpect
 
-PROGRAM = None
+from openflow_peers.switch import PROGRAM, Switch
+
 PROMPT = "oftab> "
 CTRL_C, TAB = "\x03", "\t"
 PATIENCE = 10  # seconds until something that has to appear is given up
@@ -183,13 +184,8 @@ class TerminalTest(unittest.TestCase):
     def test_a_prompt_at_a_serving_switch(self):
         self.write("long", "source many\n" * 2000)
         self.write("many", "trace clear\n" * 2000)
-        socket = os.path.join(self.directory, "socket")
-        switch = subprocess.Popen([PROGRAM, "serve", "--listen", "ptcp:0:127.0.0.1", "--socket", socket], stderr=subprocess.PIPE)
-        self.addCleanup(switch.wait)
-        self.addCleanup(switch.terminate)
-        self.addCleanup(switch.stderr.close)
-        switch.stderr.readline()  # it listens, and the socket is there
-        terminal = self.start("attach", socket)
+        switch = self.enterContext(Switch("--listen", "ptcp:0:127.0.0.1"))
+        terminal = self.start("attach", switch.console)
         terminal.run("add-flow seq=1,in_port=1,actions=drop; port-channel create 7")
         for keys, answer in (("source long\n", "long was not run to its end"), ("echo x | sleep 60\n", "sleep 60"), ("half a line", "half")):
             terminal.send(keys)
@@ -199,14 +195,13 @@ class TerminalTest(unittest.TestCase):
         terminal.until("pc7 ")
         terminal.interrupt()
         self.leaves(terminal)
-        self.assertIsNone(switch.poll())
         for commands, status, complaint in (
             ("flows; quit; flows", 0, ""),
             ('echo "x', 1, "column 6: error: the closing quote is missing\n"),
             ("flows", 1, "error: the output cannot be written: No space left on device\n"),
         ):
             with open("/dev/full" if complaint.endswith("device\n") else os.devnull, "w") as out:
-                done = subprocess.run([PROGRAM, "attach", socket, "-c", commands], stdout=out, stderr=subprocess.PIPE, text=True)
+                done = subprocess.run([PROGRAM, "attach", switch.console, "-c", commands], stdout=out, stderr=subprocess.PIPE, text=True)
             self.assertEqual((done.returncode, done.stderr), (status, complaint))
 
     def test_an_interrupted_load_tells_what_it_did(self):
@@ -254,5 +249,4 @@ class TerminalTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    PROGRAM = os.path.abspath(sys.argv.pop(1))
-    unittest.main()
+    unittest.main(argv=sys.argv[1:])

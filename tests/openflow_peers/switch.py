@@ -10,7 +10,7 @@ import sys
 import tempfile
 import time
 
-PROGRAM = sys.argv[1]
+PROGRAM = os.path.abspath(sys.argv[1])
 SKIPPED = 77
 PATIENCE = 10  # seconds until something that has to happen is given up
 
