@@ -67,11 +67,8 @@ TEST_F(SwitchTest, OutputsBecomeTheTreesPorts) {
               testing::IsSupersetOf({"PC 16000001 mem if index = 1a009000 asic port:10 \n",
                                      " 1/5 ,ifindex:0x16000001 asic port:9 \n", "0 \n", "10 \n", "31 \n"}));
   EXPECT_THAT(traced(104), testing::Not(testing::Contains("255 \n")));
-}
-
-TEST_F(SwitchTest, UnknownOutputSetsNoPort) {
-  set_up({add({{.action = output({0x12345678, port(3), port(5)})}})});
-  EXPECT_THAT(sw.asic().trees().ports(8192), testing::ElementsAre(4, 6));
+  set_up({add({numbered_flow(2, 9, output({0x12345678, port(3), port(5)}))})});  // the first is nobody's
+  EXPECT_THAT(sw.asic().trees().ports(8193), testing::ElementsAre(4, 6));
   EXPECT_THAT(traced(104), testing::Contains(" 0/3 ,ifindex:0x12345678 asic port:0 \n"));
   EXPECT_EQ(traced(103).size(), 1U);
 }

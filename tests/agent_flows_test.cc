@@ -12,8 +12,8 @@
 #include "agent/batch.h"
 #include "agent/rewriting.h"
 #include "agent/table_view.h"
-#include "tests/support/allocations.h"
 #include "tests/support/child.h"
+#include "tests/support/disturber.h"
 #include "tests/support/frames.h"
 #include "tests/support/random_flows.h"
 #include "tests/support/rig.h"
@@ -39,13 +39,13 @@ constexpr uint8_t kServices[] = {0, 0x21};
 constexpr uint16_t kFragments[] = {0, 0, 0, 0x2000, 0x2007};
 
 // Calls whose failure the library reports.
-constexpr const char *kFailing[] = {"qtr_custom_cache_unified_entry_set",
-                                    "libsdk_l3_route_stats_create",
-                                    "libsdk_mcst_tree_create",
-                                    "libsdk_mcst_tree_group_add",
-                                    "hdm_ipq_handler_init",
-                                    "ipq_payload_get",
-                                    "fu_ipq_send_response"};
+constexpr std::string_view kFailing[] = {"qtr_custom_cache_unified_entry_set",
+                                         "libsdk_l3_route_stats_create",
+                                         "libsdk_mcst_tree_create",
+                                         "libsdk_mcst_tree_group_add",
+                                         "hdm_ipq_handler_init",
+                                         "ipq_payload_get",
+                                         "fu_ipq_send_response"};
 
 uint32_t some_port(Dice &dice) {
   return test::port(dice.below(4));
@@ -229,7 +229,8 @@ class Model {
 
 class History : public Listener, public Wire {
  public:
-  History(uint64_t seed, bool faults) : dice_(seed), faults_(faults) {
+  History(uint64_t seed, bool faults)
+      : dice_(seed), disturber_(rig_.sw.faults(), dice_, faults ? 3 : 0, log_, kFailing) {
     agent_.subscribe(*this);
     agent_.packets().connect(this);
     agent_.packets().guard().set_rates({.packets = 1000000, .packet_ins = 1000000});
@@ -292,11 +293,7 @@ class History : public Listener, public Wire {
           interfaces.set_intf_id(kPortChannel, std::nullopt);
         }
     }
-    if (faults_ && dice_.one_in(2)) {
-      arm();
-    }
-    agent_.follow_interfaces();
-    if (disarm()) {
+    if (disturber_.during([this] { agent_.follow_interfaces(); })) {
       agent_.apply({});
       agent_.follow_interfaces();
       EXPECT_EQ(agent_.flows().size(), model_.flows.size());
@@ -398,36 +395,12 @@ class History : public Listener, public Wire {
     return mod;
   }
 
-  void arm() {
-    const uint64_t nth = 1 + dice_.below(4);
-    const bool from_then_on = dice_.one_in(4);
-    if (dice_.one_in(4)) {
-      test::fail_allocation(nth, from_then_on);
-    } else {
-      rig_.sw.faults().fail(dice_.pick(kFailing), nth, 77, from_then_on ? Repeat::FromThenOn : Repeat::Once);
-    }
-  }
-
-  // Whether something failed.
-  bool disarm() {
-    const uint64_t without_memory = test::failed_allocations();
-    const bool failed = !rig_.sw.faults().injected().empty() || without_memory != without_memory_;
-    without_memory_ = without_memory;
-    rig_.sw.faults().disarm();
-    rig_.sw.faults().reset();
-    test::let_allocations_pass();
-    return failed;
-  }
-
   // Flow-mods one after the other, or together: the result is to be the same.
   void send_run() {
     std::vector<FlowMod> mods(1 + dice_.below(8));
     std::ranges::generate(mods, [this] { return random_mod(); });
-    if (faults_ && dice_.one_in(3)) {
-      arm();
-    }
-    const auto errors = agent_.apply(mods);
-    if (disarm()) {
+    FlowModErrors errors;
+    if (disturber_.during([&] { errors = agent_.apply(mods); })) {
       return adopt();
     }
     for (size_t i = 0; i < mods.size(); ++i) {
@@ -546,17 +519,15 @@ class History : public Listener, public Wire {
     }
   }
 
-  using Repeat = host::services::Repeat;
-
   Dice dice_;
-  bool faults_;
   test::Rig rig_;
+  std::ostream log_{nullptr};
+  test::Disturber disturber_;
   Agent agent_{booted(rig_).sw};
   Model model_;
   std::vector<std::pair<ModelFlow, RemovedFlow::Reason>> removed_;
   std::vector<Sent> sent_;
   uint64_t missed_ = 0;
-  uint64_t without_memory_ = test::failed_allocations();
 };
 
 TEST(AgentFlows, FollowTheRulesThroughRandomHistories) {

@@ -124,6 +124,7 @@ TEST_F(SwitchTest, EveryTracePointReachesEveryOutput) {
   sw.tracing().set_console(host::services::kErrors, [&](std::string_view text) { console += text; });
   const std::string path = testing::TempDir() + "oftab_trace.txt";
   sw.tracing().open_file(path);
+  oftab_set_hw_lif_for_l2_port(0xffffffff, 9);
   submit(entry_request(5, {}));
   sw.tracing().close_file();
 
@@ -135,6 +136,8 @@ TEST_F(SwitchTest, EveryTracePointReachesEveryOutput) {
   EXPECT_THAT(console, testing::HasSubstr("Invalid operation :5\n"));
   std::ifstream file(path);
   const std::string text(std::istreambuf_iterator<char>(file), {});
+  EXPECT_THAT(text, testing::ContainsRegex("\nThu Jan  1 00:00:00 1970 warning.oftab_set_hw_lif_for_l2_port:[0-9]+.:"
+                                           "oftab_set_hw_lif_for_l2_port: ifindex 0xffffffff has no port slot \n"));
   EXPECT_THAT(text, testing::ContainsRegex("\\[Thu Jan  1 00:00:00 1970\\]error: oftab_process_entry_update\\(" +
                                            std::to_string(failure.line) + "\\): Invalid operation :5\n"));
 }

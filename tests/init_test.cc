@@ -50,18 +50,6 @@ TEST_F(BareSwitchTest, FailedInitialisationLeavesNothingBehindAndCanBeRepeated) 
   EXPECT_EQ(sw.faults().calls("avl_create"), 1U);
 }
 
-TEST_F(BareSwitchTest, TreeOfPortChannelsCanBeRefused) {
-  sw.faults().fail("avl_create", 1, 77);
-  sw.faults().fail("avl_create", 2, 77);
-  EXPECT_EQ(oftab_init_pc_tree(), -1);
-  sw.faults().fail("libsdk_l3_route_stats_create", 1, 77);
-  EXPECT_EQ(oftab_init(), -1);
-  EXPECT_EQ(oftab_pc_tree, nullptr);
-  EXPECT_EQ(oftab_init(), 0);  // creates the tree that the failed one could not
-  EXPECT_NE(oftab_pc_tree, nullptr);
-  EXPECT_EQ(oftab_init_pc_tree(), 0);
-}
-
 TEST_F(BareSwitchTest, StartUpAbortsWhenInitialisationFails) {
   sw.tracing().set_console(host::services::kErrors, [](std::string_view text) { std::cerr << text; });
   sw.faults().fail("qtr_custom_cache_unified_entry_set", 1, 77);

@@ -94,7 +94,12 @@ TEST_F(SwitchTest, OutputsToPortChannelsAreRecorded) {
 }
 
 TEST_F(BareSwitchTest, WithoutATreeNothingIsRecorded) {
-  sw.faults().fail("avl_create", 1, 1);
+  sw.faults().fail("libsdk_l3_route_stats_create", 1, 77);
+  for (const uint64_t nth : {1U, 2U, 3U}) {
+    sw.faults().fail("avl_create", nth, 77);
+  }
+  EXPECT_EQ(oftab_init_pc_tree(), -1);
+  EXPECT_EQ(oftab_init(), -1);
   sw.boot();
   EXPECT_EQ(oftab_pc_tree, nullptr);
   EXPECT_EQ(oftab_pc_entry_find(kPc), nullptr);
@@ -102,6 +107,8 @@ TEST_F(BareSwitchTest, WithoutATreeNothingIsRecorded) {
   EXPECT_THAT(traced(103), testing::IsEmpty());
   sw.interfaces().create_pc(kPc);
   set_up({add({{.action = output({kPc})}}), erase({1})});
+  EXPECT_EQ(oftab_init_pc_tree(), 0);
+  EXPECT_NE(oftab_pc_tree, nullptr);
 }
 
 }  // namespace

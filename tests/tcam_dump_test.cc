@@ -58,6 +58,10 @@ TEST_F(SwitchTest, HardwareRecordsOfBothLayoutsAreDisplayed) {
   EXPECT_EQ(oftab_display_cache_tcam(screen.context(sw), 4093, 4094), 0);
   EXPECT_EQ(screen.text(), "Key Value/Mask for Index 4093\n" + kKeyLines + kForwardLines + kRule +
                                "Key Value/Mask for Index 4094\n" + kKeyLines + kRoutedLines + kRule);
+  Screen callers;
+  const auto hw = std::bit_cast<cache_unified_entry>(record(kForward));
+  EXPECT_EQ(oftab_dump_tcam_entry(callers.context(sw), 7, hw.key, hw.mask, hw.result), 0);
+  EXPECT_EQ(callers.text(), "Key Value/Mask for Index 7\n" + kKeyLines + kForwardLines + kRule);
   sw.tracing().clear();
   EXPECT_EQ(oftab_display_cache_tcam(nullptr, 4094, 4094), 0);
   EXPECT_EQ(joined(traced(104)), "Key Value/Mask for Index 4094\n" + kKeyLines + kRoutedLines + kRule);
@@ -116,16 +120,6 @@ TEST_F(SwitchTest, StoredRecordsAreDumpedHolesIncluded) {
                 kKeyLines + forward_lines + "\nKey Value/Mask for Index 2001\n" + kKeyLines + kRoutedLines + "\n");
   entries[0].hw = kept[0];
   entries[1].hw = kept[1];
-}
-
-TEST_F(SwitchTest, RecordOfACallerIsShownAsThoseOfTheTcamAre) {
-  set_up({add({numbered_flow(1, 10)})});
-  const cache_unified_entry &hw = find_record(1)->hw;
-  Screen of_the_tcam;
-  Screen of_the_caller;
-  oftab_display_cache_tcam(of_the_tcam.context(sw), 2000, 2000);
-  EXPECT_EQ(oftab_dump_tcam_entry(of_the_caller.context(sw), 2000, hw.key, hw.mask, hw.result), 0);
-  EXPECT_EQ(of_the_caller.text(), of_the_tcam.text());
 }
 
 TEST_F(SwitchTest, EmptyTablesAreDumpedAsSuch) {

@@ -179,10 +179,11 @@ constexpr char kLastKey[] =
     "0000000080ffff7f0000008403030000 00000000000020222020212121010000 000000000000000000001000";
 constexpr char kCalled[] = "\noftab_debug_test() called. vlan:7 \n";
 
-TEST_F(WriterTest, ScenarioReplicatesFrom4096Sources) {
+TEST_F(WriterTest, ScenarioReplicatesFrom4096SourcesAndIsTraced) {
   std::ranges::fill(mac_sa2, uint8_t{0xff});
   std::ranges::fill(mac_da2, uint8_t{0xff});
   std::ranges::fill(result, uint8_t{0xff});
+  sw.tracing().clear();
   EXPECT_EQ(oftab_debug_test(7), 0);
   constexpr char kReplicated[] = "0500803e 0000000000000000000000000000000000000000";
   expect_record(sw.asic().tcam().at(0), kFirstKey, kScenarioMask, kReplicated);
@@ -203,11 +204,6 @@ TEST_F(WriterTest, ScenarioReplicatesFrom4096Sources) {
   EXPECT_EQ(fate.tcam_index, 300);
   EXPECT_EQ(fate.verdict, Verdict::Replicate);
   EXPECT_THAT(fate.sdk_ports, testing::ElementsAre(14, 17));
-}
-
-TEST_F(WriterTest, ScenarioIsTraced) {
-  sw.tracing().clear();
-  oftab_debug_test(7);
   EXPECT_THAT(traced(102), testing::ElementsAre(kCalled));
   const std::string key_words =
       " 0x00000000 0x00000000 0x84000000 0x00000303 0x00000000 0x20202000 0x21212020 0x00000121 0x00000000 0x00000000 "

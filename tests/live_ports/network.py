@@ -21,8 +21,7 @@ from switch import SKIPPED, require, run, until
 
 _libc = ctypes.CDLL(None, use_errno=True)
 _CLONE_NEWNET = 0x40000000
-_SOL_PACKET, _PACKET_AUXDATA, _VLAN_VALID = 263, 8, 1 << 4
-_ETH_P_ALL, _PACKET_OUTGOING = 3, 4
+_SOL_PACKET, _PACKET_AUXDATA, _PACKET_IGNORE_OUTGOING, _VLAN_VALID, _ETH_P_ALL = 263, 8, 23, 1 << 4, 3
 
 
 def quieten(*prefix):
@@ -145,7 +144,8 @@ class Tap:
         kind = socket.AF_PACKET, socket.SOCK_RAW, socket.htons(_ETH_P_ALL)
         self.socket = socket_in(host, *kind) if host else socket.socket(*kind)
         self.socket.bind((interface, _ETH_P_ALL))
-        self.socket.setsockopt(_SOL_PACKET, _PACKET_AUXDATA, 1)
+        for option in _PACKET_AUXDATA, _PACKET_IGNORE_OUTGOING:
+            self.socket.setsockopt(_SOL_PACKET, option, 1)
         self.socket.setblocking(False)
 
     def send(self, *frames):
@@ -154,17 +154,11 @@ class Tap:
 
     def next(self):
         """The next frame that waits; none when there is none."""
-        while True:
-            try:
-                frame, extra, _, sender = self.socket.recvmsg(65536, 64)
-            except BlockingIOError:
-                return None
-            if sender[2] != _PACKET_OUTGOING:
-                return self._with_tag(frame, extra[0][2])
-
-    @staticmethod
-    def _with_tag(frame, data):
-        status, _, _, _, _, tag, kind = struct.unpack_from("=IIIHHHH", data)
+        try:
+            frame, extra, *_ = self.socket.recvmsg(65536, 64)
+        except BlockingIOError:
+            return None
+        status, *_, tag, kind = struct.unpack_from("=IIIHHHH", extra[0][2])
         return frame if not status & _VLAN_VALID else frame[:12] + struct.pack("!HH", kind, tag) + frame[12:]
 
     def expect(self, *frames):

@@ -36,15 +36,17 @@ void Disturber::arm() {
   const bool lasting = dice_.one_in(4);
   const auto repeat = lasting ? host::services::Repeat::FromThenOn : host::services::Repeat::Once;
   const uint32_t what = dice_.below(10);
-  const uint64_t nth = 1 + dice_.below(what < 5 ? 40 : 5);
+  const bool any = what < 5 && calls_.empty();
+  const uint64_t nth = 1 + dice_.below(any ? 40 : 5);
   std::string_view call = "any call";
-  if (what < 5) {
+  if (any) {
     faults_.fail_any(nth, kCode, repeat);
-  } else if (what < 7) {
+  } else if (what == 5 || what == 6) {
     call = "an allocation";
     fail_allocation(nth, lasting);
   } else {
-    call = what == 7 ? "qtr_custom_cache_unified_entry_set" : dice_.pick(host::services::Faults::names());
+    const auto names = host::services::Faults::names();
+    call = what == 7 ? "qtr_custom_cache_unified_entry_set" : dice_.pick(calls_.empty() ? std::span(names) : calls_);
     faults_.fail(call, nth, kCode, repeat);
   }
   log_ << " [" << call << " fails at " << nth << (lasting ? ", lastingly]" : "]");

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <functional>
 #include <ostream>
+#include <span>
+#include <string_view>
 
 #include "host/services/faults.h"
 #include "tests/support/random_flows.h"
@@ -14,9 +16,11 @@ namespace test {
 
 class Disturber {
  public:
-  // One operation in `one_in` gets a fault or two; with 0 none does. The log says which.
-  Disturber(host::services::Faults &faults, Dice &dice, uint32_t one_in, std::ostream &log)
-      : faults_(faults), dice_(dice), one_in_(one_in), log_(log) {}
+  // One operation in `one_in` gets a fault or two, of these calls alone if there are any; with 0 none does. The log
+  // says which.
+  Disturber(host::services::Faults &faults, Dice &dice, uint32_t one_in, std::ostream &log,
+            std::span<const std::string_view> calls = {})
+      : faults_(faults), dice_(dice), one_in_(one_in), log_(log), calls_(calls) {}
 
   // Runs an operation. Whether a fault struck; then `disturbed` is set too.
   bool during(const std::function<void()> &operate);
@@ -32,6 +36,7 @@ class Disturber {
   Dice &dice_;
   uint32_t one_in_;
   std::ostream &log_;
+  std::span<const std::string_view> calls_;
 };
 
 }  // namespace test

@@ -69,7 +69,6 @@ class History {
   void take_over_outputs(ModelFlow &flow, const oftab_sw_entry_t &record);
   void take_over_catch_all(bool anew);
   void follow_doubtful();
-  void doubt_untracked();
   void doubt_refused_trees();
   void lose_table();
   bool is_silenced();

@@ -24,7 +24,12 @@ void History::take_over(const Model &before, const State &state, const host::Rep
   if (!refused) {
     take_over_flows(before);
   }
-  doubt_untracked();
+  forget_traces();
+  // A request that is refused puts back what flows had, but for port channels that cannot take them up again.
+  for (const auto &[pc, seq_no] : rig_.exceptions.untracked) {
+    doubtful_.insert(seq_no);
+  }
+  follow_doubtful();
 }
 
 // Whether the message service failed, or there was no memory for the answer.
@@ -87,15 +92,6 @@ void History::take_over_catch_all(bool anew) {
     const route_stats left = rig_.sw.asic().counters().peek(counter);
     model_.restart_catch_all({left.packets, left.bytes});
   }
-}
-
-// A request that is refused puts back what flows had, but for port channels that cannot take them up again.
-void History::doubt_untracked() {
-  forget_traces();
-  for (const auto &[pc, seq_no] : rig_.exceptions.untracked) {
-    doubtful_.insert(seq_no);
-  }
-  follow_doubtful();
 }
 
 // A later request may mend what a fault left of a flow's port channels and tree: such flows go by what is there.
