@@ -1,13 +1,16 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 # The library defines the names of its version script and no others, and needs the host's services and the C library
-# only. Usage: check_symbols.sh NM READELF LIBRARY VERSION_SCRIPT
+# only. Those of the services that are functions of the host are its list of calls, by which faults, the call log and the
+# benchmarks go, and each names its own call. Usage: check_symbols.sh NM READELF LIBRARY PROGRAM SOURCE_DIR
 set -eu
 nm=$1
 readelf=$2
 library=$3
-script=$4
-here=$(dirname "$0")
+program=$4
+source=$5
+script=$source/lib/oftab/exports.map
+imports=$source/tests/boundary/imports.txt
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -28,14 +31,22 @@ compare "$script and the library do not define the same names: change one of the
 
 # Which functions of the C library it takes, the compiler decides; each service of the host has its place in the list
 # and in the porting guide.
-sed '/^# The C library/,$d' "$here/imports.txt" | grep -v '^#' | sort >"$work/services"
-sed '1,/^# The C library/d' "$here/imports.txt" | sort >"$work/libc"
+sed '/^# The C library/,$d' "$imports" | grep -v '^#' | sort >"$work/services"
+sed '1,/^# The C library/d' "$imports" | sort >"$work/libc"
 comm -13 "$work/libc" "$work/imports" >"$work/needed_services"
 compare "The library does not import what imports.txt lists. If that is meant, change the list, docs/porting.md and
 examples/host." "$work/services" "$work/needed_services"
 for name in $(cat "$work/services"); do
-  grep -qw "$name" "$here/../../docs/porting.md" || { echo "docs/porting.md does not tell about $name"; exit 1; }
+  grep -qw "$name" "$source/docs/porting.md" || { echo "docs/porting.md does not tell about $name"; exit 1; }
 done
 
 echo libc.so.6 >"$work/libraries"
 compare "The library is to need the C library alone." "$work/libraries" "$work/needed"
+
+"$nm" -D --defined-only "$program" | awk '$2 == "T" { print $3 }' | sort | comm -12 - "$work/services" >"$work/functions"
+sed -n 's/^  CALL(\([A-Za-z0-9_]*\),.*/\1/p' "$source/host/services/calls.h" | sort >"$work/calls"
+compare "host/services/calls.h and the functions of imports.txt are not the same: change one of them." "$work/calls" \
+  "$work/functions"
+while read -r name; do
+  grep -rqw --include='*.cc' "Call::$name" "$source/host" || { echo "$name in host/ does not say which call it is"; exit 1; }
+done <"$work/calls"

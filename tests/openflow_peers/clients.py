@@ -15,6 +15,7 @@ priority=80,icmp,icmp_type=8,icmp_code=0,idle_timeout=600,hard_timeout=900,actio
 priority=70,arp,actions=NORMAL
 priority=60,ip,nw_src=192.168.1.0/24,nw_tos=32,actions=CONTROLLER:128
 priority=50,dl_src=00:11:22:33:44:55,dl_dst=66:77:88:99:aa:bb,dl_type=0x88cc,actions=drop
+priority=40,udp,actions=mod_dl_src:00:11:22:33:44:55,mod_nw_src:10.0.0.1,mod_nw_dst:10.0.0.2,mod_tp_dst:53,output:3
 """
 
 # As ovs-ofctl prints what the switch says of them.
@@ -22,6 +23,7 @@ DUMP = """\
  cookie=0x2a, priority=90,in_port=3,dl_vlan=100 actions=output:4,output:5
  idle_timeout=600, hard_timeout=900, priority=80,icmp,icmp_type=8,icmp_code=0 actions=NORMAL
  priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80 actions=output:2
+ priority=40,udp actions=mod_dl_src:00:11:22:33:44:55,mod_nw_src:10.0.0.1,mod_nw_dst:10.0.0.2,mod_tp_dst:53,output:3
  priority=50,dl_src=00:11:22:33:44:55,dl_dst=66:77:88:99:aa:bb,dl_type=0x88cc actions=drop
  priority=60,ip,nw_src=192.168.1.0/24,nw_tos=32 actions=CONTROLLER:128
  priority=70,arp actions=NORMAL
@@ -85,8 +87,8 @@ def packets_count(client):
     for _ in range(3):
         client.run("packet-out", f"in_port=1,packet={PACKET},actions=TABLE")
     until(lambda: "n_packets=3, n_bytes=162," in client.run("dump-flows", "tcp"), "its flow has counted the packets")
-    assert "packet_count=3 byte_count=162 flow_count=7" in client.run("dump-aggregate"), client.run("dump-aggregate")
-    assert "active=7, lookup=3, matched=3" in client.run("dump-tables"), client.run("dump-tables")
+    assert "packet_count=3 byte_count=162 flow_count=8" in client.run("dump-aggregate"), client.run("dump-aggregate")
+    assert "active=8, lookup=3, matched=3" in client.run("dump-tables"), client.run("dump-tables")
     expect("frames out of port 2", client.sent_by("2") - before, 3)
 
 
