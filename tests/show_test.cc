@@ -238,19 +238,17 @@ TEST_F(BareSwitchTest, NothingIsShownBeforeInitialisation) {
 TEST(Formatters, WriteNumbersAsOperatorsReadThem) {
   EXPECT_STREQ(oftab_get_result_string(4), "error");
   EXPECT_STREQ(oftab_get_result_string(7), "error");
-  char text[16];
-  oftab_convert_src_mac(0x0334455, 0x000891, text);
-  EXPECT_STREQ(text, "0011.2233.4455");
-  oftab_convert_src_mac(0x1ffffff, 0x7fffff, text);
-  EXPECT_STREQ(text, "ffff.ffff.ffff");
-  oftab_convert_dst_mac(0x0f5, 0x58e169f2, 0x50, text);
-  EXPECT_STREQ(text, "a0b1.c2d3.e4f5");
-  oftab_convert_dst_mac(0x1ff, 0xffffffff, 0x7f, text);
-  EXPECT_STREQ(text, "ffff.ffff.ffff");
-  oftab_convert_to_ip(0x10203, 0x140, text);
-  EXPECT_STREQ(text, "10.1.2.3");
-  oftab_convert_to_ip(0x7ffff, 0x1fff, text);
-  EXPECT_STREQ(text, "255.255.255.255");
+  const auto text = [](auto convert, auto... words) {
+    char written[16];
+    convert(words..., written);
+    return std::string(written);
+  };
+  EXPECT_EQ(text(oftab_convert_src_mac, 0x0334455U, 0x000891U), "0011.2233.4455");
+  EXPECT_EQ(text(oftab_convert_src_mac, 0x1ffffffU, 0x7fffffU), "ffff.ffff.ffff");
+  EXPECT_EQ(text(oftab_convert_dst_mac, 0x0f5U, 0x58e169f2U, 0x50U), "a0b1.c2d3.e4f5");
+  EXPECT_EQ(text(oftab_convert_dst_mac, 0x1ffU, 0xffffffffU, 0x7fU), "ffff.ffff.ffff");
+  EXPECT_EQ(text(oftab_convert_to_ip, 0x10203U, 0x140U), "10.1.2.3");
+  EXPECT_EQ(text(oftab_convert_to_ip, 0x7ffffU, 0x1fffU), "255.255.255.255");
 }
 
 }  // namespace

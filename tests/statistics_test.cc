@@ -8,10 +8,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr uint32_t kListed = 5;
-constexpr uint32_t kAll = 6;
-constexpr uint32_t kClear = 7;
-
 // Flows 1 to 3 at 2000 to 2002 with counters 2 to 4; the catch-all has counter 1.
 class Statistics : public SwitchTest {
  protected:
@@ -32,7 +28,7 @@ class Statistics : public SwitchTest {
   // Of all flows: sequence number, packets and bytes of each.
   std::string totals() {
     std::string text;
-    for (const auto &record : decode_stats(send(stats_request(kAll, {}), OFTAB_MSG_GET_STATS)).records) {
+    for (const auto &record : decode_stats(send(stats_request(OFTAB_STATS_ALL, {}), OFTAB_MSG_GET_STATS)).records) {
       text += (text.empty() ? "" : ", ") + std::to_string(record.seq_no) + ": ";
       text += std::to_string(record.pkt_cnt) + "/" + std::to_string(record.byte_cnt);
     }
@@ -66,7 +62,7 @@ TEST_F(Statistics, ClearForgetsCollectedAndUncollectedCounts) {
   inject(2, 3);
   sw.call_log().clear();
   sw.faults().fail("libsdk_l3_route_stats_get", 2, 77);
-  ask(stats_request(kClear, {}));
+  ask(stats_request(OFTAB_STATS_CLEAR, {}));
   EXPECT_THAT(sw.call_log().lines(),
               ElementsAre("libsdk_l3_route_stats_get(2) = 0", "libsdk_l3_route_stats_get(3) = 77",
                           "libsdk_l3_route_stats_get(4) = 0"));
@@ -120,7 +116,7 @@ TEST_F(Statistics, EmptyTableIsAnsweredWithZeroes) {
     sw.call_log().clear();
     sw.advance(10);
     EXPECT_THAT(sw.call_log().lines(), ElementsAre("libsdk_l3_route_stats_get(1) = 0"));
-    EXPECT_EQ(ask(stats_request(kListed, {1, 9})), "050000000200000000000000" + std::string(112, '0'));
+    EXPECT_EQ(ask(stats_request(OFTAB_STATS_LISTED, {1, 9})), "050000000200000000000000" + std::string(112, '0'));
     sw.tracing().clear();
     EXPECT_EQ(ask(unhex("07000000 0300 0000")), "070000000300000000000000");
     EXPECT_EQ(ask(unhex("06000000 0300 0000")), "060000000300000000000000");
@@ -139,7 +135,7 @@ TEST_F(Statistics, FirstOfTwinsAnswers) {
   inject(0, 4);
   sw.advance(10);
   EXPECT_EQ(totals(), "1: 2/128, 2: 0/0, 3: 0/0, 1: 3/192, 0: 4/256");
-  EXPECT_EQ(decode_stats(send(stats_request(kListed, {1}), OFTAB_MSG_GET_STATS)).records.at(0).pkt_cnt, 2U);
+  EXPECT_EQ(decode_stats(send(stats_request(OFTAB_STATS_LISTED, {1}), OFTAB_MSG_GET_STATS)).records.at(0).pkt_cnt, 2U);
 }
 
 TEST_F(BareSwitchTest, CollectionBeforeInitialisationReadsTheCatchAllOnly) {

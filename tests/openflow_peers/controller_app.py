@@ -42,10 +42,6 @@ class Controller(app_manager.OSKenApp):
         assert type(message).__name__ == kind, f"{message} instead of {kind}"
         return message
 
-    def barrier(self):
-        self.datapath.send_barrier()
-        self.expect("OFPBarrierReply")
-
     def run(self, datapath):
         try:
             self.datapath = datapath
@@ -68,7 +64,8 @@ class Controller(app_manager.OSKenApp):
         datapath.send_msg(parser.OFPFlowMod(
             datapath, parser.OFPMatch(dl_type=0x0800, nw_dst="10.0.0.1"), 0x77, ofproto.OFPFC_ADD, idle_timeout=2,
             buffer_id=missed.buffer_id, flags=ofproto.OFPFF_SEND_FLOW_REM, actions=[parser.OFPActionOutput(9)]))
-        self.barrier()
+        datapath.send_barrier()
+        self.expect("OFPBarrierReply")
         datapath.send_msg(parser.OFPPortStatsRequest(datapath, 0, 9))
         say(f"port 9 sent {self.expect('OFPPortStatsReply').body[0].tx_packets} packet")
 

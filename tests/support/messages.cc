@@ -123,10 +123,6 @@ Response decode(const Bytes &response) {
           read_records<oftab_resp_entry_t>(response, 12)};
 }
 
-int32_t status_of(const Bytes &response) {
-  return read<int32_t>(response, 8);
-}
-
 StatsResponse decode_stats(const Bytes &response) {
   return {read<uint32_t>(response, 0), read<uint16_t>(response, 4), read<int32_t>(response, 8),
           read_records<oftab_stats_resp_info_t>(response, 12)};

@@ -101,9 +101,6 @@ struct Response {
 
 Response decode(const Bytes &response);
 
-// The request's status, which every kind of response has at the same place.
-int32_t status_of(const Bytes &response);
-
 struct StatsResponse {
   uint32_t op = 0;
   uint32_t num_entries = 0;
