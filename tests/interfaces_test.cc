@@ -13,7 +13,6 @@ using Numbers = std::vector<uint32_t>;
 
 constexpr uint32_t kAdd = 1;
 constexpr uint32_t kDelete = 2;
-constexpr uint32_t kPc = port_channel(5);  // in location 0
 constexpr uint32_t kUnknown = 0x1b020000;  // in location 32, without an interface behind it
 
 // The current table, by location; it must agree with its count.
@@ -24,13 +23,10 @@ Numbers table() {
   return ifindexes;
 }
 
-class Interfaces : public SwitchTest {
+// Port channel 5 is in location 0.
+class Interfaces : public PortChannelTest {
  protected:
-  Interfaces() {
-    sw.interfaces().create_pc(kPc);
-    sw.interfaces().join(port(9), kPc);
-    sw.interfaces().join(port(3), kPc);
-  }
+  Interfaces() { sw.interfaces().join(port(3), kPc); }
 
   host::Reply request(uint32_t intf_op, const Numbers &ifindexes) {
     return sw.submit(OFTAB_MSG_INTF_UPDATE, intf_request(intf_op, ifindexes));

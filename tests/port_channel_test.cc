@@ -7,8 +7,6 @@
 namespace test {
 namespace {
 
-constexpr uint32_t kPc = port_channel(5);
-
 // The flow mask of a port channel as (word, value) pairs of its words that are not 0.
 std::vector<std::pair<uint32_t, uint32_t>> mask_words(uint32_t pc_ifindex) {
   std::vector<std::pair<uint32_t, uint32_t>> words;

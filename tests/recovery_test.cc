@@ -9,34 +9,15 @@
 namespace test {
 namespace {
 
-using host::asic::Verdict;
 using host::services::Repeat;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr char kWrite[] = "qtr_custom_cache_unified_entry_set";
 constexpr int32_t kCode = 77;
-constexpr uint32_t kPc = port_channel(5);
 
-// Port channel 5 with port 9.
-class Recovery : public SwitchTest {
+class Recovery : public PortChannelTest {
  protected:
-  Recovery() {
-    sw.interfaces().create_pc(kPc);
-    sw.interfaces().join(port(9), kPc);
-  }
-
-  // What becomes of a flow's packet: "drop", "forward", or "to" and the SDK ports.
-  std::string fate(uint32_t seq_no) {
-    const host::asic::Fate fate = sw.inject(port(4), packet_of(seq_no));
-    std::string text = fate.verdict == Verdict::Forward ? "forward" : fate.verdict == Verdict::Drop ? "drop" : "to";
-    for (const uint8_t sdk_port : fate.sdk_ports) {
-      text += ' ';
-      text += std::to_string(sdk_port);
-    }
-    return text;
-  }
-
   // Runs an operation whose `nth` write is refused, and all that follow it unless `repeat` says otherwise.
   void with_refused_writes(uint64_t nth, const std::function<void()> &operate, Repeat repeat = Repeat::FromThenOn) {
     sw.faults().fail(kWrite, nth, kCode, repeat);

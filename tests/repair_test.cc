@@ -14,7 +14,6 @@ namespace test {
 namespace {
 
 constexpr char kWrite[] = "qtr_custom_cache_unified_entry_set";
-constexpr uint32_t kPc = port_channel(5);
 
 struct RepairCase {
   const char *name;

@@ -102,6 +102,29 @@ class SwitchTest : public BareSwitchTest {
   }
 };
 
+constexpr uint32_t kPc = port_channel(5);
+
+// The port channel exists, with port 9.
+class PortChannelTest : public SwitchTest {
+ protected:
+  PortChannelTest() {
+    sw.interfaces().create_pc(kPc);
+    sw.interfaces().join(port(9), kPc);
+  }
+
+  // What becomes of a flow's packet: "drop", "forward", or "to" and the SDK ports.
+  std::string fate(uint32_t seq_no) {
+    const host::asic::Fate fate = sw.inject(port(4), packet_of(seq_no));
+    using host::asic::Verdict;
+    std::string text = fate.verdict == Verdict::Forward ? "forward" : fate.verdict == Verdict::Drop ? "drop" : "to";
+    for (const uint8_t sdk_port : fate.sdk_ports) {
+      text += ' ';
+      text += std::to_string(sdk_port);
+    }
+    return text;
+  }
+};
+
 }  // namespace test
 
 #endif
