@@ -124,22 +124,19 @@ def members_leave_and_join(one, other, third):
                  "add-flow priority=9,in_port=7,actions=output:1; add-flow priority=9,in_port=8,actions=output:1")
         expect("pings by one member", one.ping(other.address), (20, 20, 0))
 
-        ping = one.start_ping(other.address, 50)
-        time.sleep(0.1)
-        left.run("port-channel join 1 8")
-        time.sleep(0.1)
-        left.run("port-channel leave 1 7")
-        sent, answered, twice = ping_result(ping)
+        def pinged_meanwhile(*commands):
+            ping = one.start_ping(other.address, 50)
+            for command in commands:
+                time.sleep(0.1)
+                left.run(command)
+            return ping_result(ping)
+
+        sent, answered, twice = pinged_meanwhile("port-channel join 1 8", "port-channel leave 1 7")
         expect("pings lost where the other joins first", sent - answered, 0)
         assert 0 < twice < sent, f"{twice} of {sent} pings went by both members"
 
         before = passed(left, 1)[0], passed(left, 7, 8)[1]
-        ping = one.start_ping(other.address, 50)
-        time.sleep(0.1)
-        left.run("port-channel leave 1 8")
-        time.sleep(0.1)
-        left.run("port-channel join 1 7")
-        sent, answered, twice = ping_result(ping)
+        sent, answered, twice = pinged_meanwhile("port-channel leave 1 8", "port-channel join 1 7")
         after = passed(left, 1)[0], passed(left, 7, 8)[1]
         assert 0 < answered < sent and twice == 0, f"{answered} of {sent} answered, {twice} twice"
         expect("pings lost while there was no member", sent - answered, after[0] - before[0] - (after[1] - before[1]))

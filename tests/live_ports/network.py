@@ -29,15 +29,12 @@ def quieten(*prefix):
     run(*prefix, "sh", "-c", "for each in all default; do echo 1 > /proc/sys/net/ipv6/conf/$each/disable_ipv6; done")
 
 
-def mac(number):
-    return f"02:00:00:00:00:{number:02x}"
-
-
 class Host:
     """Number N is called hN, has 10.0.0.N and 02:00:00:00:00:N, and one interface, eth0, whose other end is pN."""
 
     def __init__(self, number):
-        self.name, self.far, self.mac, self.address = f"h{number}", f"p{number}", mac(number), f"10.0.0.{number}"
+        self.name, self.far, self.address = f"h{number}", f"p{number}", f"10.0.0.{number}"
+        self.mac = f"02:00:00:00:00:{number:02x}"
         run("ip", "netns", "add", self.name)
         quieten("ip", "netns", "exec", self.name)
         self.plug()
