@@ -3,8 +3,10 @@
 
 The build with coverage tells which tests reach a line; a change of the line runs those alone, in the other build, on a
 library of its own, until one fails. Outcomes are logged as they come, in `mutant/outcomes.txt` of the coverage build;
-those of an earlier run are kept beside it, under the time of its end. Ends with status 1 when a change survives that explained.txt does not name. A line of explained.txt: the file, the line
-of source, the change, and why no test can tell."""
+those of an earlier run are kept beside it, under the time of its end.
+
+Ends with status 1 when a change survives that explained.txt does not name. A line of explained.txt: the file, the line
+of source, the change, and why no test can tell. One that names no change of today's source is told before all else."""
 import argparse
 import collections
 import concurrent.futures
@@ -141,8 +143,21 @@ def read_explanations():
     return {tuple(line.split(" | ")[:3]) for line in lines if not line.startswith("#")}
 
 
+def explained_by(mutant):
+    """What a line of explained.txt that explains the change begins with."""
+    return str(mutant.path), mutant.source, mutant.what
+
+
+def require_places(explanations, mutants):
+    stale = explanations - {explained_by(mutant) for mutant in mutants}
+    for each in sorted(stale):
+        print(f"{EXPLAINED}: no change of the source: {' | '.join(each)}", file=sys.stderr)
+    if stale:
+        raise SystemExit(1)
+
+
 def keep_earlier(log):
-    """Outcomes that are hours of work are not overwritten."""
+    """Outcomes that took long are not overwritten."""
     if log.exists() and log.stat().st_size > 0:
         ended = time.strftime("%Y%m%d-%H%M%S", time.localtime(log.stat().st_mtime))
         kept = log.rename(log.with_name(f"outcomes-{ended}.txt"))
@@ -164,8 +179,7 @@ def settled_by(log, chosen, explanations):
 
 
 def judged(mutant, outcome, explanations):
-    is_explained = (str(mutant.path), mutant.source, mutant.what) in explanations
-    return "explained" if outcome == "SURVIVES" and is_explained else outcome
+    return "explained" if outcome == "SURVIVES" and explained_by(mutant) in explanations else outcome
 
 
 def survey(found, known, total, explanations):
@@ -191,14 +205,14 @@ def main():
     parser.add_argument("--seed", default=1, help="of the sample")
     parser.add_argument("--resume", action="store_true", help="leave out what the log says was settled")
     options = parser.parse_args()
+    chosen, explanations = list(changes.mutants()), read_explanations()
+    require_places(explanations, chosen)
     require_builds(options.coverage, options.tests)
     laboratory = Laboratory(options.coverage.resolve(), options.tests.resolve())
-    chosen = list(changes.mutants())
     if options.sample:
         random.seed(options.seed)
         chosen = random.sample(chosen, options.sample)
     log = laboratory.place / "outcomes.txt"
-    explanations = read_explanations()
     settled = settled_by(log, chosen, explanations) if options.resume and log.exists() else {}
     left = [mutant for mutant in chosen if mutant not in settled]
     if not options.resume:
