@@ -68,6 +68,7 @@ class History {
   void take_over_flows(const Model &before);
   void take_over_outputs(ModelFlow &flow, const oftab_sw_entry_t &record);
   void take_over_catch_all(bool anew);
+  void doubt_what_stays();
   void follow_doubtful();
   void doubt_refused_trees();
   void lose_table();

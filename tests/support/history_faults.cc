@@ -25,11 +25,21 @@ void History::take_over(const Model &before, const State &state, const host::Rep
     take_over_flows(before);
   }
   forget_traces();
-  // A request that is refused puts back what flows had, but for port channels that cannot take them up again.
+  doubt_what_stays();
+  follow_doubtful();
+}
+
+// A request that is refused puts back what flows had, but for port channels that cannot take them up again, and for
+// trees that it could not destroy.
+void History::doubt_what_stays() {
   for (const auto &[pc, seq_no] : rig_.exceptions.untracked) {
     doubtful_.insert(seq_no);
   }
-  follow_doubtful();
+  for (const oftab_sw_entry_t &record : current_records()) {
+    if (rig_.sw.asic().trees().last_destroy_failed(record.mcst_idx)) {
+      doubtful_.insert(record.seq_no);
+    }
+  }
 }
 
 // Whether the message service failed, or there was no memory for the answer.
