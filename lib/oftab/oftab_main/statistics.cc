@@ -40,17 +40,11 @@ uint16_t used_entries() {
   return static_cast<uint16_t>(oftab_hw_rsrc_g.tcam_capacity - oftab_hw_rsrc_g.current_table->free_entries);
 }
 
-// The records behind the header of a response.
-uint16_t records_in_response(uint32_t op, uint16_t requested, uint16_t used) {
-  switch (op) {
-    case OFTAB_STATS_LISTED:
-      return requested;
-    case OFTAB_STATS_ALL:
-      return used;
-    default:
-      return 0;
-  }
-}
+// The records of a response, zeros at first.
+struct response_records {
+  oftab_stats_resp_info_t *first;
+  uint16_t count;
+};
 
 void copy_counts(oftab_stats_resp_info_t *record, const oftab_sw_entry_t &entry, uint16_t tcam_index) {
   record->status = OFTAB_OK;
@@ -61,13 +55,14 @@ void copy_counts(oftab_stats_resp_info_t *record, const oftab_sw_entry_t &entry,
                   static_cast<long long>(entry.pkt_cnt), static_cast<long long>(entry.byte_cnt));
 }
 
-void answer_listed(const oftab_stats_query_req_t *request, oftab_stats_query_resp_t *response) {
+// One record for each that was asked for.
+void answer_listed(const oftab_stats_query_req_t *request, response_records records) {
   static flow_index flows;
   const table_view table = current_view();
   flows.build(table);
   const auto *asked = records_of<const oftab_stats_req_info_t>(request);
-  auto *record = records_of<oftab_stats_resp_info_t>(response);
-  for (uint16_t i = 0; i < request->num_entries; ++i, ++asked, ++record) {
+  for (uint16_t i = 0; i < records.count; ++i, ++asked) {
+    oftab_stats_resp_info_t *record = records.first + i;
     record->status = OFTAB_ERR_FAIL;
     record->seq_no = asked->seq_no;
     record->context = asked->context;
@@ -78,19 +73,18 @@ void answer_listed(const oftab_stats_query_req_t *request, oftab_stats_query_res
   }
 }
 
-void answer_all(oftab_stats_query_resp_t *response, uint16_t used) {
+void answer_all(const oftab_stats_query_req_t *, response_records records) {
   const table_view table = current_view();
-  auto *record = records_of<oftab_stats_resp_info_t>(response);
   uint16_t filled = 0;
   for (const oftab_sw_entry_t &entry : table) {
-    if (is_used(entry) && filled < used) {
-      copy_counts(record + filled, entry, table.index_of(entry));
+    if (is_used(entry) && filled < records.count) {
+      copy_counts(records.first + filled, entry, table.index_of(entry));
       ++filled;
     }
   }
 }
 
-void clear_all() {
+void clear_all(const oftab_stats_query_req_t *, response_records) {
   const table_view table = current_view();
   for (oftab_sw_entry_t &entry : table) {
     if (is_used(entry)) {
@@ -102,32 +96,49 @@ void clear_all() {
   }
 }
 
-// For an empty table the response keeps the number of the request, and records of zeros.
-void fill_response(const oftab_stats_query_req_t *request, oftab_stats_query_resp_t *response, uint16_t used) {
-  const bool any = used != 0;
+// A number that a response has: none, the request's, or that of the used entries.
+enum class amount : uint8_t { NONE, REQUESTED, USED };
+
+struct operation {
+  uint32_t op;
+  amount records;  // that the response carries
+  // Of a table that is not empty; for an empty one the response keeps the number of the request, and records of zeros.
+  amount num_entries;
+  void (*carry_out)(const oftab_stats_query_req_t *request, response_records records);
+};
+
+constexpr operation OPERATIONS[] = {
+    {OFTAB_STATS_LISTED, amount::REQUESTED, amount::REQUESTED, answer_listed},
+    {OFTAB_STATS_ALL, amount::USED, amount::USED, answer_all},
+    {OFTAB_STATS_CLEAR, amount::NONE, amount::USED, clear_all},
+};
+
+// Null for an unknown operation.
+const operation *find_operation(uint32_t op) {
+  for (const operation &each : OPERATIONS) {
+    if (each.op == op) {
+      return &each;
+    }
+  }
+  return nullptr;
+}
+
+uint16_t number_of(amount what, uint16_t requested, uint16_t used) {
+  if (what == amount::NONE) {
+    return 0;
+  }
+  return what == amount::USED ? used : requested;
+}
+
+void fill_response(const oftab_stats_query_req_t *request, oftab_stats_query_resp_t *response, const operation *known,
+                   uint16_t records, uint16_t used) {
   response->op = request->op;
   response->num_entries = request->num_entries;
-  switch (request->op) {
-    case OFTAB_STATS_LISTED:
-      if (any) {
-        answer_listed(request, response);
-      }
-      break;
-    case OFTAB_STATS_ALL:
-      if (any) {
-        response->num_entries = used;
-        answer_all(response, used);
-      }
-      break;
-    case OFTAB_STATS_CLEAR:
-      if (any) {
-        response->num_entries = used;
-        clear_all();
-      }
-      break;
-    default:
-      response->status = OFTAB_ERR_STATS_OP;
-      break;
+  if (known == nullptr) {
+    response->status = OFTAB_ERR_STATS_OP;
+  } else if (used != 0) {
+    response->num_entries = number_of(known->num_entries, request->num_entries, used);
+    known->carry_out(request, {records_of<oftab_stats_resp_info_t>(response), records});
   }
 }
 
@@ -139,7 +150,8 @@ int32_t answer(void *reply, void *buffer) {
   }
   const uint16_t used = used_entries();
   oftab_dump_stats_query_req(request);
-  const uint16_t count = records_in_response(request->op, request->num_entries, used);
+  const operation *known = find_operation(request->op);
+  const uint16_t count = known == nullptr ? uint16_t{0} : number_of(known->records, request->num_entries, used);
   const size_t length = sizeof(oftab_stats_query_resp_t) + count * sizeof(oftab_stats_resp_info_t);
   const owned_memory memory(length);
   auto *response = memory.as<oftab_stats_query_resp_t>();
@@ -147,7 +159,7 @@ int32_t answer(void *reply, void *buffer) {
     TRACE_ERROR_IN(handler, "%s() Malloc failure \n", handler);
     return OFTAB_ERR_INVALID;
   }
-  fill_response(request, response, used);
+  fill_response(request, response, known, count, used);
   const int32_t status = response->status;
   dump_stats_response(response, count);
   fu_ipq_send_response(reply, response, static_cast<uint32_t>(length), buffer, 0);
