@@ -128,6 +128,15 @@ void Switch::change_interface_id(uint32_t ifindex, uint16_t intf_id) {
   oftab_update_l2lif_for_ifindex(ifindex, intf_id);
 }
 
+void Switch::change_openflow_state(uint32_t ifindex, uint8_t state) {
+  interfaces().set_openflow_state(ifindex, state);
+  oftab_l2_port_openflow_mode_changed(ifindex);
+}
+
+void Switch::change_hw_lif(uint32_t ifindex, uint16_t hw_lif) {
+  oftab_set_hw_lif_for_l2_port(ifindex, hw_lif);
+}
+
 void Switch::rewrite(uint16_t tcam_index) {
   const oftab_tcam_tbl_t &table = *oftab_hw_rsrc_g.current_table;
   oftab_program_entry(&table.tcam_entry[tcam_index - table.tcam_st_idx]);

@@ -76,6 +76,12 @@ class Switch {
   // An interface gets another hardware interface id: the interface manager is told, then the library.
   void change_interface_id(uint32_t ifindex, uint16_t intf_id);
 
+  // OpenFlow is switched on (1 or 2) or off (0) for an interface: the interface manager is told, then the library.
+  void change_openflow_state(uint32_t ifindex, uint8_t state);
+
+  // A port gets another hardware LIF, which the library keeps for the host.
+  void change_hw_lif(uint32_t ifindex, uint16_t hw_lif);
+
   // Has the library write what is due at the TCAM index of a flow, or erase an index where there is none.
   void rewrite(uint16_t tcam_index);
   void erase(uint16_t tcam_index);

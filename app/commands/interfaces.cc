@@ -66,17 +66,16 @@ void set_openflow(Session &session, Arguments &arguments) {
   if (mode.text != "on" && mode.text != "off") {
     throw TextError(mode.column, "on or off, not " + quoted(mode));
   }
-  session.device.interfaces().set_openflow_state(ifindex, mode.text == "on" ? 1 : 0);
-  oftab_l2_port_openflow_mode_changed(ifindex);
+  session.device.change_openflow_state(ifindex, mode.text == "on" ? 1 : 0);
   *session.out << interface_name(ifindex) << ": OpenFlow "
                << (hdmpd_is_ifdb_openflow_enabled(ifindex) != 0 ? "enabled" : "disabled") << '\n';
 }
 
 void set_hw_lif(Session &session, Arguments &arguments) {
   const uint32_t ifindex = port_named(arguments.next("the port"));
-  const auto hw_lif = static_cast<uint32_t>(arguments.next_number(0, 0xFFFF, "a hardware LIF"));
+  const auto hw_lif = static_cast<uint16_t>(arguments.next_number(0, 0xFFFF, "a hardware LIF"));
   arguments.finish();
-  oftab_set_hw_lif_for_l2_port(ifindex, hw_lif);
+  session.device.change_hw_lif(ifindex, hw_lif);
   *session.out << interface_name(ifindex) << " has hardware LIF " << hex(hw_lif) << '\n';
 }
 
