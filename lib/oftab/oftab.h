@@ -46,14 +46,14 @@ enum {
 #define OFTAB_CATCH_ALL_PRIORITY 0xFFFFFFFFu /* in an add request for one entry: the catch-all */
 
 /* Message codes under which the host dispatches requests. */
-enum {
+enum oftab_message {
   OFTAB_MSG_ENTRY_UPDATE = 126024, /* oftab_process_entry_update */
   OFTAB_MSG_INTF_UPDATE = 126025,  /* oftab_process_intf_update */
   OFTAB_MSG_GET_STATS = 126026     /* oftab_process_get_stats */
 };
 
 /* Status codes. */
-enum {
+enum oftab_status {
   OFTAB_OK = 0,
   OFTAB_ERR_FAIL = -1,         /* not initialised, SDK failure, entry or flow not found, occupied interface slot */
   OFTAB_ERR_NOT_READY = -2,    /* interface and statistics requests before initialisation */
@@ -68,21 +68,13 @@ enum {
   OFTAB_ERR_MESSAGE = -12      /* message-service initialisation failed, or no payload */
 };
 
-/* Operations of the requests (entry_op, intf_op, op). */
-enum {
-  OFTAB_ENTRY_ADD = 1,
-  OFTAB_ENTRY_DELETE = 2,
-  OFTAB_ENTRY_MODIFY = 3,
-  OFTAB_ENTRY_PURGE = 4,
-  OFTAB_INTF_ADD = 1,
-  OFTAB_INTF_DELETE = 2,
-  OFTAB_STATS_LISTED = 5,
-  OFTAB_STATS_ALL = 6,
-  OFTAB_STATS_CLEAR = 7
-};
+/* Operations of the requests: entry_op, intf_op, op. */
+enum oftab_entry_op { OFTAB_ENTRY_ADD = 1, OFTAB_ENTRY_DELETE = 2, OFTAB_ENTRY_MODIFY = 3, OFTAB_ENTRY_PURGE = 4 };
+enum oftab_intf_op { OFTAB_INTF_ADD = 1, OFTAB_INTF_DELETE = 2 };
+enum oftab_stats_op { OFTAB_STATS_LISTED = 5, OFTAB_STATS_ALL = 6, OFTAB_STATS_CLEAR = 7 };
 
 /* result_type of a request entry. */
-enum {
+enum oftab_action {
   OFTAB_ACTION_PERMIT = 0,
   OFTAB_ACTION_DENY = 1,
   OFTAB_ACTION_OUTPORT = 2,
@@ -90,13 +82,19 @@ enum {
   OFTAB_ACTION_CONTROLLER = 4
 };
 
-enum { OFTAB_ACTION_FLAG_CONTROLLER = 0x10 }; /* action_flags: copy to the controller in addition to the action */
+/* action_flags of a request entry. */
+enum oftab_action_flag { OFTAB_ACTION_FLAG_CONTROLLER = 0x10 }; /* copy to the controller in addition to the action */
 
 /* result_kind of a software entry. */
-enum { OFTAB_RESULT_PERMIT = 0, OFTAB_RESULT_DENY = 1, OFTAB_RESULT_OUTPORT = 2, OFTAB_RESULT_CONTROLLER = 3 };
+enum oftab_result {
+  OFTAB_RESULT_PERMIT = 0,
+  OFTAB_RESULT_DENY = 1,
+  OFTAB_RESULT_OUTPORT = 2,
+  OFTAB_RESULT_CONTROLLER = 3
+};
 
 /* flags of a software entry. */
-enum {
+enum oftab_entry_flag {
   OFTAB_ENTRY_USED = 0x01,          /* a live flow; clear: a hole */
   OFTAB_ENTRY_NEW = 0x02,           /* converted, to be written to the TCAM */
   OFTAB_ENTRY_MOVED = 0x04,         /* at another index or with another action, to be written again */

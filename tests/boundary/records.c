@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* All headers in C11, and one object of each record that crosses the library's boundaries, for the comparison of their
-   layouts. */
+/* All headers in C11, and one object of each record and of each set of constants that crosses the library's boundaries,
+   for the comparison of layouts and values. */
 #include "oftab/oftab.h"
 #include "platform/asic_sdk.h"
 #include "platform/avl_tree.h"
@@ -31,3 +31,17 @@ RECORD(oftab_stats_query_resp_t);
 RECORD(oftab_stats_resp_info_t);
 RECORD(route_stats);
 RECORD(vlan_to_bd);
+
+#define CONSTANTS(type)               \
+  extern enum type example_of_##type; \
+  enum type example_of_##type
+
+CONSTANTS(oftab_message);
+CONSTANTS(oftab_status);
+CONSTANTS(oftab_entry_op);
+CONSTANTS(oftab_intf_op);
+CONSTANTS(oftab_stats_op);
+CONSTANTS(oftab_action);
+CONSTANTS(oftab_action_flag);
+CONSTANTS(oftab_result);
+CONSTANTS(oftab_entry_flag);
