@@ -34,7 +34,10 @@ int32_t qtr_custom_cache_unified_entry_get(uint32_t unit, uint32_t index, void *
   memcpy(r, tcam[index].result, TCAM_RESULT_SIZE);
   return 0;
 }
-int32_t libsdk_l3_route_stats_create(uint32_t unit, uint32_t block[4]) { return block[0] = ++last_counter, 0; }
+int32_t libsdk_l3_route_stats_create(uint32_t unit, uint32_t block[4]) {
+  block[0] = ++last_counter;
+  return 0;
+}
 int32_t libsdk_l3_route_stats_get(uint32_t unit, uint32_t stats_id, uint32_t zero, void *record) {
   memset(record, 0, sizeof(route_stats));
   return 0;
@@ -57,7 +60,10 @@ int HDM_HDIM_IF_IS_PC(void *interface) { return 0; }
 void *HDM_HDIM_IF_PC(void *interface) { return NULL; }
 void *HDM_HDIM_PC_GET_NEXT_PIF(void *pc, void *previous) { return NULL; }
 uint32_t HDM_HDIM_PIF_INDEX(void *pif) { return 0; }
-int32_t if_index_get_port(uint32_t ifindex, uint8_t *port) { return *port = ifindex >> 12 & 0xff, 0; }
+int32_t if_index_get_port(uint32_t ifindex, uint8_t *port) {
+  *port = ifindex >> 12 & 0xff;
+  return 0;
+}
 uint16_t hdmpd_qtr_get_intf_id_for_ifindex(uint32_t ifindex) { return (uint16_t)(0x100 + (ifindex >> 12 & 0xff)); }
 int32_t im_get_ifindex_openflow_state_list(void *records, uint32_t count) {
   ((uint8_t *)records)[OPENFLOW_STATE_OFFSET] = 1;
