@@ -125,20 +125,30 @@ int start(const Options &options) {
   return exit_status(good ? session.status : 1);
 }
 
-// What the command line says ends up in `options`.
-void add_words(CLI::App &parser, Options &options) {
+void add_commands(CLI::App &parser, Options &options) {
   parser.add_option("-c,--commands", options.commands, "run these commands, separated by semicolons");
+}
+
+// How a switch of one's own runs commands.
+void add_flags(CLI::App &parser, Options &options) {
   parser.add_flag("--no-boot", options.no_boot, "leave the library uninitialised until the command 'boot'");
   parser.add_flag("--keep-going", options.keep_going, "go on behind commands that fail");
   parser.add_flag("--then-prompt", options.then_prompt, "go on at a prompt when the commands are through");
+}
+
+// What the command line says ends up in `options`.
+void add_words(CLI::App &parser, Options &options) {
+  add_commands(parser, options);
+  add_flags(parser, options);
   parser.set_version_flag("--version", "oftab-switch " OFTAB_VERSION);
   CLI::App *script = parser.add_subcommand("run", "run the commands of a script; stop at the first that fails");
-  script->fallthrough();
+  add_flags(*script, options);
   script->add_option("SCRIPT", options.script, "the script, '-' for standard input")->required();
   options.serve.identity.software = "oftab-switch " OFTAB_VERSION;
   app::add_serve(parser, options.serve)->callback([&options] { options.serves = true; });
   CLI::App *attach = parser.add_subcommand("attach", "take commands for a switch that serves");
-  attach->fallthrough()->callback([&options] { options.attaches = true; });
+  add_commands(*attach, options);
+  attach->callback([&options] { options.attaches = true; });
   attach->add_option("PATH", options.console, "its --socket")->default_str(app::default_console_path());
 }
 

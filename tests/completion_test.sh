@@ -23,7 +23,7 @@ expect() {
   [ "$(offers oftab-switch "$@")" = "$wanted" ] || { echo "$*: '$(offers oftab-switch "$@")', not '$wanted'"; failures=1; }
 }
 
-for mode in '' serve; do
+for mode in '' run serve attach; do
   for option in $("$program" $mode --help | grep -o -- '^  -[^ ]*' | grep -o -- '--[a-z-]*'); do
     expect "$option" $mode "$option"
     [ "$option" = --help ] || sed 's/\\//g' "$packaging/oftab-switch.1" | grep -q -- "$option\b" ||
