@@ -29,6 +29,7 @@ class Run:
         self.failed = ended.returncode != 0 or agreed is None or int(agreed[1]) != rounds
         self.output = ended.stdout
         self.steps = rounds * STEPS_OF_A_HISTORY
+        self.agreed = 0 if self.failed else self.steps
 
 
 class Progress:
@@ -53,17 +54,15 @@ class Progress:
             print(line, flush=True)
 
 
-def soak(command, first, histories, progress, failures):
-    """Adds the output of the runs that failed. Returns whether all were lived, rather than interrupted."""
+def soak(command, first, histories, progress, ended):
+    """Adds the runs that have ended. Returns whether all have, rather than being interrupted."""
     pool = concurrent.futures.ThreadPoolExecutor(os.cpu_count())
     runs = [pool.submit(Run, command, first + at, min(HISTORIES_OF_A_RUN, histories - at))
             for at in range(0, histories, HISTORIES_OF_A_RUN)]
     try:
         for each in concurrent.futures.as_completed(runs):
-            run = each.result()
-            progress.advance(run.steps)
-            if run.failed:
-                failures.append(run.output)
+            ended.append(each.result())
+            progress.advance(ended[-1].steps)
     except KeyboardInterrupt:
         pool.shutdown(cancel_futures=True)
         return False
@@ -90,11 +89,12 @@ def main():
     histories = -(-chosen.steps // STEPS_OF_A_HISTORY)
     print(f"{histories:,} histories of {STEPS_OF_A_HISTORY} steps, the first one's seed is {chosen.seed}", flush=True)
     progress = Progress(histories * STEPS_OF_A_HISTORY)
-    failures = []
-    finished = soak(chosen.command, chosen.seed, histories, progress, failures)
+    ended = []
+    finished = soak(chosen.command, chosen.seed, histories, progress, ended)
+    failures = [run.output for run in ended if run.failed]
     for failure in failures:
         print(f"\n{failure}")
-    print(f"\n{progress.done:,} steps in {progress.seconds():.0f} s, {len(failures)} runs failed"
+    print(f"\n{sum(run.agreed for run in ended):,} steps agreed in {progress.seconds():.0f} s, {len(failures)} runs failed"
           f"{'' if finished else ', interrupted'}")
     return 1 if failures else 0 if finished else 130
 
