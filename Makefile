@@ -15,6 +15,7 @@
 # make demo       three switches and four hosts in Mininet, under a controller (as root)
 # make debs       make Debian packages in build/packages
 # make clean      remove what was built
+# make help       print this
 #
 # Missing Debian packages are installed first.
 
@@ -44,7 +45,7 @@ SOURCES = $(shell find lib platform host agent app tests fuzz bench examples -na
 LICENSED = $(SOURCES) Makefile .ci/run $(shell find . -path ./build -prune -o \( -name '*.py' -o -name '*.sh' \
   -o -name '*.bash' -o -name CMakeLists.txt \) -print)
 
-.PHONY: run test sanitize clang fuzz bench bench-openflow bench-frames coverage mutate soak lint format-check tidy demo \
+.PHONY: help run test sanitize clang fuzz bench bench-openflow bench-frames coverage mutate soak lint format-check tidy demo \
   debs clean root packages clang-packages format-packages tidy-packages valgrind-packages \
   demo-packages
 
@@ -107,6 +108,9 @@ root:
 
 debs: build-release
 	cd build/release && cpack -B ../packages
+
+help:
+	@sed -n '2,/^$$/s/^# \{0,1\}//p' Makefile
 
 clean:
 	rm -rf build

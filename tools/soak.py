@@ -94,7 +94,8 @@ def main():
     failures = [run.output for run in ended if run.failed]
     for failure in failures:
         print(f"\n{failure}")
-    print(f"\n{sum(run.agreed for run in ended):,} steps agreed in {progress.seconds():.0f} s, {len(failures)} runs failed"
+    agreed = sum(run.agreed for run in ended)
+    print(f"\n{agreed:,} steps agreed in {progress.seconds():.0f} s, {len(failures)} runs failed"
           f"{'' if finished else ', interrupted'}")
     return 1 if failures else 0 if finished else 130
 
