@@ -117,7 +117,7 @@ TEST_F(ChangeTest, CompactionPacksFromTheFirstFlowOn) {
 TEST_F(ChangeTest, CompactionWithoutMemoryChangesNothing) {
   set_up({erase({2})});
   const State before = state();
-  fail_allocations_of(size_t{4} * 296);
+  fail_allocations_of(4 * sizeof(oftab_sw_entry_t));
   EXPECT_EQ(oftab_defragment_entries(), -3);
   let_allocations_pass();
   EXPECT_THAT(traced(102), ElementsAre("oftab_defragment_entries() Exit. Malloc failure \n"));

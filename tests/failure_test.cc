@@ -31,7 +31,7 @@ Spoil short_of_memory(size_t bytes) {
   return [=](Rig &) { fail_allocations_of(bytes); };
 }
 
-constexpr size_t kFullArray = size_t{4095} * 296;
+constexpr size_t kFullArray = 4095 * sizeof(oftab_sw_entry_t);
 
 // Three flows, the second of which is the culprit.
 Bytes three(Flow culprit) {

@@ -283,7 +283,7 @@ TEST_F(Recovery, DirectWriteOverAStrandedEntryIsLeftAlone) {
 TEST_F(Recovery, CommitWithoutMemoryLosesTheTableAlone) {
   set_up({add({numbered_flow(1, 50, output({kPc}))})});
   sw.tracing().clear();
-  fail_allocations_of(size_t{3} * 296);
+  fail_allocations_of(3 * sizeof(oftab_sw_entry_t));
   const Response response = submit(add({numbered_flow(2, 9), numbered_flow(3, 8)}));
   let_allocations_pass();
   EXPECT_EQ(response.status, -3);
