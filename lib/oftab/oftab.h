@@ -530,8 +530,8 @@ int32_t oftab_dummy_stats_reader(uint16_t stats_id);
 /* Creates oftab_pc_tree. 0, or -1. */
 int32_t oftab_init_pc_tree(void);
 
-/* The difference of the pc_ifindex of two struct pc_entry, read as signed: an order of port channels whose ifindexes lie
- * less than 2^31 apart. A missing first record gives -1, a missing second one 1. */
+/* The difference of the pc_ifindex of two struct pc_entry, read as signed: an order of port channels whose ifindexes
+ * lie less than 2^31 apart. A missing first record gives -1, a missing second one 1. */
 int32_t oftab_pc_compare_func(const void *pc_entry_a, const void *pc_entry_b);
 
 /* The record of a port channel that some flow outputs to, or null. It belongs to the tree. */
