@@ -1,8 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# The Debian packages, unpacked into an empty root, are all that a stranger needs: the example host builds against them
-# with pkg-config and with CMake, and runs; so does the program, whose service systemd takes. Usage: install_test.sh
-# BUILD_DIR
+# The Debian packages, installed into a root of their own, are all that a stranger needs: the example host builds against
+# them with pkg-config and with CMake, and runs; so does the program, whose service systemd takes. Removed, they leave
+# nothing. Usage: install_test.sh BUILD_DIR
 set -eu
 build=$1
 work=$(mktemp -d)
@@ -12,10 +12,36 @@ library=$root/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 documents=$root/usr/share/doc/liboftab-dev
 
 (cd "$build" && cpack -B "$work/packages" >"$work/cpack.log" 2>&1) || { cat "$work/cpack.log"; exit 1; }
-mkdir "$root"
-for package in liboftab1 liboftab-dev oftab-switch; do
-  dpkg-deb -x "$work/packages/${package}_"*.deb "$root"
+
+# dpkg in that root, where the packages of this machine that the new ones depend on count as installed. What maintainer
+# scripts call only notes what it is told.
+mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/run/systemd/system" "$work/bin"
+for program in ldconfig systemctl; do
+  printf '#!/bin/sh\necho %s "$@" >>"%s"\n' $program "$work/calls" >"$work/bin/$program"
+  chmod +x "$work/bin/$program"
 done
+for deb in "$work"/packages/*.deb; do
+  dpkg-deb -f "$deb" Depends
+done | sed 's/([^)]*)//g' | tr ',' '\n' | grep -v oftab | sort -u | xargs dpkg-query --show --showformat \
+  'Package: ${Package}\nStatus: ${Status}\nVersion: ${Version}\nArchitecture: ${Architecture}\nMaintainer: -\nDescription: -\n\n' \
+  >"$root/var/lib/dpkg/status"
+packages() {
+  PATH=$work/bin:$PATH dpkg --root="$root" --log="$work/dpkg.log" --force-not-root --force-bad-path \
+    --force-script-chrootless "$@" >"$work/output" 2>&1
+}
+succeed() {
+  "$@" || { cat "$work/output"; exit 1; }
+}
+expect_calls() {
+  printf '%s\n' "$@" | diff - "$work/calls"
+  rm "$work/calls"
+}
+
+echo "installation"
+packages --install "$work"/packages/oftab-switch_*.deb || true
+grep 'oftab-switch depends on liboftab1' "$work/output"
+succeed packages --install "$work"/packages/*.deb
+expect_calls ldconfig 'systemctl daemon-reload' 'systemctl try-restart oftab-switch.service'
 
 echo "with pkg-config"
 export PKG_CONFIG_LIBDIR="$library/pkgconfig"
@@ -44,3 +70,11 @@ if command -v systemd-analyze >/dev/null; then
   systemd-analyze --no-pager security --offline=true --threshold=25 "$unit" >"$work/exposure" ||
     { cat "$work/exposure"; exit 1; }
 fi
+
+echo "removal"
+packages --remove liboftab1 || true
+grep 'liboftab-dev depends on liboftab1' "$work/output"
+succeed packages --remove oftab-switch liboftab-dev liboftab1
+expect_calls 'systemctl stop oftab-switch.service' "systemctl --root=$root --quiet disable oftab-switch.service" ldconfig
+find "$root" -path "$root/var/lib/dpkg" -prune -o -type f -print >"$work/left"
+diff /dev/null "$work/left"
