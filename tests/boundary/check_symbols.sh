@@ -40,6 +40,14 @@ for name in $(cat "$work/services"); do
   grep -qw "$name" "$source/docs/porting.md" || { echo "docs/porting.md does not tell about $name"; exit 1; }
 done
 
+# Whose layout or values are compared is what the library's own symbols name, and records.c.
+for name in $(sed -nE 's/^\} (oftab_[a-z_]+_t);$/\1/p; s/^enum (oftab_[a-z_]+) \{.*/\1/p' "$source/lib/oftab/oftab.h"); do
+  grep -qw "$name" "$source"/tests/boundary/*.abi || {
+    echo "$name of oftab.h is in no dump of the binary interface: tests/boundary/records.c lacks it"
+    exit 1
+  }
+done
+
 echo libc.so.6 >"$work/libraries"
 compare "The library is to need the C library alone." "$work/libraries" "$work/needed"
 
