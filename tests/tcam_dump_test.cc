@@ -62,6 +62,11 @@ TEST_F(SwitchTest, HardwareRecordsOfBothLayoutsAreDisplayed) {
   const auto hw = std::bit_cast<cache_unified_entry>(record(kForward));
   EXPECT_EQ(oftab_dump_tcam_entry(callers.context(sw), 7, hw.key, hw.mask, hw.result), 0);
   EXPECT_EQ(callers.text(), "Key Value/Mask for Index 7\n" + kKeyLines + kForwardLines + kRule);
+  sw.faults().reset();
+  Screen left{.height = 1};
+  EXPECT_EQ(oftab_display_cache_tcam(left.context(sw), 4093, 4094), 0);
+  EXPECT_EQ(left.text(), "Key Value/Mask for Index 4093\n");
+  EXPECT_EQ(sw.faults().sdk_calls(), 1U);
   sw.tracing().clear();
   EXPECT_EQ(oftab_display_cache_tcam(nullptr, 4094, 4094), 0);
   EXPECT_EQ(joined(traced(104)), "Key Value/Mask for Index 4094\n" + kKeyLines + kRoutedLines + kRule);
