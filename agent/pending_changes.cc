@@ -321,7 +321,7 @@ void PendingChanges::replace_record(size_t mod, const TableEntry &old, TableEntr
   TableEntry &stays = *table_.find(seq_no);
   stays.change_record();
   if (add_one(stays.flow) != OFTAB_OK) {
-    lost_.push_back(seq_no);
+    lost_.insert(seq_no);
   }
 }
 

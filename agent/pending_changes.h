@@ -90,7 +90,8 @@ class PendingChanges {
   bool survives(Requests requests);
   void recover();
   void fail_all();
-  void add_again(std::vector<uint32_t> seq_nos);
+  void add_again(const std::set<uint32_t> &seq_nos);
+  std::set<uint32_t> all_seq_nos() const;
 
   void begin();
   void send_all();
@@ -123,7 +124,7 @@ class PendingChanges {
   size_t replaced_ = 0;
   std::set<uint32_t> leftovers_;  // numbers of records that no flow has any more, to be deleted
   std::set<uint32_t> broken_;     // numbers of flows whose records could not get their actions back
-  std::vector<uint32_t> lost_;    // numbers of flows that the library has not, to be added again
+  std::set<uint32_t> lost_;       // numbers of flows that the library has not, to be added again
 };
 
 }  // namespace agent

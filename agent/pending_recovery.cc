@@ -17,12 +17,11 @@ bool PendingChanges::unfinished() const {
 
 void PendingChanges::recover() {
   fail_all();
-  std::vector<uint32_t> seq_nos;
-  table_.for_each([&](const TableEntry &entry) { seq_nos.push_back(*entry.flow.seq_no); });
+  const std::set<uint32_t> seq_nos = all_seq_nos();
   if (seq_nos.empty()) {
     ask(device_, purge_request());
   } else {
-    add_again(std::move(seq_nos));
+    add_again(seq_nos);
   }
 }
 
@@ -45,13 +44,14 @@ void PendingChanges::fail_all() {
   }
   std::ranges::for_each(std::exchange(leftovers_, {}), [this](uint32_t seq_no) { table_.give_back(seq_no); });
   broken_.clear();
+  lost_.clear();
   ++change_;
   replacements_.clear();
   replaced_ = 0;
 }
 
 // Flows that are refused stay in the table, and wait.
-void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
+void PendingChanges::add_again(const std::set<uint32_t> &seq_nos) {
   std::vector<Flow *> flows;
   for (const uint32_t seq_no : seq_nos) {
     TableEntry &entry = *table_.find(seq_no);
@@ -59,20 +59,24 @@ void PendingChanges::add_again(std::vector<uint32_t> seq_nos) {
     entry.flow.absent = absence_in(device_, entry.flow.match);
     flows.push_back(&entry.flow);
   }
-  lost_ = std::move(seq_nos);
   try {
     const Statuses statuses = add_all(flows);
-    std::vector<uint32_t> refused;
     for (size_t i = 0; i < flows.size(); ++i) {
       if (statuses[i] != OFTAB_OK) {
-        refused.push_back(lost_[i]);
+        lost_.insert(*flows[i]->seq_no);
       }
     }
-    lost_ = std::move(refused);
   } catch (const FlowsLost &) {
-    lost_.clear();
-    table_.for_each([this](const TableEntry &entry) { lost_.push_back(*entry.flow.seq_no); });
+    lost_ = all_seq_nos();
   }
+}
+
+std::set<uint32_t> PendingChanges::all_seq_nos() const {
+  std::set<uint32_t> seq_nos;
+  for (const auto &[seq_no, entry] : table_.entries()) {
+    seq_nos.insert(seq_nos.end(), seq_no);
+  }
+  return seq_nos;
 }
 
 void PendingChanges::finish() {

@@ -315,13 +315,17 @@ class History : public Listener, public Wire {
     return match;
   }
 
-  // Values at the ends of their ranges too, where sums carry.
+  // Values at the ends of their ranges too, where sums carry. Destinations are groups: a source may have been learnt.
   Action random_change() {
     constexpr uint64_t highest[] = {0, 0xfff, 7, 0, ~0U, ~0U, ~0U, ~0U, 0xff, 0xffff, 0xffff};
     const uint32_t kind = 1 + dice_.below(10);
     const uint64_t most = highest[kind];
     const uint64_t value = dice_.one_in(4) ? 0 : dice_.one_in(3) ? most : dice_.below(~0U) & most;
-    return {.kind = static_cast<Action::Kind>(kind), .value = value};
+    Action change{.kind = static_cast<Action::Kind>(kind), .value = value};
+    if (change.kind == Action::Kind::SetDlDst) {
+      change.value |= 0x010000000000;
+    }
+    return change;
   }
 
   // Half of the lists are such as the hardware does.

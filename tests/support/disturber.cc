@@ -14,8 +14,7 @@ constexpr int32_t kCode = 77;  // of a failing call
 }  // namespace
 
 bool Disturber::during(const std::function<void()> &operate) {
-  const uint32_t most = calls_.empty() ? 2 : 1;
-  for (uint32_t left = one_in_ != 0 && dice_.one_in(one_in_) ? 1 + dice_.below(most) : 0; left > 0; --left) {
+  for (uint32_t left = one_in_ != 0 && dice_.one_in(one_in_) ? 1 + dice_.below(2) : 0; left > 0; --left) {
     arm();
   }
   if (next) {

@@ -16,8 +16,8 @@ namespace test {
 
 class Disturber {
  public:
-  // One operation in `one_in` gets a fault or two, or one of these calls alone if there are any; with 0 none does. The
-  // log says which.
+  // One operation in `one_in` gets a fault or two, of these calls alone if there are any; with 0 none does. The log
+  // says which.
   Disturber(host::services::Faults &faults, Dice &dice, uint32_t one_in, std::ostream &log,
             std::span<const std::string_view> calls = {})
       : faults_(faults), dice_(dice), one_in_(one_in), log_(log), calls_(calls) {}
