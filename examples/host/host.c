@@ -1,7 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* The smallest host that liboftab runs in: an ASIC that remembers what it is told, and the services that the library
- * asks for. It boots the library, adds one flow and prints the record that the TCAM got. A platform port starts here:
- * each stub stands for a call of platform/, whose header has the contract. */
+/* The smallest host that liboftab runs in: it boots the library, adds one flow and prints the record that the TCAM got.
+ * A platform port starts here: each stub stands for a call of platform/, whose header has the contract. */
 #include <stdarg.h>
 #include <string.h>
 
@@ -89,11 +88,10 @@ int32_t bitset_next_free_bit(void *set, uint32_t from) {
 int32_t bitset_first_free_bit(void *set) { return bitset_next_free_bit(set, 0); }
 
 /* Timers: the library's one timer never expires here. */
-static int timer_armed;
-void *tg_create_timer(void *context, uint32_t flags, void *timer_argument, uint32_t one) { return &timer_armed; }
-int32_t tg_start_timer(void *timer, const void *interval) { return timer_armed = 1; }
-void tg_stop_timer(void *timer) { timer_armed = 0; }
-int32_t tg_is_timer_active(void *timer) { return timer_armed; }
+void *tg_create_timer(void *context, uint32_t flags, void *timer_argument, uint32_t one) { return &tcam; }
+int32_t tg_start_timer(void *timer, const void *interval) { return 1; }
+void tg_stop_timer(void *timer) {}
+int32_t tg_is_timer_active(void *timer) { return 1; }
 
 /* Tracing and the shell: failures go to standard error, all else nowhere. */
 FILE *dbg_out_file;
@@ -127,9 +125,7 @@ const char *hdm_errcat2str(int32_t status) { return "error"; }
 
 static void print_part(const char *name, const uint8_t *bytes, size_t size) {
   printf("%-7s", name);
-  for (size_t i = 0; i < size; ++i) {
-    printf("%02x", bytes[i]);
-  }
+  for (const uint8_t *byte = bytes; byte < bytes + size; ++byte) printf("%02x", *byte);
   printf("\n");
 }
 
@@ -139,12 +135,10 @@ int main(void) {
     oftab_entry_update_req_t request;
     oftab_flow_t flow;
   } message = {.request = {OFTAB_ENTRY_ADD, 1, 0},
-               .flow = {.priority = 100,
-                        .seq_no = 1,
-                        .value = {.ethertype = 0x0800, .protocol = 6, .dport = 80}, /* IPv4 to TCP port 80 */
-                        .mask = {.ethertype = 0xffff, .protocol = 0xff, .dport = 0xffff},
-                        .result_type = OFTAB_ACTION_DENY}};
-
+               .flow = {.value = {.ethertype = 0x0800, .protocol = 6, .dport = 80}, /* IPv4 to TCP port 80 */
+                        .mask = {.ethertype = 0xffff, .protocol = 0xff, .dport = 0xffff}}};
+  message.flow.seq_no = 1;
+  message.flow.result_type = OFTAB_ACTION_DENY;
   oftab_main(0);
   oftab_process_entry_update(NULL, &message, NULL);
   const unsigned index = oftab_hw_rsrc_g.current_table->tcam_st_idx;
