@@ -35,13 +35,6 @@ void live_history(uint64_t seed) {
   ASSERT_EQ(in_child(history).value, 0) << "replay with OFTAB_SEED=" << seed;
 }
 
-// A flow that waits for another one's last copy to leave its index is written when an interface's id changes.
-TEST(Model, AgreesWithTheSwitchWhereItDidNot) {
-  for (const uint64_t seed : {20262943U, 20294859U, 20334959U}) {
-    ASSERT_NO_FATAL_FAILURE(live_history(seed));
-  }
-}
-
 TEST(Model, AgreesWithTheSwitchThroughRandomHistories) {
   const bool replay = std::getenv("OFTAB_SEED") != nullptr;
   const uint64_t first_seed = number_from_environment("OFTAB_SEED", 1);

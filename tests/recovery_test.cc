@@ -184,6 +184,27 @@ const RestoreCase kRestorations[] = {
 
 INSTANTIATE_TEST_SUITE_P(Table, Restoration, testing::ValuesIn(kRestorations), case_name);
 
+// Behind the compaction, flow 4's last copy stands in flow 3's place, and flow 3's is a stray one.
+TEST_F(Recovery, FlowFollowsOneThatLeavesItsPlaceForANewInterfaceId) {
+  Flow fourth = numbered_flow(4, 45, deny());
+  fourth.value.ifindex = port(4);
+  fourth.mask.ifindex = 0xffffffff;
+  set_up({add({numbered_flow(1, 60, deny()), numbered_flow(2, 55, deny()), numbered_flow(3, 50, deny()), fourth,
+               numbered_flow(5, 40, deny()), numbered_flow(6, 35, deny())}),
+          erase({2})});
+  sw.faults().fail(kWrite, 5, kCode);
+  sw.faults().fail(kWrite, 6, kCode);
+  EXPECT_EQ(oftab_defragment_entries(), -1);
+  sw.faults().disarm();
+  sw.call_log().set_on(true);
+  sw.change_interface_id(port(4), 0x900);
+  EXPECT_THAT(writes(), ElementsAre(2003, 2002));
+  excused = {{host::State::Stranded, 2001}};
+  expect_sound();
+  excused.clear();
+  set_up({erase({})});
+}
+
 TEST_F(Recovery, TreeThatCouldNotBePutBackIsCompletedByTheNextRequest) {
   for (const char *call : {"libsdk_mcst_tree_create", "libsdk_mcst_tree_group_add"}) {
     SCOPED_TRACE(call);
