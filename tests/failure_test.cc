@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a refused or failed request answers and traces, and that it leaves everything as it was.
+#include <unistd.h>
+
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -122,7 +124,7 @@ TEST_F(SwitchTest, EveryTracePointReachesEveryOutput) {
   sw.tracing().set_failures(true);
   std::string console;
   sw.tracing().set_console(host::services::kErrors, [&](std::string_view text) { console += text; });
-  const std::string path = testing::TempDir() + "oftab_trace.txt";
+  const std::string path = testing::TempDir() + "oftab_trace_" + std::to_string(getpid());
   sw.tracing().open_file(path);
   oftab_set_hw_lif_for_l2_port(0xffffffff, 9);
   submit(entry_request(5, {}));
@@ -140,6 +142,7 @@ TEST_F(SwitchTest, EveryTracePointReachesEveryOutput) {
                                            "oftab_set_hw_lif_for_l2_port: ifindex 0xffffffff has no port slot \n"));
   EXPECT_THAT(text, testing::ContainsRegex("\\[Thu Jan  1 00:00:00 1970\\]error: oftab_process_entry_update\\(" +
                                            std::to_string(failure.line) + "\\): Invalid operation :5\n"));
+  remove(path.c_str());
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ using host::asic::Record;
 constexpr char kKey[] = "f16a5e1d892aa2199108807af269e158d0ffffffff7f402040214000003802b7341250000320fcff7f64f8ff";
 constexpr char kMask[] = "ffff87f77fffffffffff7f000080ffffffffffffff1fe0ffffffffffffff9ffffffff0ffffffffffffffefff";
 constexpr char kForward[] = "6964fdf922ce01a8ffefc3f9ffffffdfc207f8ffffffffff";
-constexpr char kRouted[] = "febf543874ef66de5515e8e655e440357fb82b86baffffff";
+constexpr char kRouted[] = "febf543874ef66de5515e8e655e440357fb82b86faffffff";
 
 const std::string kRule = std::string(90, '-') + "\n";
 const std::string kKeyLines =
