@@ -48,9 +48,12 @@ class Terminal(pexpect.spawn):
         return self.until()
 
     def interrupt(self, answer=""):
-        """Back to the prompt, with an answer before it."""
+        """Back to the prompt, with an answer before it, and past a second prompt of a command that ended just then."""
         self.send(CTRL_C)
         self.until(answer)
+        self.until()
+        self.send("echo caught up\n")
+        self.until("\ncaught up")
         self.until()
 
     def end(self):
