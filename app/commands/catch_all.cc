@@ -31,17 +31,16 @@ bool copies(const HardwareActions &actions) {
   return actions.kind == Kind::Controller || actions.copy_to_controller;
 }
 
-// The copy ends with the record: the next request installs another.
-void end_copy() {
-  if (const int32_t status = oftab_clear_catch_all(OFTAB_CATCH_ALL_INDEX, OFTAB_CATCH_ALL_INDEX); status != OFTAB_OK) {
-    throw CommandError(concat("ending the copy to the controllers: ", status_text(Operation::Write, status)));
+void require_success(int32_t status, Operation operation, const char *what) {
+  if (status != OFTAB_OK) {
+    throw CommandError(concat(what, ": ", status_text(operation, status)));
   }
 }
 
-void require_success(int32_t status) {
-  if (status != OFTAB_OK) {
-    throw CommandError("catch-all: " + status_text(Operation::CatchAll, status));
-  }
+// The copy ends with the record: the next request installs another.
+void end_copy() {
+  require_success(oftab_clear_catch_all(OFTAB_CATCH_ALL_INDEX, OFTAB_CATCH_ALL_INDEX), Operation::Write,
+                  "ending the copy to the controllers");
 }
 
 HardwareActions installed(const Session &session) {
@@ -58,7 +57,7 @@ void change_catch_all(Session &session, Arguments &arguments) {
     end_copy();
   }
   for (const Bytes &request : catch_all_requests(actions)) {
-    require_success(submit_entries(session.device, request).status);
+    require_success(submit_entries(session.device, request).status, Operation::CatchAll, "catch-all");
   }
   session.catch_all_application = actions.app_id;
   *session.out << "catch-all entry: " << catch_all_text(session) << '\n';

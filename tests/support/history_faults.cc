@@ -30,13 +30,14 @@ void History::take_over(const Model &before, const State &state, const host::Rep
 }
 
 // A request that is refused puts back what flows had, but for port channels that cannot take them up again, and for
-// trees that it could not destroy.
+// ports of trees that it could not destroy.
 void History::doubt_what_stays() {
   for (const auto &[pc, seq_no] : rig_.exceptions.untracked) {
     doubtful_.insert(seq_no);
   }
+  const host::asic::Trees &trees = rig_.sw.asic().trees();
   for (const oftab_sw_entry_t &record : current_records()) {
-    if (rig_.sw.asic().trees().last_destroy_failed(record.mcst_idx)) {
+    if (trees.last_destroy_failed(record.mcst_idx) && !trees.ports(record.mcst_idx).empty()) {
       doubtful_.insert(record.seq_no);
     }
   }
