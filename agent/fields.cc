@@ -444,11 +444,4 @@ uint32_t vlan_for_host(uint64_t vlan) {
   return vlan == 0 ? Vlans::kPriorityTagged : static_cast<uint32_t>(vlan);
 }
 
-bool matches(const Match &match, const Packet &packet) {
-  return std::ranges::all_of(kRows, [&](const FieldRow &row) {
-    const Masked &field = match[row.field];
-    return ((row.of_packet(packet) ^ field.value) & field.mask) == 0;
-  });
-}
-
 }  // namespace agent

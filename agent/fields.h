@@ -109,8 +109,6 @@ const Shorthand *shorthand_of(const Match &match);
 // "tcp"; empty for an IP protocol without a name.
 std::string_view protocol_name(uint64_t protocol);
 
-bool matches(const Match &match, const Packet &packet);
-
 // The number by which the host knows a VLAN: frames of VLAN 0, whose tag carries a priority alone, have one that no tag
 // can have.
 uint32_t vlan_for_host(uint64_t vlan);

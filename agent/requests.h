@@ -14,8 +14,6 @@ namespace agent {
 
 using Bytes = std::vector<uint8_t>;
 
-constexpr size_t kMostRecords = 65535;  // that one request can carry
-
 // Adds or modifies (`entry_op`) what stands in the TCAM for flows. Every flow has its sequence number, which is its
 // context too.
 Bytes flow_request(uint32_t entry_op, std::span<const Flow *const> flows);

@@ -15,7 +15,6 @@ using Bytes = std::vector<uint8_t>;
 constexpr size_t kTagAt = 12;  // behind the addresses
 constexpr size_t kTagSize = 4;
 constexpr size_t kTypeSize = 2;
-constexpr uint16_t kServiceTag = 0x88a8;
 constexpr uint16_t kVlanId = 0x0fff;
 constexpr uint16_t kVlanPriority = 0xe000;
 constexpr unsigned kVlanPriorityShift = 13;

@@ -14,12 +14,11 @@ enum class Operation : unsigned {
   Modify = 2,
   FlowMod = Add | Modify,  // one or the other
   Delete = 4,
-  Purge = 8,
-  CatchAll = 16,
-  Interfaces = 32,
-  Statistics = 64,
-  Compaction = 128,
-  Write = 256,  // the direct writers and the multicast scenario
+  CatchAll = 8,
+  Interfaces = 16,
+  Statistics = 32,
+  Compaction = 64,
+  Write = 128,  // the direct writers and the multicast scenario
 };
 
 // "-5 (more flows than free places)".

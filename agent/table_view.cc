@@ -48,23 +48,6 @@ Flow flow_of(const oftab_sw_entry_t &record, host::Switch &device, const Hardwar
   return flow;
 }
 
-// Those of the installed flows and of the given ones, rising.
-std::vector<uint32_t> taken_sequence_numbers(std::span<const Flow> flows) {
-  std::vector<uint32_t> taken;
-  for (const oftab_sw_entry_t &record : table_records()) {
-    if (is_live(record)) {
-      taken.push_back(record.seq_no);
-    }
-  }
-  for (const Flow &flow : flows) {
-    if (flow.seq_no) {
-      taken.push_back(*flow.seq_no);
-    }
-  }
-  std::ranges::sort(taken);
-  return taken;
-}
-
 }  // namespace
 
 std::span<const oftab_sw_entry_t> table_records() {
@@ -130,37 +113,6 @@ const oftab_sw_entry_t *live_record_at(uint16_t tcam_index) {
   }
   const size_t position = tcam_index - oftab_hw_rsrc_g.current_table->tcam_st_idx;
   return position < records.size() && is_live(records[position]) ? &records[position] : nullptr;
-}
-
-std::vector<InstalledFlow> selected_flows(host::Switch &device, const Flow &description) {
-  std::vector<InstalledFlow> flows;
-  for (const oftab_sw_entry_t &record : table_records()) {
-    const bool passed_over = !is_live(record) || (description.seq_no && description.seq_no != record.seq_no) ||
-                             (description.priority && description.priority != record.priority);
-    if (passed_over) {
-      continue;
-    }
-    InstalledFlow flow = installed_flow(device, record);
-    if (description.seq_no || covers(description.match, flow.flow.match)) {
-      flows.push_back(std::move(flow));
-    }
-  }
-  return flows;
-}
-
-void assign_sequence_numbers(std::span<Flow> flows) {
-  const std::vector<uint32_t> taken = taken_sequence_numbers(flows);
-  auto next_taken = taken.begin();
-  uint32_t candidate = 1;
-  for (Flow &flow : flows) {
-    if (flow.seq_no) {
-      continue;
-    }
-    for (; next_taken != taken.end() && *next_taken <= candidate; ++next_taken) {
-      candidate += *next_taken == candidate ? 1 : 0;
-    }
-    flow.seq_no = candidate++;
-  }
 }
 
 }  // namespace agent

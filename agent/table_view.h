@@ -4,7 +4,6 @@
 #define AGENT_TABLE_VIEW_H
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -47,13 +46,6 @@ InstalledFlow installed_flow(host::Switch &device, const oftab_sw_entry_t &recor
 
 // The record at a TCAM index; none when no live flow stands there.
 const oftab_sw_entry_t *live_record_at(uint16_t tcam_index);
-
-// Which installed flows a description names: by its sequence number if it has one, else every flow whose match it
-// covers; in either case of its priority alone if it has one.
-std::vector<InstalledFlow> selected_flows(host::Switch &device, const Flow &description);
-
-// Gives each flow without a sequence number the lowest that neither an installed flow nor another one of `flows` has.
-void assign_sequence_numbers(std::span<Flow> flows);
 
 }  // namespace agent
 

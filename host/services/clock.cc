@@ -44,9 +44,6 @@ void Clock::expire() {
 
 void Clock::pause(uint32_t seconds) {
   now_ += seconds;
-  if (mark_) {
-    mark_(seconds);
-  }
 }
 
 Timer *Clock::create(const uint32_t *arg) {

@@ -42,9 +42,6 @@ class Clock {
   // Called for each expiry, with the timer's four words, the timer no longer active.
   void on_expiry(std::function<void(const uint32_t *arg)> deliver) { deliver_ = std::move(deliver); }
 
-  // Called after each pause with its length: a progress mark for whoever watches a long operation.
-  void on_pause(std::function<void(uint32_t seconds)> mark) { mark_ = std::move(mark); }
-
   // The timer service. `context` must be the one that the host gave to the library.
   void *context() { return this; }
   Timer *create(const uint32_t *arg);
@@ -58,7 +55,6 @@ class Clock {
   bool time_of_day_ = false;
   std::deque<Timer> timers_;  // a deque: timers stay where they are
   std::function<void(const uint32_t *)> deliver_;
-  std::function<void(uint32_t)> mark_;
 };
 
 }  // namespace host::services

@@ -120,10 +120,6 @@ uint8_t Interfaces::sdk_port(uint32_t ifindex) {
   return slot ? static_cast<uint8_t>(*slot + 1) : 0;
 }
 
-std::optional<uint8_t> Interfaces::asic_port(uint32_t ifindex) const {
-  return get_port(ifindex).asic_port;
-}
-
 void Interfaces::set_asic_port(uint32_t ifindex, std::optional<uint8_t> port) {
   get_port(ifindex).asic_port = port;
 }

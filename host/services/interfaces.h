@@ -76,7 +76,6 @@ class Interfaces {
   void set_intf_id(uint32_t ifindex, std::optional<uint16_t> intf_id);
 
   // ASIC port of a front-panel port.
-  std::optional<uint8_t> asic_port(uint32_t ifindex) const;
   void set_asic_port(uint32_t ifindex, std::optional<uint8_t> port);
 
   // OpenFlow state; 1 and 2 mean enabled.

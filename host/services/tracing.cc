@@ -9,6 +9,8 @@
 namespace host::services {
 namespace {
 
+constexpr long kLargestFile = 64L << 20;
+
 // Keeps the newest `capacity` records.
 template <typename Record>
 void append(std::deque<Record> &to, Record record, size_t capacity) {
@@ -55,7 +57,7 @@ void Tracing::flush_file() {
   if (std::fflush(dbg_out_file) != 0) {
     file_error_ = errno;
     close_file();
-  } else if (ftell(dbg_out_file) > file_limit_) {
+  } else if (ftell(dbg_out_file) > kLargestFile) {
     rename(file_path_.c_str(), (file_path_ + ".1").c_str());
     FILE *const anew = std::fopen(file_path_.c_str(), "ae");
     if (anew != nullptr) {

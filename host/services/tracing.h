@@ -70,13 +70,12 @@ class Tracing {
   bool is_message() const { return is_message_; }
   void set_message(bool is_message) { is_message_ = is_message; }
 
-  // The output file (dbg_out_file): every message goes to its end while it is open. When it has grown past the limit it
-  // is renamed, ".1" behind its name, in place of the one before it, and begun anew. Throws std::system_error.
+  // The output file (dbg_out_file): every message goes to its end while it is open. When it has grown past 64 MiB it is
+  // renamed, ".1" behind its name, in place of the one before it, and begun anew. Throws std::system_error.
   // A file that cannot be written is closed; `take_file_error` then tells why, as an errno, once.
   void open_file(const std::string &path);
   void close_file();
   int take_file_error() { return std::exchange(file_error_, 0); }
-  void set_file_limit(long bytes) { file_limit_ = bytes; }
   void flush_file();
 
   // How many records each ring and the history keep.
@@ -103,7 +102,6 @@ class Tracing {
   bool is_message_ = false;
   size_t capacity_ = kDefaultCapacity;
   std::string file_path_;
-  long file_limit_ = 64L << 20;
   int file_error_ = 0;
   std::deque<TraceRecord> ring_;
   std::deque<TraceRecord> failures_;
