@@ -218,11 +218,21 @@ static std::variant<HardwareActions, CpuReason> lower_actions(const Flow &flow) 
 
 std::vector<Action> raised(const HardwareActions &actions) {
   std::vector<Action> list;
-  if (actions.kind == Kind::Normal) {
-    list.push_back(output_to(kPortNormal));
+  bool controller = actions.copy_to_controller;
+  switch (actions.kind) {
+    case Kind::Drop:
+      break;
+    case Kind::Normal:
+      list.push_back(output_to(kPortNormal));
+      break;
+    case Kind::Output:
+      std::ranges::transform(actions.outputs, std::back_inserter(list), output_to);
+      break;
+    case Kind::Controller:
+      controller = true;
+      break;
   }
-  std::ranges::transform(actions.outputs, std::back_inserter(list), output_to);
-  if (actions.kind == Kind::Controller || actions.copy_to_controller) {
+  if (controller) {
     list.push_back(output_to(kPortController));
     list.back().app_id = actions.app_id;
   }

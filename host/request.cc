@@ -71,8 +71,10 @@ size_t needed_length(uint32_t code, Bytes request) {
       return entry_request_length(request);
     case OFTAB_MSG_INTF_UPDATE:
       return kHeader + count(request) * sizeof(oftab_intf_req_info_t);
-    default:
+    case OFTAB_MSG_GET_STATS:
       return kHeader + (operation(request) == OFTAB_STATS_LISTED ? count(request) * sizeof(oftab_stats_req_info_t) : 0);
+    default:
+      throw std::logic_error("no length is known for requests of code " + std::to_string(code));
   }
 }
 

@@ -9,7 +9,7 @@
 namespace host {
 
 // Throws std::invalid_argument, naming the lengths, for a request that is shorter than its own counts say. The code is
-// one of the three message codes.
+// one of enum oftab_message.
 void check_request(uint32_t code, std::span<const uint8_t> request);
 
 }  // namespace host
