@@ -2,6 +2,7 @@
 #include "app/syntax/action_syntax.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "agent/actions.h"
 #include "agent/hardware.h"
@@ -26,7 +27,18 @@ class ActionReader {
   void take(const Item &action);
   std::vector<Action> finish() const;
 
+  // An action that leaves packets as they are.
+  struct Row {
+    std::string_view name;
+    bool needs_argument;
+    void (ActionReader::*take)(const Item &action);
+  };
+  static const Row kRows[];
+  static const Row *row_named(std::string_view name);
+
  private:
+  void take_drop(const Item &action);
+  void take_output(const Item &action);
   void take_ports(const Word &ports);
   void take_controller(const Item &action);
   void take_enqueue(const Item &action);
@@ -37,20 +49,34 @@ class ActionReader {
   std::optional<Word> drop_;
 };
 
+const ActionReader::Row ActionReader::kRows[] = {
+    {"drop", false, &ActionReader::take_drop},
+    {"output", true, &ActionReader::take_output},
+    {"controller", false, &ActionReader::take_controller},
+    {"enqueue", true, &ActionReader::take_enqueue},
+};
+
+const ActionReader::Row *ActionReader::row_named(std::string_view name) {
+  const auto *const row =
+      std::ranges::find_if(kRows, [&](const Row &each) { return same_ignoring_case(each.name, name); });
+  return row == std::end(kRows) ? nullptr : row;
+}
+
 void ActionReader::take(const Item &action) {
-  const auto is = [&](std::string_view name) { return same_ignoring_case(action.name.text, name); };
-  if (is("drop")) {
-    refuse_argument(action);
-    drop_ = action.name;
-  } else if (is("output")) {
-    take_ports(argument_of(action));
-  } else if (is("controller")) {
-    take_controller(action);
-  } else if (is("enqueue")) {
-    take_enqueue(action);
+  if (const Row *row = row_named(action.name.text)) {
+    (this->*row->take)(action);
   } else {
     take_other(action);
   }
+}
+
+void ActionReader::take_drop(const Item &action) {
+  refuse_argument(action);
+  drop_ = action.name;
+}
+
+void ActionReader::take_output(const Item &action) {
+  take_ports(argument_of(action));
 }
 
 void ActionReader::take_ports(const Word &ports) {
@@ -117,16 +143,16 @@ std::vector<Action> ActionReader::finish() const {
 }
 
 bool names_action(std::string_view name) {
-  constexpr std::string_view others[] = {"drop", "output", "controller", "enqueue"};
-  const auto is_it = [&](std::string_view each) { return same_ignoring_case(each, name); };
-  return std::ranges::any_of(others, is_it) || packet_change_named(name) != nullptr;
+  return ActionReader::row_named(name) != nullptr || packet_change_named(name) != nullptr;
 }
 
 }  // namespace
 
 std::set<std::string> action_words() {
   std::set<std::string> words = reserved_outputs();
-  words.insert({"drop", "enqueue:", "output:"});
+  for (const ActionReader::Row &row : ActionReader::kRows) {
+    words.insert(concat(row.name, row.needs_argument ? ":" : ""));
+  }
   for (const PacketChange &change : packet_changes()) {
     words.insert(concat(change.name, change.read == nullptr ? "" : ":"));
   }

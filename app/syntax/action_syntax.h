@@ -22,7 +22,7 @@ std::set<std::string> action_words();
 // Where an output can go other than to ports and port channels: "controller", "flood".
 std::set<std::string> reserved_outputs();
 
-// Actions that the hardware can do. Throws a TextError.
+// A list of actions, whoever is to do them. Throws a TextError.
 std::vector<agent::Action> parse_actions(const agent::Word &text, const host::services::Interfaces &interfaces);
 
 }  // namespace app
