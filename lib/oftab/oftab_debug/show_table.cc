@@ -12,6 +12,9 @@ namespace {
 
 constexpr unsigned PORTS_PER_LINE = 6;
 
+// The columns of a row, but for the last.
+#define ROW_COLUMNS "\n%6d   %6d  %6d   %1d  %6d        "
+
 void print_ports(line_output &out, const port_group &ports) {
   unsigned printed = 0;
   for (unsigned port = next_port(ports, 0); port < PORT_WALK_END && !out.stopped(); port = next_port(ports, port + 1)) {
@@ -23,8 +26,7 @@ void print_ports(line_output &out, const port_group &ports) {
 }
 
 void print_sw_entry(line_output &out, const oftab_sw_entry_t &entry) {
-  PRINT(out, "\n%6d   %6d  %6d   %1d  %6d        ", entry.tcam_index, entry.seq_no, entry.priority, is_used(entry),
-        entry.stats_id);
+  PRINT(out, ROW_COLUMNS, entry.tcam_index, entry.seq_no, entry.priority, is_used(entry), entry.stats_id);
   if (entry.result_kind == OFTAB_RESULT_OUTPORT) {
     print_ports(out, entry.out_ports);
   } else {
@@ -52,7 +54,7 @@ int oftab_show_openflow_sw_table(void *shell_context) {
     print_sw_entry(out, entry);
   }
   const oftab_sw_entry_t &catch_all = global.catch_all_entry;
-  PRINT(out, "\n%6d   %6d  %6d   %1d  %6d         ----\n", catch_all.tcam_index, catch_all.seq_no, catch_all.priority,
-        is_used(catch_all), catch_all.stats_id);
+  PRINT(out, ROW_COLUMNS " ----\n", catch_all.tcam_index, catch_all.seq_no, catch_all.priority, is_used(catch_all),
+        catch_all.stats_id);
   return out.result();
 }
