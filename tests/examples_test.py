@@ -169,5 +169,30 @@ class MessagesTest(unittest.TestCase):
         self.assertEqual([text for text in quoted if text not in literals and text != "dump records"], [])
 
 
+class CodesTest(unittest.TestCase):
+    """Each status and each statistics operation of oftab.h has its meaning, in the guide and for the program."""
+
+    def setUp(self):
+        def contents(name):
+            with open(os.path.join(SOURCE, name)) as file:
+                return file.read()
+
+        self.header = contents("lib/oftab/oftab.h")
+        self.guide = contents("docs/operations.md")
+        self.program = contents("agent/status.cc")
+
+    def test_statuses(self):
+        statuses = re.findall(r"^  (OFTAB_(?:OK|ERR_\w+)) = (-?\d+)", self.header, re.MULTILINE)
+        self.assertGreater(len(statuses), 10)
+        self.assertEqual([name for name, _ in statuses if "{" + name + "," not in self.program], [])
+        self.assertEqual(re.findall(r"^\| (-?\d+) \|", self.guide, re.MULTILINE), [number for _, number in statuses])
+
+    def test_statistics_operations(self):
+        operations = re.findall(r" = (\d+)", re.search(r"^enum oftab_stats_op .*", self.header, re.MULTILINE)[0])
+        row = re.search(r"^\| -4 \|.*", self.guide, re.MULTILINE)[0]
+        self.assertGreater(len(operations), 2)
+        self.assertEqual(re.findall(r"(\d+) \w+s\b", row), operations)
+
+
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[2:])
