@@ -72,6 +72,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   shell.run_text(script, "script");
   fuzz::require_sound(device, session.audit_exceptions);
   complete_somewhere(shell, script);
-  require(shell.run_text("reset", "reset"), "the set-up cannot be emptied");
+  require(shell.run_text("reset; trace off ring; trace clear", "reset"), "the set-up cannot be emptied");
   return 0;
 }
