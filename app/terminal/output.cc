@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/terminal/output.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,7 +26,7 @@ bool Output::Buffer::write_out() {
     if (written >= 0) {
       from += written;
     } else if (errno == EAGAIN) {
-      error_ = wait_for_output(descriptor_) ? 0 : EINTR;
+      error_ = wait_for(descriptor_, POLLOUT) ? 0 : EINTR;
     } else if (errno != EINTR || interrupted()) {
       error_ = errno;
     }

@@ -2,6 +2,7 @@
 #include "app/terminal/script_reader.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -37,14 +38,11 @@ ScriptReader::~ScriptReader() {
 
 bool ScriptReader::read_more() {
   std::array<char, 65536> part;
-  ssize_t length = 0;
-  do {
-    length = read(descriptor_, part.data(), part.size());
-  } while (length == -1 && errno == EINTR && !interrupted());
-  if (length == -1 && errno != EINTR) {
+  const ssize_t length = wait_for(descriptor_, POLLIN) ? read(descriptor_, part.data(), part.size()) : 0;
+  if (length == -1) {
     throw CommandError(name_ + ": " + std::strerror(errno));
   }
-  ahead_.append(part.data(), length > 0 ? static_cast<size_t>(length) : 0);
+  ahead_.append(part.data(), static_cast<size_t>(length));
   return length > 0;
 }
 

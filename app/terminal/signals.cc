@@ -142,10 +142,10 @@ bool input_within(int descriptor, std::chrono::milliseconds time) {
   return !interrupted() && ppoll(&input, 1, &left, &held.before()) > 0;
 }
 
-bool wait_for_output(int descriptor) {
+bool wait_for(int descriptor, short events) {
   const Held held;
-  pollfd output{descriptor, POLLOUT, 0};
-  while (!interrupted() && ppoll(&output, 1, nullptr, &held.before()) <= 0) {
+  pollfd awaited{descriptor, events, 0};
+  while (!interrupted() && ppoll(&awaited, 1, nullptr, &held.before()) <= 0) {
   }
   return !interrupted();
 }

@@ -46,8 +46,8 @@ class Interrupted : public CommandError {
 // Lets time pass; false when a signal asks to end before that.
 bool wait(std::chrono::milliseconds time);
 
-// Waits until `descriptor` can be written. False when a signal asks to end before that.
-bool wait_for_output(int descriptor);
+// Waits until `descriptor` can be read (POLLIN) or written (POLLOUT). False when a signal asks to end before that.
+bool wait_for(int descriptor, short events);
 
 // Waits for a program that was started, and ends it when a signal asks to end before that; its status, as of waitpid.
 int wait_for_program(pid_t program);
