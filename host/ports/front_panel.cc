@@ -100,7 +100,8 @@ void FrontPanel::follow_links() {
   const bool changed = link_events_ && link_events_->happened();
   for (auto &[ifindex, port] : ports_) {
     count_overruns(ifindex, port);
-    if (changed) {
+    // Nothing tells when another program lets go of an interface that came back.
+    if (changed || port.end->descriptor() < 0) {
       follow_link(ifindex, port);
     }
   }
