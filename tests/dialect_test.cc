@@ -93,7 +93,7 @@ std::string as_line(const std::string &message) {
 
 // The client's reading of each line; empty if it refuses one.
 Lines judged(const Lines &lines) {
-  const std::string path = testing::TempDir() + "dialect.flows";
+  const std::string path = "dialect_test.flows";
   std::ofstream file(path);
   for (const std::string &line : lines) {
     file << line << '\n';

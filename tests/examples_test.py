@@ -13,7 +13,7 @@ import sys
 import tempfile
 import unittest
 
-from openflow_peers.switch import PROGRAM, until
+from openflow_peers.switch import PROGRAM, free_port, until
 
 SOURCE = os.path.abspath(sys.argv[2])
 
@@ -93,9 +93,7 @@ class TranscriptTest(DocumentTest):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         self.directory = directory.name
-        with socket.socket() as free:
-            free.bind(("127.0.0.1", 0))
-            self.port = free.getsockname()[1]
+        self.port = self.enterContext(free_port())
 
     def end(self, pid_file):
         with open(os.path.join(self.directory, pid_file)) as file:
@@ -103,11 +101,11 @@ class TranscriptTest(DocumentTest):
 
     def listens(self):
         with socket.socket() as client:
-            return client.connect_ex(("127.0.0.1", self.port)) == 0
+            return client.connect_ex(("127.0.0.1", int(self.port))) == 0
 
     def run_command(self, command):
         """What it prints; a switch that goes on is ended with the test."""
-        command = command.replace("build/release/bin/", "").replace("6653", str(self.port))
+        command = command.replace("build/release/bin/", "").replace("6653", self.port)
         background = command.endswith("&")
         if background and "--listen" not in command:
             command = command.replace(" serve ", f" serve --listen ptcp:{self.port}:127.0.0.1 ")
@@ -120,7 +118,7 @@ class TranscriptTest(DocumentTest):
             self.addCleanup(self.end, "pid")
             until(self.listens, "the switch listens")
             return ""
-        return run.stdout.decode().replace(str(self.port), "6653")
+        return run.stdout.decode().replace(self.port, "6653")
 
     def assert_transcripts(self, document):
         for block in code_blocks(document):

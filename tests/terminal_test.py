@@ -10,16 +10,14 @@ import struct
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
 import pexpect
 
-from openflow_peers.switch import PROGRAM, Switch
+from openflow_peers.switch import PATIENCE, PROGRAM, Switch
 
 PROMPT = "oftab> "
 CTRL_C, TAB = "\x03", "\t"
-PATIENCE = 10  # seconds until something that has to appear is given up
 
 
 class Terminal(pexpect.spawn):
@@ -152,7 +150,7 @@ class TerminalTest(unittest.TestCase):
         self.leaves(terminal, flows="1 flow, 1 on the CPU")
 
     def test_an_interrupt_ends_the_command(self):
-        self.write("endless", "advance 1000000m\n" * 1000)
+        self.write("endless", "advance 1\n" + "advance 1000000m\n" * 1000)
         with open(os.path.join(self.directory, "endless.pcap"), "wb") as capture:
             capture.write(struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, 1))
             capture.write((struct.pack("<IIII", 0, 0, 60, 60) + bytes(60)) * 200000)
@@ -164,35 +162,37 @@ class TerminalTest(unittest.TestCase):
         ends = [os.open(os.path.join(self.directory, name), os.O_RDWR) for name in ("flows", "script")]
         os.write(ends[0], b"tcp,actions=drop\n")
         os.write(ends[1], b"echo first\n")
-        terminal.send("half a line")
-        terminal.interrupt()
-        for line, begun, answer in (
-            ("help", "quit", ""),
-            ("source endless", "stands", "interrupted: the clock stands at"),
-            ("source endless", "stands", "endless was not run to its end"),
-            ("echo x | sleep 60", "\n", ""),
-            (f"echo x | sh -c \"{pager}\"", "x", ""),
-            ("show tcam 0 4095 | sleep 60", "\n", ""),
-            ("packet endless.pcap -v", "dropped", "of 200000 packets were sent"),
-            ("add-flows flows", "\n", "flows was not read to its end"),
-            ("source script", "first", "script was not run to its end"),
-            ("watch 1 tables", "Clock", ""),
+        for keys, begun, answer in (
+            ("half a line", "half a line", ""),
+            ("help\n", "quit", ""),
+            ("source endless\n", "stands", "interrupted: the clock stands at"),
+            ("source endless\n", "stands", "endless was not run to its end"),
+            ("echo x | (cat; sleep 60)\n", "\nx", ""),
+            (f"echo x | sh -c \"{pager}\"\n", "\nx", ""),
+            ("show tcam 0 4095 | (head -1; sleep 60)\n", "Index 0", ""),
+            ("packet endless.pcap -v\n", "dropped", "of 200000 packets were sent"),
+            ("add-flows flows\n", "\n", "flows was not read to its end"),
+            ("source script\n", "\nfirst", "script was not run to its end"),
+            ("watch 1 tables\n", "Clock", ""),
         ):
-            terminal.send(line + "\n")
+            terminal.send(keys)
             terminal.until(begun)
-            time.sleep(0.2)
             terminal.interrupt(answer)
         self.leaves(terminal)
 
     def test_a_prompt_at_a_serving_switch(self):
-        self.write("long", "source many\n" * 20000)
+        self.write("long", "echo begun\n" + "source many\n" * 20000)
         self.write("many", "trace clear\n" * 2000)
         switch = self.enterContext(Switch("--listen", "ptcp:0:127.0.0.1"))
         terminal = self.start("attach", switch.console)
         terminal.run("add-flow seq=1,in_port=1,actions=drop; port-channel create 7")
-        for keys, answer in (("source long\n", "long was not run to its end"), ("echo x | sleep 60\n", "sleep 60"), ("half a line", "half")):
+        for keys, begun, answer in (
+            ("source long\n", "\n", "long was not run to its end"),
+            ("echo x | (cat; sleep 60)\n", "\nx", ""),
+            ("half a line", "half", ""),
+        ):
             terminal.send(keys)
-            time.sleep(0.2)
+            terminal.until(begun)
             terminal.interrupt(answer)
         terminal.send("interface add p" + TAB)
         terminal.until("pc7 ")
@@ -208,17 +208,14 @@ class TerminalTest(unittest.TestCase):
             self.assertEqual((done.returncode, done.stderr), (status, complaint))
 
     def test_an_interrupted_load_tells_what_it_did(self):
-        self.write("flows", "".join(f"priority={number},actions=drop\n" for number in range(4094)))
-        for _ in range(5):
-            terminal = self.start(TERM="xterm")
-            terminal.send("add-flows flows\n")
-            terminal.until("changing flows: 25 %")
-            terminal.send(CTRL_C)
-            done = re.search(r"interrupted: (\d+) of 4094 changes were made", terminal.until())
-            if done:
-                break
-        self.assertTrue(done, "five loads were through at once")
-        self.leaves(terminal, flows=done[1] + " flows")
+        flows = "".join(f"priority={number},actions=drop\n" for number in range(4094))
+        self.write("flows", flows + "modify actions=drop\n" * 1000)  # of all flows, which takes its time
+        terminal = self.start(TERM="xterm")
+        terminal.send("add-flows flows\n")
+        terminal.until("changing flows: 20 %")
+        terminal.send(CTRL_C)
+        done = re.search(r"interrupted: (\d+) of 5094 changes were made", terminal.until())
+        self.leaves(terminal, flows=f"{min(int(done[1]), 4094)} flows")
 
     def test_a_live_view(self):
         terminal = self.start(TERM="xterm")

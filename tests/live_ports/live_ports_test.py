@@ -125,9 +125,10 @@ def members_leave_and_join(one, other, third):
         expect("pings by one member", one.ping(other.address), (20, 20, 0))
 
         def pinged_meanwhile(*commands):
-            ping = one.start_ping(other.address, 50)
+            ping = one.start_ping(other.address, 200)
             for command in commands:
-                time.sleep(0.1)
+                before = left.counts(1)["rx_pkts"]
+                until(lambda: left.counts(1)["rx_pkts"] > before + 5, "pings are sent")
                 left.run(command)
             return ping_result(ping)
 

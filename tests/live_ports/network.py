@@ -178,7 +178,7 @@ def frame(to, sender, kind=0x88B5, tag=None, payload=b"payload"):
 
 def main(scenarios, count, *programs):
     """Runs scenarios, each with hosts 1 to a count; skipped where those or a program cannot be."""
-    require(*programs)
+    require("ip", "ping", *programs)
     if os.geteuid() != 0 or not is_permitted():
         print("skipped: network namespaces are not permitted here")
         sys.exit(SKIPPED)

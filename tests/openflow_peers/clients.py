@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Drives a serving oftab-switch with ovs-ofctl.  clients.py OFTAB_SWITCH"""
 import re
+import select
 import subprocess
 import tempfile
-import time
 
 from switch import Switch, expect, read_until, reading, require, run, until
 
@@ -94,8 +94,8 @@ def packets_count(client):
 
 def monitors_see_packets(client):
     with reading(*client.command("monitor", "32"), stderr=subprocess.STDOUT) as monitor:
-        time.sleep(1)  # it says nothing when it is ready
-        client.run("packet-out", "in_port=6,packet=ffffffffffff0000000000aa88b5,actions=TABLE")
+        while not select.select([monitor], [], [], 0.1)[0]:  # it does not say when it is ready
+            client.run("packet-out", "in_port=6,packet=ffffffffffff0000000000aa88b5,actions=TABLE")
         seen = read_until(monitor, "dl_type=0x88b5")
         assert "total_len=14 in_port=6 (via no_match)" in seen, seen
         client.switch.run("packet in_port=7,dl_type=0x88b6,len=64")

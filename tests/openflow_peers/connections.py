@@ -13,7 +13,7 @@ import time
 
 from peer import (DESCRIPTION, ECHO_REQUEST, HELLO, PACKET_IN, PACKET_OUT, STATS_REPLY, STATS_REQUEST, TO_CONTROLLERS,
                   Peer)
-from switch import Switch, expect, read_until, reading, require
+from switch import Switch, expect, free_port, read_until, reading, require
 
 LISTEN = ("--listen", "ptcp:0:127.0.0.1")
 
@@ -89,13 +89,11 @@ done
 
 
 def a_controller_knows_the_switch_again():
-    with controller() as (server, endpoint):
-        port = endpoint.split(":")[2]
     app = os.path.join(os.path.dirname(os.path.abspath(__file__)), "controller_app.py")
-    words = ("osken-manager", "--ofp-listen-host", "127.0.0.1", "--ofp-tcp-listen-port", port, app)
-    with reading(*words) as manager:
+    words = ("osken-manager", app, "--ofp-listen-host", "127.0.0.1", "--ofp-tcp-listen-port")
+    with free_port() as port, reading(*words, port) as manager:
         for _ in range(2):
-            with Switch("--controller", endpoint, "--datapath-id", "0xda7a"):
+            with Switch("--controller", "tcp:127.0.0.1:" + port, "--datapath-id", "0xda7a"):
                 expect("steps", read_until(manager, "done"), WANTED)
 
 
@@ -118,33 +116,31 @@ def sixteen_controllers_get_every_packet_in():
 
 def lost_controllers_are_sought_ever_more_rarely():
     with controller() as (server, endpoint), Switch("--controller", endpoint):
-        server.accept()[0].close()
-        lost = time.monotonic()
+        connection, _ = server.accept()
         for pause in (0.5, 1, 2, 4, 8):
+            lost = time.monotonic()
+            connection.close()
             connection, _ = server.accept()
             passed = time.monotonic() - lost
-            assert pause - 0.05 <= passed < 2 * pause + 2, f"{passed} s instead of {pause}"
-            if pause < 8:
-                connection.close()
-            lost = time.monotonic()
+            assert pause <= passed < 2 * pause + 2, f"{passed} s instead of {pause}"
         peer = Peer(connection)
         peer.barrier()
-        peer.connection.shutdown(socket.SHUT_RDWR)
         lost = time.monotonic()
+        peer.connection.shutdown(socket.SHUT_RDWR)
         server.accept()
-        assert time.monotonic() - lost < 4, "a session did not bring the shortest pause back"
+        assert time.monotonic() - lost < 8, "a session did not bring the shortest pause back"
 
 
 # --- Peers that are silent, or do not read ---
 
 def silent_peers_are_given_up():
     with Switch(*LISTEN) as switch:
-        alive, silent = Peer.of(switch.endpoint), Peer.of(switch.endpoint)
         begun = time.monotonic()
+        alive, silent = Peer.of(switch.endpoint), Peer.of(switch.endpoint)
         assert [silent.read()[0], silent.read()[0]] == [HELLO, ECHO_REQUEST]
         alive.barrier()
         assert silent.read() is None
-        assert time.monotonic() - begun > 9
+        assert time.monotonic() - begun >= 10
         alive.barrier()
     assert "silent for too long" in switch.log, switch.log
 
@@ -168,7 +164,7 @@ def slow_readers_stay_and_delay_nobody():
             longest = max(longest, time.monotonic() - asked)
             listed = switch.run("controllers")
             time.sleep(0.05)
-        assert longest < 2, f"another peer waited for {longest} s"
+        assert longest < 5, f"another peer waited for {longest} s"
         assert re.search(r" connected +[1-9]", listed), f"no packet-ins were dropped:\n{listed}"
         slow.wait_for(STATS_REPLY, passing=[PACKET_IN])
         switch.run(f"disconnect {other.name()}")

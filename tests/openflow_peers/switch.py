@@ -5,6 +5,7 @@ import os
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -12,7 +13,7 @@ import time
 
 PROGRAM = os.path.abspath(sys.argv[1])
 SKIPPED = 77
-PATIENCE = 10  # seconds until something that has to happen is given up
+PATIENCE = 30  # seconds until something that has to happen is given up
 
 
 def require(*programs):
@@ -28,6 +29,15 @@ def run(*words, status=0):
     done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=60)
     assert done.returncode == status, f"{' '.join(words)}: {done.returncode}\n{done.stdout}"
     return done.stdout
+
+
+@contextlib.contextmanager
+def free_port():
+    """A port of 127.0.0.1 where a program can listen, and which nobody else is given."""
+    with socket.socket() as held:
+        held.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        held.bind(("127.0.0.1", 0))
+        yield str(held.getsockname()[1])
 
 
 @contextlib.contextmanager
