@@ -30,8 +30,8 @@ typedef struct route_stats {
   uint64_t packets;
 } route_stats;
 
-/* Allocates a counter. `block`: the first word preset to 0xFFFFFFFF, the others 0; on success the first holds the id.
- */
+/* Allocates a counter. `block`: the first word preset to 0xFFFFFFFF, the others 0; on success the first holds the id, 0
+ * to 8191. */
 int32_t libsdk_l3_route_stats_create(uint32_t unit, uint32_t block[4]);
 
 /* Reads the counter into the route_stats at `record` and restarts it from zero. `zero` is 0. */

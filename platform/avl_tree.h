@@ -9,7 +9,8 @@
 extern "C" {
 #endif
 
-/* An empty tree ordered by `compare` (negative, zero, positive); `flags` is 0. Null when memory is short. */
+/* An empty tree ordered by `compare` (negative, zero, positive); `flags` is 0. Null when memory is short: flows follow
+ * no port channel then. */
 void *avl_create(int32_t (*compare)(const void *, const void *), uint32_t flags);
 
 /* The node that compares equal to `probe`, or null. */

@@ -2,7 +2,8 @@
 /* The host's message service: how a request reaches a handler and how its response goes back.
  *
  * A handler is called with three opaque values: the reply address, the received message record and the dispatch
- * context. The buffer descriptor of a message starts MESSAGE_BUFFER_OFFSET bytes into the message record. */
+ * context. The buffer descriptor of a message starts MESSAGE_BUFFER_OFFSET bytes into the message record, whatever that
+ * does to its alignment. */
 #ifndef PLATFORM_MESSAGE_SERVICE_H
 #define PLATFORM_MESSAGE_SERVICE_H
 

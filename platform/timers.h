@@ -15,7 +15,8 @@ extern "C" {
  * collection), `one` is 1. Returns the timer, or null. */
 void *tg_create_timer(void *context, uint32_t flags, void *timer_arg, uint32_t one);
 
-/* Arms the timer once. `interval`: two u32 words, seconds and the sub-second part. Returns 1 when started. */
+/* Arms the timer once. `interval`: two u32 words, seconds and the sub-second part, which is always 0. Returns 1 when
+ * started. */
 int32_t tg_start_timer(void *timer, const void *interval);
 
 /* Disarms the timer. */

@@ -2,7 +2,7 @@
 /* The host's tracing services: two rings, a debug output file, an event history and a debug console.
  *
  * Levels: 102 error, 103 warning, 104 entry, exit and detail. `format` and the arguments behind it follow printf;
- * texts passed to the host are used before the call returns. */
+ * texts passed to the host are used before the call returns. Most texts end with a newline, not all. */
 #ifndef PLATFORM_TRACING_H
 #define PLATFORM_TRACING_H
 
