@@ -112,6 +112,8 @@ def checksums_are_complete_where_they_must_be(one, other, third):
 
 def members_leave_and_join(one, other, third):
     """Two switches with a port channel of two veths between them: what is lost is what is sent while none is a member."""
+    for host, peer in (one, other), (other, one):  # who need not ask for each other's address
+        host.ip("neighbour", "replace", peer.address, "lladdr", peer.mac, "dev", "eth0")
     for number in (7, 8):
         run("ip", "link", "add", f"left{number}", "type", "veth", "peer", "name", f"right{number}")
         for side in ("left", "right"):
