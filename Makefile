@@ -45,6 +45,8 @@ SOURCES = $(shell find lib platform host agent app tests fuzz bench examples -na
 LICENSED = $(SOURCES) Makefile .ci/run $(shell find . -path ./build -prune -o \( -name '*.py' -o -name '*.sh' \
   -o -name '*.bash' -o -name CMakeLists.txt \) -print)
 
+# Packages are installed by one run of apt-get at a time; CMake builds in parallel.
+.NOTPARALLEL:
 .PHONY: help run test sanitize clang fuzz bench bench-openflow bench-frames coverage mutate soak lint format-check tidy \
   demo debs clean root packages clang-packages format-packages tidy-packages valgrind-packages demo-packages
 

@@ -2,15 +2,19 @@
 """Frames of hosts in network namespaces through serving switches.  live_ports_test.py OFTAB_SWITCH
 
 Skipped where namespaces are not permitted."""
+import fcntl
 import random
 import re
 import socket
+import struct
 import time
 
 from counting import every_frame_is_counted, too_many_frames_are_counted
 from network import Switch, Tap, frame, main, ping_result, run, socket_in, transferred, until
 from peer import LINK_DOWN, NO_FLOOD
 from switch import PATIENCE, PROGRAM, expect
+
+TUNSETIFF, TUNSETPERSIST, IFF_TAP_NO_PI = 0x400454CA, 0x400454CB, 0x1002
 
 
 def both_ways(*pairs):
@@ -77,15 +81,20 @@ def links_go_down(one, other, third):
 def taps_come_and_go(one, other, third):
     """A TAP exists while its port is attached; one that is removed is taken up again when it comes back."""
     with Switch({1: "tap:t0", 2: one}, "--miss", "normal") as switch:
-        def link_becomes(text):
-            until(lambda: re.search(r"tap:t0.* " + text, switch.run("ports")), f"the link is {text}")
+        def link_becomes(end, state):
+            until(lambda: re.search(rf"\b{end} .* {state}", switch.run("ports")), f"{end} is {state}")
         a, tap = Tap(one), Tap(interface="t0")
         tap.send(frame(255, 4, tag=5))
         a.expect(frame(255, 4, tag=5))
         run("ip", "link", "del", "t0")
-        link_becomes("down")
-        run("ip", "tuntap", "add", "t0", "mode", "tap")
-        link_becomes("up")
+        link_becomes("tap:t0", "down")
+        with open("/dev/net/tun", "r+b", buffering=0) as other_program:  # which lets go of it without an event
+            fcntl.ioctl(other_program, TUNSETIFF, struct.pack("16sH", b"t0", IFF_TAP_NO_PI))
+            fcntl.ioctl(other_program, TUNSETPERSIST, 1)
+            one.ip("link", "set", "eth0", "down")
+            link_becomes("p1", "down")
+        link_becomes("tap:t0", "up")
+        one.ip("link", "set", "eth0", "up")
         switch.run("port detach 1")
         run("ip", "link", "del", "t0")  # which was there before
         switch.run("port attach 1 tap:t0; port detach 1")
