@@ -26,7 +26,7 @@ done | sed 's/([^)]*)//g' | tr ',' '\n' | grep -v oftab | sort -u | xargs dpkg-q
   'Package: ${Package}\nStatus: ${Status}\nVersion: ${Version}\nArchitecture: ${Architecture}\nMaintainer: -\nDescription: -\n\n' \
   >"$root/var/lib/dpkg/status"
 packages() {
-  PATH=$work/bin:$PATH dpkg --root="$root" --log="$work/dpkg.log" --force-not-root --force-bad-path \
+  LC_ALL=C PATH=$work/bin:$PATH dpkg --root="$root" --log="$work/dpkg.log" --force-not-root --force-bad-path \
     --force-script-chrootless "$@" >"$work/output" 2>&1
 }
 succeed() {
