@@ -26,7 +26,7 @@ def require(*programs):
 
 def run(*words, status=0):
     """What a program prints on both of its outputs."""
-    done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=60)
+    done = subprocess.run(words, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=200)
     assert done.returncode == status, f"{' '.join(words)}: {done.returncode}\n{done.stdout}"
     return done.stdout
 
