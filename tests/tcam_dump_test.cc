@@ -4,6 +4,7 @@
 
 #include <bit>
 
+#include "oftab/hw_entry.h"
 #include "tests/support/rig.h"
 #include "tests/support/screen.h"
 
@@ -72,6 +73,29 @@ TEST_F(SwitchTest, HardwareRecordsOfBothLayoutsAreDisplayed) {
   EXPECT_EQ(joined(traced(104)), "Key Value/Mask for Index 4094\n" + kKeyLines + kRoutedLines + kRule);
   sw.asic().tcam().put(4093, {});
   sw.asic().tcam().put(4094, {});
+}
+
+// Also one that comes to hw_entry.h tomorrow.
+TEST_F(SwitchTest, EachFieldOfARecordIsDisplayed) {
+  using Entry = cache_unified_entry;
+  const auto displayed = [&](const Entry &record) {
+    Screen screen;
+    oftab_dump_tcam_entry(screen.context(sw), 0, record.key, record.mask, record.result);
+    return screen.text();
+  };
+  const auto expect_displayed = [&](const Entry &blank, auto part, std::span<const oftab::hw::field> fields) {
+    for (const oftab::hw::field field : fields) {
+      Entry filled = blank;
+      oftab::hw::set(filled.*part, field, ~oftab::hw::get(blank.*part, field));
+      EXPECT_NE(displayed(filled), displayed(blank)) << "the field at bit " << field.offset;
+    }
+  };
+  const Entry routed{};
+  Entry forward{};
+  oftab::hw::set(forward.result, oftab::hw::forward_result::entry_type, 1);
+  expect_displayed(routed, &Entry::key, oftab::hw::ip_key::all);
+  expect_displayed(routed, &Entry::result, oftab::hw::routed_result::all);
+  expect_displayed(forward, &Entry::result, oftab::hw::forward_result::all);
 }
 
 TEST_F(SwitchTest, RangeOfTheDisplayIsClamped) {
