@@ -99,8 +99,8 @@ std::string one_text(const Action &action) {
 // Outputs to ports that stand together are drawn together.
 std::string ports_text(std::vector<Action>::const_iterator first, std::vector<Action>::const_iterator last) {
   std::vector<uint32_t> ports;
-  std::transform(first, last, std::back_inserter(ports),
-                 [](const Action &action) { return static_cast<uint32_t>(action.value); });
+  std::ranges::transform(first, last, std::back_inserter(ports),
+                         [](const Action &action) { return static_cast<uint32_t>(action.value); });
   return "output:" + interface_names(ports);
 }
 
@@ -119,7 +119,7 @@ const PacketChange *packet_change_named(std::string_view name) {
 std::string to_text(const std::vector<Action> &actions) {
   std::string text;
   for (auto at = actions.begin(); at != actions.end();) {
-    const auto end = std::find_if_not(at, actions.end(), is_port_output);
+    const auto end = std::ranges::find_if_not(at, actions.end(), is_port_output);
     text += concat(text.empty() ? "" : ",", end == at ? one_text(*at) : ports_text(at, end));
     at = end == at ? at + 1 : end;
   }

@@ -120,8 +120,9 @@ size_t FlowTable::hash(const Identity &identity) {
 }
 
 bool overlap(const Match &one, const Match &other) {
-  return std::equal(one.fields.begin(), one.fields.end(), other.fields.begin(),
-                    [](const Masked &a, const Masked &b) { return ((a.value ^ b.value) & a.mask & b.mask) == 0; });
+  return std::ranges::equal(one.fields, other.fields, [](const Masked &a, const Masked &b) {
+    return ((a.value ^ b.value) & a.mask & b.mask) == 0;
+  });
 }
 
 }  // namespace agent

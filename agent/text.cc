@@ -97,7 +97,7 @@ std::string escaped(std::string_view text) {
 
 bool same_ignoring_case(std::string_view left, std::string_view right) {
   const auto same = [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); };
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(), same);
+  return std::ranges::equal(left, right, same);
 }
 
 std::optional<uint64_t> read_number(std::string_view text) {

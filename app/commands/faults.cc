@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands that break things: failing calls and small capacities.
 #include "app/commands/command.h"
-#include "oftab/oftab.h"
 
 namespace app {
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/commands/flow_selection.h"
 
-#include <algorithm>
-
 #include "agent/flow_mod.h"
 #include "agent/hardware.h"
 

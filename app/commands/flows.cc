@@ -3,8 +3,6 @@
 #include <algorithm>
 
 #include "agent/hardware.h"
-#include "agent/requests.h"
-#include "agent/responses.h"
 #include "agent/status.h"
 #include "agent/table_view.h"
 #include "app/commands/catch_all.h"
@@ -13,7 +11,6 @@
 #include "app/commands/flow_changes.h"
 #include "app/commands/flow_listing.h"
 #include "app/commands/flow_selection.h"
-#include "app/syntax/action_syntax.h"
 #include "app/syntax/flow_syntax.h"
 #include "oftab/oftab.h"
 

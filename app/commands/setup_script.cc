@@ -45,8 +45,8 @@ std::vector<uint32_t> all_ports() {
 std::vector<uint32_t> openflow_interfaces() {
   std::vector<uint32_t> occupants;
   if (oftab_hw_rsrc_g.initialized != 0) {
-    std::copy_if(std::begin(oftab_hw_rsrc_g.intf_tbl), std::end(oftab_hw_rsrc_g.intf_tbl),
-                 std::back_inserter(occupants), [](uint32_t each) { return each != OFTAB_EMPTY_SLOT; });
+    std::ranges::copy_if(oftab_hw_rsrc_g.intf_tbl, std::back_inserter(occupants),
+                         [](uint32_t each) { return each != OFTAB_EMPTY_SLOT; });
   }
   return occupants;
 }
@@ -136,7 +136,7 @@ std::vector<Flow> flows_to_add(const Session &session) {
   std::vector<InstalledFlow> flows = installed_flows(session.device, session.agent.flows());
   const auto behind_top = std::ranges::find_if(
       flows, [&flows](const InstalledFlow &each) { return priority_of(each.flow) != priority_of(flows.front().flow); });
-  std::reverse(flows.begin(), behind_top);
+  std::ranges::reverse(flows.begin(), behind_top);
   std::vector<Flow> in_order;
   std::ranges::transform(flows, std::back_inserter(in_order), &InstalledFlow::flow);
   return in_order;

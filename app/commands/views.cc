@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "agent/failures.h"
-#include "agent/flow.h"
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
 #include "app/commands/catch_all.h"

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/terminal/flow_completion.h"
 
-#include <algorithm>
-#include <iterator>
 #include <string>
 
 #include "agent/text.h"

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <iomanip>
-#include <iterator>
 #include <map>
 #include <string>
 
