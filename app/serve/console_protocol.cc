@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 namespace app {
 namespace {
@@ -55,7 +56,9 @@ std::string default_console_path() {
   if (getuid() == 0) {
     return "/run/oftab-switch.sock";
   }
-  return (std::filesystem::is_directory(run) ? run : "/tmp") + "/oftab-switch." + std::to_string(getuid()) + ".sock";
+  std::error_code unreadable;  // a service with ProtectHome may not look into /run/user
+  return (std::filesystem::is_directory(run, unreadable) ? run : "/tmp") + "/oftab-switch." + std::to_string(getuid()) +
+         ".sock";
 }
 
 }  // namespace app
