@@ -2,7 +2,6 @@
 #include "agent/flow_changes.h"
 
 #include <algorithm>
-#include <variant>
 
 #include "agent/counts.h"
 #include "agent/flow_check.h"

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/flow_check.h"
 
-#include <string>
-
 #include "agent/fields.h"
 #include "agent/hardware.h"
 #include "agent/interface_names.h"

@@ -5,7 +5,8 @@
 
 #include <optional>
 
-#include "agent/flow_mod.h"
+#include "agent/error.h"
+#include "agent/flow.h"
 #include "host/switch.h"
 
 namespace agent {

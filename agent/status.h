@@ -13,12 +13,11 @@ enum class Operation : unsigned {
   Add = 1,
   Modify = 2,
   FlowMod = Add | Modify,  // one or the other
-  Delete = 4,
-  CatchAll = 8,
-  Interfaces = 16,
-  Statistics = 32,
-  Compaction = 64,
-  Write = 128,  // the direct writers and the multicast scenario
+  CatchAll = 4,
+  Interfaces = 8,
+  Statistics = 16,
+  Compaction = 32,
+  Write = 64,  // the direct writers and the multicast scenario
 };
 
 // "-5 (more flows than free places)".

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/openflow/port_codec.h"
 
+#include "agent/port_numbers.h"
+
 namespace agent::openflow {
 namespace {
 

@@ -4,7 +4,6 @@
 #define AGENT_OPENFLOW_PORT_CODEC_H
 
 #include "agent/openflow/wire.h"
-#include "agent/port_numbers.h"
 #include "agent/ports.h"
 
 namespace agent::openflow {

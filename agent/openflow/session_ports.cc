@@ -2,6 +2,7 @@
 // Ports, and the queues that they do not have.
 #include "agent/openflow/port_codec.h"
 #include "agent/openflow/session.h"
+#include "agent/port_numbers.h"
 #include "agent/text.h"
 
 namespace agent::openflow {

@@ -5,6 +5,7 @@
 #include "agent/openflow/multipart.h"
 #include "agent/openflow/port_codec.h"
 #include "agent/openflow/session.h"
+#include "agent/port_numbers.h"
 #include "agent/text.h"
 
 namespace agent::openflow {

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "agent/flow_table.h"
+#include "agent/flow.h"
 
 namespace app {
 

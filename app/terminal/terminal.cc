@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cwchar>
-#include <filesystem>
 #include <memory>
 
 #include "agent/text.h"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/services/interfaces.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 #include <string>

@@ -2,7 +2,6 @@
 #include "host/services/messages.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <string>
 #include <utility>
 

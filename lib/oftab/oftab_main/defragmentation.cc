@@ -7,7 +7,6 @@
 // An entry is written at its new index before its old one is erased or overwritten, so that every flow matches all the
 // time.
 #include <cstdlib>
-#include <cstring>
 
 #include "oftab/oftab.h"
 #include "oftab/oftab_main/reconcile.h"
