@@ -107,8 +107,10 @@ demo: root demo-packages configure-release
 root:
 	@[ "$$(id -u)" = 0 ] || { echo "make $(MAKECMDGOALS) needs root: it makes network namespaces" >&2; exit 1; }
 
+# The same commit makes the same packages: their files carry its date.
 debs: build-release
-	cd build/release && cpack -B ../packages
+	cd build/release && \
+	  SOURCE_DATE_EPOCH=$${SOURCE_DATE_EPOCH:-$$(git log -1 --format=%ct 2>/dev/null || date +%s)} cpack -B ../packages
 
 help:
 	@sed -n '2,/^$$/s/^# \{0,1\}//p' Makefile
