@@ -5,6 +5,7 @@
 """
 import os
 import re
+import resource
 import signal
 import struct
 import subprocess
@@ -14,7 +15,7 @@ import unittest
 
 import pexpect
 
-from openflow_peers.switch import PATIENCE, PROGRAM, Switch
+from openflow_peers.switch import PATIENCE, PROGRAM, Switch, reading, until
 
 PROMPT = "oftab> "
 CTRL_C, TAB = "\x03", "\t"
@@ -198,6 +199,11 @@ class TerminalTest(unittest.TestCase):
         terminal.until("pc7 ")
         terminal.interrupt()
         self.leaves(terminal)
+        resource.prlimit(switch.process.pid, resource.RLIMIT_NOFILE, (3, 4096))
+        with reading(PROGRAM, "attach", switch.console, "-c", "echo taken") as out:
+            until(lambda: f"{switch.console}: Too many open files\n" in switch.read_log(), "it has no descriptors")
+            resource.prlimit(switch.process.pid, resource.RLIMIT_NOFILE, (4096, 4096))
+            self.assertEqual(out.read(), "taken\n")
         for commands, status, complaint in (
             ("flows; quit; flows", 0, ""),
             ('echo "x', 1, "column 6: error: the closing quote is missing\n"),

@@ -6,6 +6,7 @@
 #include <list>
 #include <memory>
 
+#include "agent/openflow/accept_loop.h"
 #include "agent/openflow/connection.h"
 #include "agent/openflow/endpoint.h"
 
@@ -16,23 +17,21 @@ class Acceptor : public std::enable_shared_from_this<Acceptor> {
   static constexpr size_t kMostConnections = 64;
 
   // Throws std::system_error where it cannot listen. The endpoint gets the port that the system chose if it asks for 0.
-  Acceptor(asio::io_context &context, const Endpoint &endpoint, Open open, Log log);
+  Acceptor(asio::io_context &context, const Endpoint &endpoint, Open open, const Log &log);
 
-  void start() { accept(); }
+  void start() { incoming_->start(); }
   void stop();
 
   const Endpoint &endpoint() const { return endpoint_; }
   const std::list<std::shared_ptr<Connection>> &connections() const { return connections_; }
 
  private:
-  void accept();
-  void accepted(std::error_code problem, asio::ip::tcp::socket socket);
+  void take(asio::ip::tcp::socket socket);
 
   Endpoint endpoint_;
   Open open_;
   Log log_;
-  asio::ip::tcp::acceptor acceptor_;
-  asio::steady_timer timer_;
+  std::shared_ptr<AcceptLoop<asio::ip::tcp>> incoming_;
   std::list<std::shared_ptr<Connection>> connections_;
 };
 

@@ -18,6 +18,7 @@
 #include "agent/text.h"
 #include "app/serve/console_protocol.h"
 #include "app/serve/line_runner.h"
+#include "app/serve/service.h"
 #include "app/terminal/signals.h"
 
 namespace app {
@@ -107,23 +108,18 @@ stream_protocol::acceptor open_private(asio::io_context &context, const std::str
 }  // namespace
 
 ConsoleSocket::ConsoleSocket(asio::io_context &context, std::string path, Session &session)
-    : path_(std::move(path)), session_(session), acceptor_(open_private(context, path_)) {
-  accept();
+    : path_(std::move(path)),
+      incoming_(std::make_shared<Incoming>(
+          open_private(context, path_),
+          [&session](Socket socket) { std::make_shared<Console>(std::move(socket), session)->read(); },
+          [this](std::string_view problem) { log_line(agent::concat(path_, ": ", problem)); })) {
+  incoming_->start();
 }
 
 ConsoleSocket::~ConsoleSocket() {
+  incoming_->stop();
   std::error_code ignored;
   std::filesystem::remove(path_, ignored);
-}
-
-void ConsoleSocket::accept() {
-  acceptor_.async_accept([this](std::error_code problem, Socket socket) {
-    if (problem) {
-      return;
-    }
-    std::make_shared<Console>(std::move(socket), session_)->read();
-    accept();
-  });
 }
 
 }  // namespace app

@@ -5,8 +5,10 @@
 
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
+#include <memory>
 #include <string>
 
+#include "agent/openflow/accept_loop.h"
 #include "app/commands/command.h"
 
 namespace app {
@@ -20,11 +22,10 @@ class ConsoleSocket {
   ConsoleSocket &operator=(const ConsoleSocket &) = delete;
 
  private:
-  void accept();
+  using Incoming = agent::openflow::AcceptLoop<asio::local::stream_protocol>;
 
   std::string path_;
-  Session &session_;
-  asio::local::stream_protocol::acceptor acceptor_;
+  std::shared_ptr<Incoming> incoming_;
 };
 
 }  // namespace app
