@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/attach.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -8,11 +9,11 @@
 #include <asio/error.hpp>
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
-#include <asio/write.hpp>
 #include <filesystem>
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "app/commands/command.h"
 #include "app/serve/console_protocol.h"
@@ -40,11 +41,7 @@ using asio::local::stream_protocol;
 class RemoteSwitch {
  public:
   RemoteSwitch(const std::string &path, bool colour) : path_(path), socket_(context_) {
-    std::error_code problem;
-    socket_.connect(stream_protocol::endpoint(path), problem);
-    if (problem) {
-      throw std::runtime_error(concat("no switch serves at ", path, ": ", problem.message()));
-    }
+    connect();
     send(Kind::Directory, std::filesystem::current_path().string());
     if (colour) {
       send(Kind::Colour, "");
@@ -68,10 +65,28 @@ class RemoteSwitch {
   }
 
  private:
-  void send(Kind kind, std::string_view content) {
+  void connect() {
     std::error_code problem;
-    asio::write(socket_, asio::buffer(encode(kind, content)), problem);
-    require(problem);
+    do {
+      socket_.connect(stream_protocol::endpoint(path_), problem);
+    } while (problem == asio::error::interrupted && !interrupted());
+    if (problem) {
+      throw std::runtime_error(concat("no switch serves at ", path_, ": ", problem.message()));
+    }
+    socket_.non_blocking(true);  // signals are noticed where it is waited for
+  }
+
+  void send(Kind kind, std::string_view content) {
+    const std::string frame = encode(kind, content);
+    for (size_t sent = 0; sent < frame.size();) {
+      std::error_code problem;
+      sent += socket_.write_some(asio::buffer(frame) + sent, problem);
+      if (problem == asio::error::would_block) {
+        leave_unless(wait_for(socket_.native_handle(), POLLOUT));
+      } else {
+        require(problem);
+      }
+    }
   }
 
   ConsoleFrame next() {
@@ -79,24 +94,30 @@ class RemoteSwitch {
       if (auto frame = take_frame(received_)) {
         return *std::move(frame);
       }
-      wait_or_interrupt();
+      wait_for_answer();
       std::array<char, 65536> space;
       std::error_code problem;
-      const size_t count = socket_.read_some(asio::buffer(space), problem);
-      if (problem != asio::error::interrupted) {
+      received_.append(space.data(), socket_.read_some(asio::buffer(space), problem));
+      if (problem != asio::error::would_block) {
         require(problem);
-        received_.append(space.data(), count);
       }
     }
   }
 
-  // Until something comes. Ctrl-C ends the command there, which then says what it did.
-  void wait_or_interrupt() {
-    while (!interrupt_sent_ && !input_within(socket_.native_handle(), kPeriod)) {
-      if (interrupted()) {
-        send(Kind::Interrupt, "");
-        interrupt_sent_ = true;
-      }
+  // Ctrl-C ends the command there, which then says what it did. Pressed again, or when this program shall end, it is
+  // not waited for.
+  void wait_for_answer() {
+    if (!wait_for(socket_.native_handle(), POLLIN) && !std::exchange(interrupt_sent_, true)) {
+      send(Kind::Interrupt, "");
+    }
+    leave_unless(wait_for(socket_.native_handle(), POLLIN, 1));
+  }
+
+  // An answer that is still to come belongs to no later command.
+  void leave_unless(bool answers) {
+    if (!answers) {
+      socket_.close();
+      throw std::runtime_error(concat("left the switch at ", path_, " before it had answered"));
     }
   }
 
@@ -124,7 +145,7 @@ class RemoteShell {
     try {
       for (const CommandText &command : split_commands(line)) {
         good = run(command) && output_is_good();
-        if (!good || finished_) {
+        if (!good || finished_ || interrupted()) {
           break;
         }
       }

@@ -168,5 +168,5 @@ int main(int count, char **words) try {
   return options.attaches ? exit_status(app::attach(options.console, options.commands)) : start(options);
 } catch (const std::exception &error) {
   std::fprintf(stderr, "oftab-switch: %s\n", error.what());
-  return 1;
+  return exit_status(1);
 }

@@ -204,6 +204,14 @@ class TerminalTest(unittest.TestCase):
             until(lambda: f"{switch.console}: Too many open files\n" in switch.read_log(), "it has no descriptors")
             resource.prlimit(switch.process.pid, resource.RLIMIT_NOFILE, (4096, 4096))
             self.assertEqual(out.read(), "taken\n")
+        for end in signal.SIGTERM, signal.SIGINT:
+            terminal = self.start("attach", switch.console)
+            switch.process.send_signal(signal.SIGSTOP)
+            terminal.send("flows\n")
+            terminal.until("flows\r\n")
+            until(lambda: terminal.kill(end) or not terminal.isalive(), "the prompt ends")
+            self.assertEqual(terminal.end(), 128 + end)
+            switch.process.send_signal(signal.SIGCONT)
         for commands, status, complaint in (
             ("flows; quit; flows", 0, ""),
             ('echo "x', 1, "column 6: error: the closing quote is missing\n"),

@@ -12,14 +12,14 @@ namespace app {
 
 namespace {
 
-volatile std::sig_atomic_t interrupt = 0;
+volatile std::sig_atomic_t interrupts = 0;
 volatile std::sig_atomic_t end_signal = 0;
 volatile std::sig_atomic_t terminal_changed = 0;
 
 void note(int signal) {
   switch (signal) {
     case SIGINT:
-      interrupt = 1;
+      interrupts = interrupts + 1;
       break;
     case SIGWINCH:
     case SIGCONT:
@@ -69,7 +69,9 @@ void look_elsewhere() {
   constexpr auto seldom = std::chrono::milliseconds(10);
   static Clock::time_point next;
   if (elsewhere && Clock::now() >= next) {
-    interrupt = interrupt != 0 || elsewhere() ? 1 : 0;
+    if (interrupts == 0 && elsewhere()) {
+      interrupts = 1;
+    }
     next = Clock::now() + seldom;
   }
 }
@@ -107,13 +109,13 @@ InterruptSource::~InterruptSource() {
   elsewhere = nullptr;
 }
 
-bool interrupted() {
+bool interrupted(int more_than) {
   look_elsewhere();
-  return interrupt != 0 || end_signal != 0;
+  return interrupts > more_than || end_signal != 0;
 }
 
 void forget_interrupt() {
-  interrupt = 0;
+  interrupts = 0;
 }
 
 int termination() {
@@ -142,12 +144,12 @@ bool input_within(int descriptor, std::chrono::milliseconds time) {
   return !interrupted() && ppoll(&input, 1, &left, &held.before()) > 0;
 }
 
-bool wait_for(int descriptor, short events) {
+bool wait_for(int descriptor, short events, int interrupts_before) {
   const Held held;
   pollfd awaited{descriptor, events, 0};
-  while (!interrupted() && ppoll(&awaited, 1, nullptr, &held.before()) <= 0) {
+  while (!interrupted(interrupts_before) && ppoll(&awaited, 1, nullptr, &held.before()) <= 0) {
   }
-  return !interrupted();
+  return !interrupted(interrupts_before);
 }
 
 // One that does not end goes when it is asked again.

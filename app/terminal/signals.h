@@ -17,8 +17,9 @@ namespace app {
 // wait end with EINTR.
 void catch_signals();
 
-// Whether the running command shall end: Ctrl-C was pressed since forget_interrupt, or the program shall end.
-bool interrupted();
+// Whether the running command shall end: Ctrl-C was pressed since forget_interrupt, more than so many times, or the
+// program shall end.
+bool interrupted(int more_than = 0);
 void forget_interrupt();
 
 // Another way to interrupt than Ctrl-C here: while it lives, `asks` is asked now and then by interrupted().
@@ -46,8 +47,9 @@ class Interrupted : public CommandError {
 // Lets time pass; false when a signal asks to end before that.
 bool wait(std::chrono::milliseconds time);
 
-// Waits until `descriptor` can be read (POLLIN) or written (POLLOUT). False when a signal asks to end before that.
-bool wait_for(int descriptor, short events);
+// Waits until `descriptor` can be read (POLLIN) or written (POLLOUT). False when a signal asks to end before that; so
+// many interrupts have been seen to already.
+bool wait_for(int descriptor, short events, int interrupts_before = 0);
 
 // Waits for a program that was started, and ends it when a signal asks to end before that; its status, as of waitpid.
 int wait_for_program(pid_t program);
