@@ -63,6 +63,7 @@ bool run_prompt(app::Shell &shell, app::Session &session) {
   const int status = session.status;
   app::run_terminal({[&](const std::string &line) {
                        shell.run_line({"", 1, line});
+                       session.service->follow_commands();
                      },
                      [&] { return session.finished; },
                      [&](int descriptor) { return session.service->wait_for_input(descriptor); },

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/commands/passing_time.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include "app/serve/service.h"
@@ -35,15 +36,20 @@ bool pass_time(Session &session, std::chrono::milliseconds time) {
 }
 
 bool key_within(Session &session, std::chrono::milliseconds time) {
-  if (!serves(session)) {
-    return timed(session, [&] { return input_within(STDIN_FILENO, time); });
+  if (serves(session)) {
+    return session.service->input_within(STDIN_FILENO, time);
   }
-  for (const Clock::time_point end = Clock::now() + time; Clock::now() < end && !interrupted();) {
-    if (session.service->wait_for_input(STDIN_FILENO)) {
-      return true;
-    }
+  return timed(session, [&] { return input_within(STDIN_FILENO, time); });
+}
+
+bool wait_for_line(Session &session, int descriptor) {
+  if (!serves(session) || session.remote) {
+    return wait_for(descriptor, POLLIN);
   }
-  return false;
+  session.service->follow_commands();
+  while (!interrupted() && !session.service->input_within(descriptor, std::chrono::seconds(1))) {
+  }
+  return !interrupted();
 }
 
 }  // namespace app

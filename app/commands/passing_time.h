@@ -18,6 +18,9 @@ bool pass_time(Session &session, std::chrono::milliseconds time);
 // The same, up to when a key can be read from the terminal; true when one can.
 bool key_within(Session &session, std::chrono::milliseconds time);
 
+// The same, up to when a script can be read that `descriptor` leads to, such as a pipe.
+bool wait_for_line(Session &session, int descriptor);
+
 }  // namespace app
 
 #endif

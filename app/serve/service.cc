@@ -1,19 +1,44 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "app/serve/service.h"
 
-#include <unistd.h>
+#include <fcntl.h>
 
+#include <asio/posix/stream_descriptor.hpp>
 #include <asio/signal_set.hpp>
 
 #include <csignal>
 #include <ctime>
 #include <iostream>
-#include <utility>
 
 #include "agent/text.h"
 #include "app/terminal/signals.h"
 
 namespace app {
+namespace {
+
+constexpr auto kMoment = std::chrono::milliseconds(100);  // until a change of the terminal is noticed
+
+// Whether a descriptor can be read, as the event loop sees it.
+class Watch {
+ public:
+  Watch(asio::io_context &context, int descriptor) : input_(context, descriptor) {
+    const int modes = fcntl(descriptor, F_GETFL);
+    input_.async_wait(asio::posix::stream_descriptor::wait_read,
+                      [readable = readable_](std::error_code) { *readable = true; });
+    fcntl(descriptor, F_SETFL, modes);  // the wait makes it non-blocking, for all programs that share it
+  }
+  ~Watch() { input_.release(); }
+  Watch(const Watch &) = delete;
+  Watch &operator=(const Watch &) = delete;
+
+  bool is_readable() const { return *readable_; }
+
+ private:
+  asio::posix::stream_descriptor input_;
+  std::shared_ptr<bool> readable_ = std::make_shared<bool>(false);
+};
+
+}  // namespace
 
 void log_line(std::string_view text) {
   const std::time_t now = std::time(nullptr);
@@ -33,8 +58,7 @@ Service::Service(Session &session, agent::Agent &agent, const agent::openflow::I
                agent_.advance({});
                drops_.look(agent_.ports(), agent_.now());
              }),
-      ports_(context_, session.device.ports(), agent_.packets()),
-      input_(context_) {
+      ports_(context_, session.device.ports(), agent_.packets()) {
   session.service = this;
   agent_.follow([this] { return clock_.passed(); });
 }
@@ -76,38 +100,28 @@ void Service::run() {
   log_line("ends");
 }
 
-// The clock's ticks end each moment, so that signals are noticed.
-bool Service::wait_for_input(int descriptor) {
-  if (!clock_.runs()) {
-    return app::wait_for_input(descriptor);
-  }
-  if (!watches_input_) {
-    follow_commands();
-    watch(descriptor);
-  }
+// The clock's ticks end each wait for an event, so that signals are noticed.
+template <typename Ends>
+void Service::serve_until(std::chrono::steady_clock::time_point end, Ends ends) {
   context_.restart();
-  survive([this] { context_.run_one(); });
-  return std::exchange(has_input_, false);
+  while (!ends() && !interrupted() && std::chrono::steady_clock::now() < end) {
+    survive([&] { context_.run_one_until(end); });
+  }
 }
 
 bool Service::serve_for(std::chrono::milliseconds time) {
-  const auto end = std::chrono::steady_clock::now() + time;
-  context_.restart();
-  while (!interrupted() && std::chrono::steady_clock::now() < end) {
-    survive([&] { context_.run_one_until(end); });
-  }
+  serve_until(std::chrono::steady_clock::now() + time, [] { return false; });
   return !interrupted();
 }
 
-void Service::watch(int descriptor) {
-  if (!input_.is_open()) {
-    input_.assign(dup(descriptor));
-  }
-  watches_input_ = true;
-  input_.async_wait(asio::posix::stream_descriptor::wait_read, [this](std::error_code) {
-    watches_input_ = false;
-    has_input_ = true;
-  });
+bool Service::input_within(int descriptor, std::chrono::milliseconds time) {
+  const Watch input(context_, descriptor);
+  serve_until(std::chrono::steady_clock::now() + time, [&] { return input.is_readable(); });
+  return input.is_readable();
+}
+
+bool Service::wait_for_input(int descriptor) {
+  return clock_.runs() ? input_within(descriptor, kMoment) : app::wait_for_input(descriptor);
 }
 
 }  // namespace app

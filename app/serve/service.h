@@ -4,7 +4,6 @@
 #define APP_SERVE_SERVICE_H
 
 #include <asio/io_context.hpp>
-#include <asio/posix/stream_descriptor.hpp>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -44,6 +43,9 @@ class Service {
   // For commands that take their time: goes on serving; false when a signal asks to end before the time is over.
   bool serve_for(std::chrono::milliseconds time);
 
+  // The same until there is something to be read; false when there is not by then.
+  bool input_within(int descriptor, std::chrono::milliseconds time);
+
   // For the prompt: whether there is something to be read; serves for a moment while there is not.
   bool wait_for_input(int descriptor);
 
@@ -53,7 +55,8 @@ class Service {
  private:
   template <typename Work>
   void survive(Work work);
-  void watch(int descriptor);
+  template <typename Ends>
+  void serve_until(std::chrono::steady_clock::time_point end, Ends ends);
 
   Session &session_;
   agent::Agent &agent_;
@@ -63,9 +66,6 @@ class Service {
   WallClock clock_;
   LivePorts ports_;
   std::unique_ptr<ConsoleSocket> console_;
-  asio::posix::stream_descriptor input_;
-  bool watches_input_ = false;
-  bool has_input_ = false;
 };
 
 // A line of the service's log, on standard error.

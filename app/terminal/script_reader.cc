@@ -22,9 +22,10 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // that editors put
 
 }  // namespace
 
-ScriptReader::ScriptReader(const std::string &path)
+ScriptReader::ScriptReader(const std::string &path, Wait wait)
     : name_(path == "-" ? "standard input" : path),
-      descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+      descriptor_(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+      wait_(std::move(wait)) {
   if (descriptor_ == -1) {
     throw CommandError(name_ + ": " + std::strerror(errno));
   }
@@ -36,9 +37,13 @@ ScriptReader::~ScriptReader() {
   }
 }
 
+bool ScriptReader::only_wait(int descriptor) {
+  return wait_for(descriptor, POLLIN);
+}
+
 bool ScriptReader::read_more() {
   std::array<char, 65536> part;
-  const ssize_t length = wait_for(descriptor_, POLLIN) ? read(descriptor_, part.data(), part.size()) : 0;
+  const ssize_t length = wait_(descriptor_) ? read(descriptor_, part.data(), part.size()) : 0;
   if (length == -1) {
     throw CommandError(name_ + ": " + std::strerror(errno));
   }

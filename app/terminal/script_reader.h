@@ -3,14 +3,18 @@
 #ifndef APP_TERMINAL_SCRIPT_READER_H
 #define APP_TERMINAL_SCRIPT_READER_H
 
+#include <functional>
 #include <string>
 
 namespace app {
 
 class ScriptReader {
  public:
+  // Waits until a descriptor can be read; false when a signal asks to end before that.
+  using Wait = std::function<bool(int descriptor)>;
+
   // `path`: "-" is standard input. A CommandError when it cannot be read.
-  explicit ScriptReader(const std::string &path);
+  explicit ScriptReader(const std::string &path, Wait wait = only_wait);
   ~ScriptReader();
   ScriptReader(const ScriptReader &) = delete;
   ScriptReader &operator=(const ScriptReader &) = delete;
@@ -22,10 +26,12 @@ class ScriptReader {
   bool next(std::string &line);
 
  private:
+  static bool only_wait(int descriptor);
   bool read_more();
 
   std::string name_;
   int descriptor_;
+  Wait wait_;
   bool at_start_ = true;
   std::string ahead_;  // read, and not yet taken
 };

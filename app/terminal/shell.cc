@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "agent/failures.h"
+#include "app/commands/passing_time.h"
 #include "app/terminal/output_program.h"
 #include "app/terminal/script_reader.h"
 #include "app/terminal/signals.h"
@@ -193,9 +194,13 @@ bool Shell::run_lines(const std::string &name, const std::function<bool(std::str
   return good;
 }
 
+std::function<bool(int)> Shell::waiting() {
+  return [this](int descriptor) { return wait_for_line(session_, descriptor); };
+}
+
 bool Shell::run_script(const std::string &path) {
   try {
-    ScriptReader script(path);
+    ScriptReader script(path, waiting());
     return run_lines(script.name(), [&script](std::string &line) { return script.next(line); });
   } catch (const CommandError &error) {
     report({"", 0, ""}, error.what());
@@ -224,7 +229,7 @@ bool Shell::run_text(const std::string &text, const std::string &name) {
 }
 
 void Shell::source(const std::string &path) {
-  ScriptReader script(path);
+  ScriptReader script(path, waiting());
   const auto next = [&script](std::string &line) { return script.next(line); };
   if (!run_inside([&] { return run_lines(script.name(), next); })) {
     throw ScriptError(path + " was not run to its end");

@@ -46,6 +46,7 @@ class Shell : public CommandRunner {
 
  private:
   bool run_lines(const std::string &name, const std::function<bool(std::string &)> &next);
+  std::function<bool(int)> waiting();
   bool run_inside(const std::function<bool()> &run);
   bool run_reported(const SourceLine &source, const CommandText &command);
   void run_to_program(const CommandText &command);

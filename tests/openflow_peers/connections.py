@@ -13,7 +13,7 @@ import time
 
 from peer import (DESCRIPTION, ECHO_REQUEST, HELLO, PACKET_IN, PACKET_OUT, STATS_REPLY, STATS_REQUEST, TO_CONTROLLERS,
                   Peer)
-from switch import Switch, expect, free_port, read_until, reading, require
+from switch import PROGRAM, Switch, expect, free_port, read_until, reading, require
 
 LISTEN = ("--listen", "ptcp:0:127.0.0.1")
 
@@ -173,11 +173,18 @@ def slow_readers_stay_and_delay_nobody():
     assert "silent for too long" in switch.log, switch.log
 
 
+def a_switch_that_reads_a_pipe_serves_meanwhile():
+    with subprocess.Popen([PROGRAM], stdin=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as switch:
+        print("listen ptcp:0:127.0.0.1", file=switch.stdin, flush=True)
+        Peer.of(re.search(r"tcp:(\d+)", switch.stderr.readline()).expand(r"tcp:127.0.0.1:\1")).barrier()
+
+
 def main():
     require("openssl", "osken-manager")
     scenarios = (tls_takes_only_who_proves_himself, a_controller_knows_the_switch_again,
                  sixteen_controllers_get_every_packet_in, lost_controllers_are_sought_ever_more_rarely,
-                 silent_peers_are_given_up, slow_readers_stay_and_delay_nobody)
+                 silent_peers_are_given_up, slow_readers_stay_and_delay_nobody,
+                 a_switch_that_reads_a_pipe_serves_meanwhile)
     with concurrent.futures.ThreadPoolExecutor(len(scenarios)) as pool:
         for scenario, done in [(each.__name__, pool.submit(each)) for each in scenarios]:
             try:
