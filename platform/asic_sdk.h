@@ -13,7 +13,7 @@ extern "C" {
 /* --- The TCAM region: 4096 indices, first match wins. A record is a 44-byte key, a 44-byte mask (a 1 bit is compared)
  * and a 24-byte result. A record whose valid bit is clear never matches. --- */
 
-enum { TCAM_INDICES = 4096, TCAM_KEY_SIZE = 44, TCAM_RESULT_SIZE = 24 };
+enum tcam_size { TCAM_INDICES = 4096, TCAM_KEY_SIZE = 44, TCAM_RESULT_SIZE = 24 };
 
 /* Writes one record at `tcam_index` (0 to 4095). */
 int32_t qtr_custom_cache_unified_entry_set(uint32_t unit, uint32_t tcam_index, const void *key, const void *mask,
@@ -60,7 +60,7 @@ int32_t libsdk_mcst_tree_destroy(uint32_t unit, uint32_t zero, uint32_t index);
 
 /* --- Switch configuration --- */
 
-enum { SWITCH_CONFIG_VLAN_TO_BD = 53 };
+enum switch_config_attribute { SWITCH_CONFIG_VLAN_TO_BD = 53 };
 
 /* The request and reply of attribute 53; zeroed but for `vlan` before the call. */
 typedef struct vlan_to_bd {

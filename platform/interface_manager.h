@@ -34,13 +34,13 @@ uint32_t HDM_HDIM_PIF_INDEX(void *pif);
  * as it was when the ifindex has no port. */
 int32_t if_index_get_port(uint32_t ifindex, uint8_t *port);
 
-enum { OPENFLOW_STATE_RECORD_SIZE = 536, OPENFLOW_STATE_OFFSET = 20 };
+enum openflow_state_record { OPENFLOW_STATE_RECORD_SIZE = 536, OPENFLOW_STATE_OFFSET = 20 };
 
 /* OpenFlow state of `count` interfaces. Each 536-byte record carries the ifindex asked about in its first four bytes
  * (host byte order) and receives the state in the byte at offset 20: 1 or 2 mean enabled. Returns 0 on success. */
 int32_t im_get_ifindex_openflow_state_list(void *records, uint32_t count);
 
-enum { INTF_ID_UNKNOWN = 65535 };
+enum special_intf_id { INTF_ID_UNKNOWN = 65535 };
 
 /* The hardware interface id of an ifindex, as packets carry it in the ASIC; 65535 when unknown. */
 uint16_t hdmpd_qtr_get_intf_id_for_ifindex(uint32_t ifindex);

@@ -13,7 +13,7 @@
 extern "C" {
 #endif
 
-enum { MESSAGE_BUFFER_OFFSET = 12 };
+enum message_record { MESSAGE_BUFFER_OFFSET = 12 };
 
 /* Prepares the reply to `message`, received under message code `code`.
  * *status: 0 when prepared, else a message-service error code. The library then leaves the message unanswered. */

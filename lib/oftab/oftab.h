@@ -31,17 +31,20 @@ extern "C" {
 
 /* --- Constants --- */
 
-enum {
+/* Sizes of the tables, and the place behind the flows. */
+enum oftab_size {
   OFTAB_FLOW_CAPACITY = 4095,   /* flow entries stand at TCAM indices 0 to 4094 */
   OFTAB_CATCH_ALL_INDEX = 4095, /* the entry for packets that no flow matched */
   OFTAB_PORT_SLOTS = 48,        /* slots of the interface tables and of port_hw_lif */
   OFTAB_BD_COUNT = 4096,        /* elements of bd_vlan */
   OFTAB_PC_PER_ENTRY = 24,      /* port channels recorded on one flow */
   OFTAB_FLOW_HANDLES = 4096,    /* flow handles (sequence numbers) that a flow mask has a bit for */
-  OFTAB_MCST_IDX_COUNT = 4000,  /* size of the pool of multicast indices */
-  OFTAB_STATS_ID_NONE = 65535   /* stats_id of an entry whose counter could not be created */
+  OFTAB_MCST_IDX_COUNT = 4000   /* size of the pool of multicast indices */
 };
 
+enum oftab_stats_id { OFTAB_STATS_ID_NONE = 65535 }; /* stats_id of an entry whose counter could not be created */
+
+/* Macros, as an enumerator of C11 is an int. */
 #define OFTAB_EMPTY_SLOT         0xFFFFFFFFu /* an interface slot that holds no ifindex */
 #define OFTAB_CATCH_ALL_PRIORITY 0xFFFFFFFFu /* in an add request for one entry: the catch-all */
 

@@ -40,13 +40,18 @@ for name in $(cat "$work/services"); do
   grep -qw "$name" "$source/docs/porting.md" || { echo "docs/porting.md does not tell about $name"; exit 1; }
 done
 
-# Whose layout or values are compared is what the library's own symbols name, and records.c.
-for name in $(sed -nE 's/^\} (oftab_[a-z_]+_t);$/\1/p; s/^enum (oftab_[a-z_]+) \{.*/\1/p' "$source/lib/oftab/oftab.h"); do
-  grep -qw "$name" "$source"/tests/boundary/*.abi || {
-    echo "$name of oftab.h is in no dump of the binary interface: tests/boundary/records.c lacks it"
+# Every record, set of constants and macro of the public headers is compared: as the library's own symbols name it, or
+# by records.c.
+cat "$source/lib/oftab/oftab.h" "$source"/platform/*.h >"$work/headers"
+sed -nE "s/^(typedef )?(struct|union|enum) (OFTAB_PACKED )?([a-z_0-9]*) ?\{.*/decl name='\4'/p
+         s/^#define ([A-Z_0-9]+) +[^_ ].*/'value_of_\1'/p" "$work/headers" >"$work/declared"
+while read -r wanted; do
+  grep -qF "$wanted" "$source"/tests/boundary/*.abi || {
+    echo "The public headers define what no dump of the binary interface has: $wanted. tests/boundary/records.c lacks it,"
+    echo "or it has no name."
     exit 1
   }
-done
+done <"$work/declared"
 
 echo libc.so.6 >"$work/libraries"
 compare "The library is to need the C library alone." "$work/libraries" "$work/needed"

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* All headers in C11, and one object of each record and of each set of constants that crosses the library's boundaries,
-   for the comparison of layouts and values. */
+/* All headers in C11, and one object of each record, of each set of constants and of each import's type that crosses
+   the library's boundaries, for the comparison of layouts, values and prototypes. */
 #include "oftab/oftab.h"
 #include "platform/asic_sdk.h"
 #include "platform/avl_tree.h"
@@ -36,6 +36,8 @@ RECORD(vlan_to_bd);
   extern enum type example_of_##type; \
   enum type example_of_##type
 
+CONSTANTS(oftab_size);
+CONSTANTS(oftab_stats_id);
 CONSTANTS(oftab_message);
 CONSTANTS(oftab_status);
 CONSTANTS(oftab_entry_op);
@@ -45,3 +47,20 @@ CONSTANTS(oftab_action);
 CONSTANTS(oftab_action_flag);
 CONSTANTS(oftab_result);
 CONSTANTS(oftab_entry_flag);
+CONSTANTS(tcam_size);
+CONSTANTS(switch_config_attribute);
+CONSTANTS(openflow_state_record);
+CONSTANTS(special_intf_id);
+CONSTANTS(message_record);
+
+enum macros {
+  value_of_OFTAB_EMPTY_SLOT = OFTAB_EMPTY_SLOT,
+  value_of_OFTAB_CATCH_ALL_PRIORITY = OFTAB_CATCH_ALL_PRIORITY
+};
+CONSTANTS(macros);
+
+/* A pointer to each service of imports.txt. */
+#define IMPORT(name)                            \
+  extern __typeof__(&(name)) pointer_to_##name; \
+  __typeof__(&(name)) pointer_to_##name
+#include "imports.h"
