@@ -135,7 +135,8 @@ class TranscriptTest(DocumentTest):
 
 
 class MessagesTest(unittest.TestCase):
-    """The guide quotes what the library traces as errors and warnings, without newlines at the end."""
+    """The guide quotes what the library traces as errors and warnings, without newlines at the end; the program looks
+    for phrases of the errors."""
 
     STRING = r'"(?:[^"\\]|\\.)*"'
 
@@ -149,14 +150,17 @@ class MessagesTest(unittest.TestCase):
         with open(os.path.join(SOURCE, "docs/operations.md")) as file:
             cls.chapter = re.search(r"^## Messages\n(.*?)^## ", file.read(), re.MULTILINE | re.DOTALL)[1]
 
+    def traced(self, levels):
+        point = rf"TRACE_(?:{levels})(?:_IN)?\((?:\w+(?:\.\w+)?,|{self.STRING},)?\s*((?:{self.STRING}\s*)+)"
+        return [self.literals(strings)[0] for strings in re.findall(point, self.library)]
+
     def literals(self, text):
         """Its strings; those with nothing but white space between them are one."""
         joined = re.findall(rf"(?:{self.STRING}\s*)+", text)
         return ["".join(piece[1:-1] for piece in re.findall(self.STRING, strings)) for strings in joined]
 
     def test_every_message_is_in_the_guide(self):
-        traced = rf"TRACE_(?:ERROR|WARNING)(?:_IN)?\((?:\w+(?:\.\w+)?,|{self.STRING},)?\s*((?:{self.STRING}\s*)+)"
-        texts = [self.literals(strings)[0] for strings in re.findall(traced, self.library)]
+        texts = self.traced("ERROR|WARNING")
         self.assertGreater(len(texts), 50)
         self.assertEqual([text for text in texts if "`" + text.removesuffix("\\n").rstrip() not in self.chapter], [])
 
@@ -165,6 +169,16 @@ class MessagesTest(unittest.TestCase):
         quoted = [text for row in rows for text in re.findall(r"`([^`]+)`", row)]
         literals = "\n".join(self.literals(self.library))
         self.assertEqual([text for text in quoted if text not in literals and text != "dump records"], [])
+
+    def test_every_phrase_of_the_program_is_traced(self):
+        with open(os.path.join(SOURCE, "agent/failures.cc")) as file:
+            program = file.read()
+        table, harmless = re.search(rf"kExplanations\[\] = {{$(.*?)^}};$.* harmless = ({self.STRING});", program,
+                                    re.MULTILINE | re.DOTALL).groups()
+        phrases = re.findall(self.STRING, table) + [harmless]
+        self.assertGreater(len(phrases), 10)
+        errors = "\n".join(self.traced("ERROR"))
+        self.assertEqual([phrase for phrase in phrases if phrase[1:-1] not in errors], [])
 
 
 class CodesTest(unittest.TestCase):
