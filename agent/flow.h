@@ -113,7 +113,24 @@ inline Action output_to(uint32_t port) {
 
 // The others send packets to a port.
 constexpr bool changes_packets(Action::Kind kind) {
-  return kind != Action::Kind::Output && kind != Action::Kind::Enqueue;
+  switch (kind) {
+    case Action::Kind::SetVlanVid:
+    case Action::Kind::SetVlanPcp:
+    case Action::Kind::StripVlan:
+    case Action::Kind::SetDlSrc:
+    case Action::Kind::SetDlDst:
+    case Action::Kind::SetNwSrc:
+    case Action::Kind::SetNwDst:
+    case Action::Kind::SetNwTos:
+    case Action::Kind::SetTpSrc:
+    case Action::Kind::SetTpDst:
+      return true;
+    case Action::Kind::Output:
+    case Action::Kind::Enqueue:
+    case Action::Kind::kCount:
+      break;
+  }
+  return false;
 }
 
 // Whether an action is the output to a port.
