@@ -3,6 +3,7 @@
 #ifndef APP_VIEWS_FORMAT_H
 #define APP_VIEWS_FORMAT_H
 
+#include <cstdint>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -36,7 +37,8 @@ bool can_draw();
 bool takes_colour(int descriptor);
 
 struct Column {
-  enum Alignment { Left, Right };
+  enum class Alignment : uint8_t { Left, Right };
+  using enum Alignment;
   std::string name;
   Alignment alignment = Left;
 };

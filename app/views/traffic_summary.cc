@@ -39,20 +39,23 @@ TrafficSummary::Counts &TrafficSummary::Counts::operator+=(const Counts &other) 
 TrafficSummary::Class TrafficSummary::class_of(const PacketHeader &packet) {
   switch (packet.ethertype) {
     case kArp:
-      return Arp;
+      return Class::Arp;
     case kIpv6:
-      return Ipv6;
+      return Class::Ipv6;
     case kIpv4:
-      return packet.proto == kTcp ? Tcp : packet.proto == kUdp ? Udp : packet.proto == kIcmp ? Icmp : OtherIpv4;
+      return packet.proto == kTcp    ? Class::Tcp
+             : packet.proto == kUdp  ? Class::Udp
+             : packet.proto == kIcmp ? Class::Icmp
+                                     : Class::OtherIpv4;
     default:
-      return Other;
+      return Class::Other;
   }
 }
 
 void TrafficSummary::add(const PacketHeader &packet, const Fate &fate, bool for_cpu) {
   Counts one{1, packet.length, packet.vlan ? 1U : 0U, {}, is_copied(fate) ? 1U : 0U};
   one.outcomes[static_cast<size_t>(for_cpu ? Outcome::Cpu : outcome_of(fate))] = 1;
-  classes_[class_of(packet)] += one;
+  classes_[static_cast<size_t>(class_of(packet))] += one;
   if (fate.tcam_index) {
     ++by_index_[*fate.tcam_index];
   }

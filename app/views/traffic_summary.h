@@ -22,7 +22,7 @@ class TrafficSummary {
   void print(std::ostream &out, Style style, host::Switch &device, const agent::FlowTable &flows) const;
 
  private:
-  enum Class { Arp, Tcp, Udp, Icmp, OtherIpv4, Ipv6, Other, kClasses };
+  enum class Class : uint8_t { Arp, Tcp, Udp, Icmp, OtherIpv4, Ipv6, Other, kCount };
 
   struct Counts {
     uint64_t packets = 0;
@@ -40,7 +40,7 @@ class TrafficSummary {
   void print_flows(std::ostream &out, Style style, std::span<const agent::InstalledFlow> flows) const;
   void print_ports(std::ostream &out, Style style) const;
 
-  std::array<Counts, kClasses> classes_{};
+  std::array<Counts, static_cast<size_t>(Class::kCount)> classes_{};
   std::map<uint16_t, uint64_t> by_index_;  // packets by the TCAM index that they matched
   std::map<uint8_t, uint64_t> by_port_;    // packets by SDK port
 };

@@ -15,8 +15,10 @@ using host::services::Interface;
 using host::services::InterfaceObject;
 using host::services::UnfailingCall;
 
+using Kind = InterfaceObject::Kind;
+
 // The interface behind an opaque object of the expected kind; null, and a violation, for anything else.
-Interface *owner_of(UnfailingCall call, void *object, InterfaceObject::Kind kind) {
+Interface *owner_of(UnfailingCall call, void *object, Kind kind) {
   host::Parts &parts = host::live();
   parts.faults.count(call);
   const auto *const known = static_cast<const InterfaceObject *>(object);
@@ -56,17 +58,17 @@ void *HDM_HDIM_FIND_LIF(uint32_t ifindex) {
 }
 
 void *HDM_HDIM_LIF_IF(void *lif) {
-  Interface *owner = owner_of(Call::HDM_HDIM_LIF_IF, lif, InterfaceObject::Lif);
+  Interface *owner = owner_of(Call::HDM_HDIM_LIF_IF, lif, Kind::Lif);
   return owner == nullptr ? nullptr : &owner->intf;
 }
 
 int HDM_HDIM_IF_IS_PC(void *interface) {
-  const Interface *owner = owner_of(Call::HDM_HDIM_IF_IS_PC, interface, InterfaceObject::Intf);
+  const Interface *owner = owner_of(Call::HDM_HDIM_IF_IS_PC, interface, Kind::Intf);
   return owner != nullptr && owner->is_pc ? 1 : 0;
 }
 
 void *HDM_HDIM_IF_PC(void *interface) {
-  Interface *owner = owner_of(Call::HDM_HDIM_IF_PC, interface, InterfaceObject::Intf);
+  Interface *owner = owner_of(Call::HDM_HDIM_IF_PC, interface, Kind::Intf);
   if (owner != nullptr && !owner->is_pc) {
     host::live().violations.add("HDM_HDIM_IF_PC: not a port channel");
   }
@@ -74,7 +76,7 @@ void *HDM_HDIM_IF_PC(void *interface) {
 }
 
 void *HDM_HDIM_PC_GET_NEXT_PIF(void *pc, void *previous) {
-  const Interface *owner = owner_of(Call::HDM_HDIM_PC_GET_NEXT_PIF, pc, InterfaceObject::PortChannel);
+  const Interface *owner = owner_of(Call::HDM_HDIM_PC_GET_NEXT_PIF, pc, Kind::PortChannel);
   if (owner == nullptr) {
     return nullptr;
   }
@@ -91,7 +93,7 @@ void *HDM_HDIM_PC_GET_NEXT_PIF(void *pc, void *previous) {
 }
 
 uint32_t HDM_HDIM_PIF_INDEX(void *pif) {
-  const Interface *owner = owner_of(Call::HDM_HDIM_PIF_INDEX, pif, InterfaceObject::Pif);
+  const Interface *owner = owner_of(Call::HDM_HDIM_PIF_INDEX, pif, Kind::Pif);
   return owner == nullptr ? 0 : owner->ifindex;
 }
 

@@ -21,7 +21,7 @@ struct Interface;
 
 // What the library holds of an interface: a LIF, an interface, a port channel or a physical interface, all opaque.
 struct InterfaceObject {
-  enum Kind : uint8_t { Lif, Intf, PortChannel, Pif };
+  enum class Kind : uint8_t { Lif, Intf, PortChannel, Pif };
   Kind kind;
   Interface *owner;
 };
@@ -34,10 +34,10 @@ struct Interface {
   uint8_t openflow_state = 1;
   std::vector<Interface *> members;  // of a port channel, in the order in which they joined
   Interface *pc = nullptr;           // of a member port
-  InterfaceObject lif{InterfaceObject::Lif, this};
-  InterfaceObject intf{InterfaceObject::Intf, this};
-  InterfaceObject port_channel{InterfaceObject::PortChannel, this};
-  InterfaceObject pif{InterfaceObject::Pif, this};
+  InterfaceObject lif{InterfaceObject::Kind::Lif, this};
+  InterfaceObject intf{InterfaceObject::Kind::Intf, this};
+  InterfaceObject port_channel{InterfaceObject::Kind::PortChannel, this};
+  InterfaceObject pif{InterfaceObject::Kind::Pif, this};
 
   Interface() = default;
   Interface(const Interface &) = delete;
