@@ -1,8 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
+// Between runs, the agent's table and the library's agree but for what was refused, which each run tries again:
+//
+// clang-format off
+//   set         what it holds         enters                           leaves                    in hardware meanwhile
+//   leftovers_  records without flow  the old record of a flow that    as a run begins, behind   it stands, above or
+//               (their numbers stay   has a new one; the new one of a  each batch, before        below the record that
+//               taken)                failed replacement; what helped  rereading: deleted        its flow has, if any
+//                                     to place flows
+//   broken_     flows whose record    a change failed, and could not   as a run begins: another  it sends to nobody, or
+//               does other things     be taken back                    record takes its place,   does what the change
+//                                                                      this one is left over     asked for
+//   lost_       flows without record  replaced in place, both records  as a run ends: added      packets meet the flows
+//                                     refused; or refused when the     again, or gone from the   below
+//                                     library had lost all flows       table
+// clang-format on
+//
+// When the library loses all its flows, the three are emptied and everything is added again (pending_recovery.cc).
 #include "agent/pending_changes.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "agent/batch_requests.h"
@@ -213,12 +229,22 @@ void PendingChanges::discard_records() {
 
 void PendingChanges::send_changes() {
   std::erase_if(changes_, [this](const Change &change) { return has_failed(change.mod); });
-  std::vector<Flow> changed;
-  std::vector<Flow *> flows;
-  changed.reserve(changes_.size());
-  for (const Change &change : changes_) {
-    flows.push_back(&changed.emplace_back(changed_by(change)));
+  std::vector<Flow> changed(changes_.size());
+  std::ranges::transform(changes_, changed.begin(), [this](const Change &each) { return changed_by(each); });
+  modify(changed);
+  restore_failed();
+  for (size_t i = 0; i < changes_.size(); ++i) {
+    if (!has_failed(changes_[i].mod)) {
+      change_actions(*table_.find(changes_[i].seq_no), std::move(changed[i]));
+    }
   }
+  changes_.clear();
+}
+
+// `changed`: the flows as the changes leave them, one for each.
+void PendingChanges::modify(std::span<Flow> changed) {
+  std::vector<Flow *> flows(changed.size());
+  std::ranges::transform(changed, flows.begin(), [](Flow &flow) { return &flow; });
   const Statuses statuses =
       send_with_room(flows, [this](const std::vector<const Flow *> &some) { return modify_batch(device_, some); });
   for (size_t i = 0; i < changes_.size(); ++i) {
@@ -226,16 +252,6 @@ void PendingChanges::send_changes() {
       fail(changes_[i].mod, statuses[i]);
     }
   }
-  std::vector<Change> undone;
-  std::ranges::copy_if(changes_, std::back_inserter(undone),
-                       [this](const Change &each) { return has_failed(each.mod); });
-  restore(undone);
-  for (size_t i = 0; i < changes_.size(); ++i) {
-    if (!has_failed(changes_[i].mod)) {
-      change_actions(*table_.find(changes_[i].seq_no), std::move(changed[i]));
-    }
-  }
-  changes_.clear();
 }
 
 Flow PendingChanges::changed_by(const Change &change) const {
@@ -245,11 +261,14 @@ Flow PendingChanges::changed_by(const Change &change) const {
   return flow;
 }
 
-// The flows get the actions back that they had before. One that has no outputs and was to get some may name their index
-// now, which only another record gets rid of.
-void PendingChanges::restore(std::span<const Change> changes) {
+// The flows whose changes failed get the actions back that they had before. One that has no outputs and was to get some
+// may name their index now, which only another record gets rid of.
+void PendingChanges::restore_failed() {
   std::vector<const Flow *> flows;
-  for (const Change &change : changes) {
+  for (const Change &change : changes_) {
+    if (!has_failed(change.mod)) {
+      continue;
+    }
     const TableEntry &entry = *table_.find(change.seq_no);
     if (has_outputs(entry.flow) || !has_outputs(changed_by(change))) {
       flows.push_back(&entry.flow);

@@ -11,6 +11,7 @@
 #include <deque>
 #include <optional>
 #include <set>
+#include <span>
 #include <vector>
 
 #include "agent/batch.h"
@@ -103,7 +104,8 @@ class PendingChanges {
   void send_additions();
   void send_changes();
   Flow changed_by(const Change &change) const;
-  void restore(std::span<const Change> changes);
+  void modify(std::span<Flow> changed);
+  void restore_failed();
   void mend(const TableEntry &broken);
   void settle(Addition &addition);
   void take_over(TableEntry entry, uint32_t from);
@@ -122,9 +124,11 @@ class PendingChanges {
   std::vector<Removal> removals_;
   uint32_t change_ = 1;  // counts what is sent together
   size_t replaced_ = 0;
-  std::set<uint32_t> leftovers_;  // numbers of records that no flow has any more, to be deleted
-  std::set<uint32_t> broken_;     // numbers of flows whose records could not get their actions back
-  std::set<uint32_t> lost_;       // numbers of flows that the library has not, to be added again
+
+  // Sequence numbers of what is tried again in each run, as pending_changes.cc opens with.
+  std::set<uint32_t> leftovers_;  // records that no flow has any more, to be deleted
+  std::set<uint32_t> broken_;     // flows whose records could not get their actions back
+  std::set<uint32_t> lost_;       // flows that the library has not, to be added again
 };
 
 }  // namespace agent
