@@ -30,8 +30,8 @@ struct Added {
   std::vector<uint32_t> strays;  // sequence numbers of records that helped to place the flows and are still there
 };
 
-// The flows come in any order; all are such as the hardware serves, with sequence numbers of their own. Strays are left
-// only where the library refuses to delete them; they match no frame.
+// The flows come in any order, with sequence numbers of their own. Strays are left only where the library refuses to
+// delete them; they match no frame.
 Added add_batch(host::Switch &device, std::span<const Flow *const> flows);
 
 // Gives flows that stand in the library's table the actions that they have here. A flow that is refused has lost its

@@ -46,7 +46,7 @@ class Fillers {
   std::vector<Flow> flows_;
 };
 
-// Adding flows that are in order by falling priority.
+// Adding flows, in order by falling priority.
 class Adding {
  public:
   Adding(host::Switch &device, std::span<const Flow *const> flows) : device_(device), flows_(flows) {
@@ -64,7 +64,7 @@ class Adding {
   }
 
  private:
-  static constexpr size_t kFewerThanFillers = 3;  // requests, that as many flows can as well have for themselves
+  static constexpr size_t kFewerThanFillers = 3;  // requests: for so few flows, one each does as well
 
   // `order`: positions in the flows.
   void add(std::span<const size_t> order) {
@@ -135,8 +135,8 @@ class Adding {
     return flow_request(OFTAB_ENTRY_ADD, flows);
   }
 
-  // Notes what became of flows that the response names as failed, or that stand in the table although it did not come
-  // or says that all failed. Returns the others.
+  // Notes the failures that the response names. Returns the flows that it does not name and that do not stand in the
+  // table: some may, although it did not come or says that all failed.
   std::vector<size_t> settle(std::span<const size_t> order, const std::optional<Response> &response) {
     const auto live = live_seq_nos();
     std::vector<size_t> others;

@@ -9,8 +9,7 @@
 namespace agent {
 
 // Lets the library collect its counters at once and brings the table's counts up to date. Flows that have counted
-// packets since the reading before were used now. Counts stay as they are when the
-// library does not answer.
+// packets since the reading before were used now. Counts stay as they are when the library does not answer.
 void read_counts(host::Switch &device, FlowTable &table, Time now);
 
 }  // namespace agent

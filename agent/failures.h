@@ -15,7 +15,7 @@ std::string failure_text(const host::services::TraceRecord &failure, host::Switc
 // The first failure that was traced since there were `count`, but for harmless ones; null if there is none.
 const host::services::TraceRecord *failure_since(uint64_t count, host::Switch &device);
 
-// "3 of 4096 valid records", as used of capacity.
+// "3 of 4096": used of capacity.
 std::string usage_text(size_t used, size_t capacity);
 
 // The multicast indices that flows hold, all that the library gives out, and those that are left.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The values of match fields as they are written: readers, which throw a TextError for what they cannot use, and
-// printers, whose text the reader of the same name takes again.
+// printers, whose text a reader of the same field takes again.
 #ifndef AGENT_FIELD_VALUES_H
 #define AGENT_FIELD_VALUES_H
 
@@ -30,8 +30,8 @@ Masked read_ip(const Word &value);
 Masked read_ethertype(const Word &value);
 
 // A VLAN id, 0 for tags that carry a priority alone, or 0xffff for untagged frames; numbers between the ids and 0xffff
-// are those of no frame. Elsewhere it is written as the id
-// above the bit 0x1000 (0 for untagged frames), or as the whole tag, of which the id must be what the mask selects.
+// are those of no frame. Elsewhere it is written as the id above the bit 0x1000 (0 for untagged frames), or as the
+// whole tag, of which the id must be what the mask selects.
 Masked read_vlan(const Word &value);
 Masked read_vlan_vid(const Word &value);
 Masked read_vlan_tci(const Word &value);

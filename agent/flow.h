@@ -33,8 +33,7 @@ enum class Field : uint8_t {
 };
 
 // A 1 bit of `mask` is compared. MAC addresses are numbers, first octet most significant; InPort is an ifindex or a
-// reserved port; DlVlan is a VLAN id, 0 where the tag carries a priority
-// alone, or kUntagged.
+// reserved port; DlVlan is a VLAN id, 0 where the tag carries a priority alone, or kUntagged.
 struct Masked {
   uint64_t value = 0;
   uint64_t mask = 0;

@@ -31,7 +31,7 @@ struct HardwareActions {
 // The applications that flows can name are below it: it is the one that takes the packets of the CPU's flows.
 constexpr uint32_t kCpuApplication = 8;
 
-// Why the hardware cannot do something, for people: "it cannot match dl_vlan_pcp".
+// Why the hardware cannot do something, for people: "the hardware cannot match dl_vlan_pcp".
 using CpuReason = std::string;
 
 // Who serves a flow, and what stands in the TCAM for it.

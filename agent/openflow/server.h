@@ -35,7 +35,7 @@ class Server : private Listener {
 
   struct Peer {
     std::string name;                 // of what was added, or of a peer that came in by it
-    std::string state;                // "listening", "seeking", "connected"
+    std::string state;                // "listening", "seeking", "greeting", "connected"
     uint64_t dropped_packet_ins = 0;  // that waited for a peer that did not read
   };
   std::vector<Peer> peers() const;

@@ -80,7 +80,6 @@ void Session::desc_stats(const Message &message, ByteView) {
 
 void Session::flow_stats(const Message &message, ByteView request) {
   const auto wanted = take<wire::FlowStatsRequest>(request);
-  // First, as it may find flows gone and tell the peer so.
   std::vector<const TableEntry *> entries;
   if (names_table(wanted.table_id)) {
     entries = agent_.flow_statistics(decode_match(wanted.match), port_numbered(wanted.out_port));

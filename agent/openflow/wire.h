@@ -2,7 +2,7 @@
 // The records of OpenFlow 1.0 as they stand in a message: one line per field, from which their members, their size, and
 // how they are read and written come.
 //
-// Everything is in network byte order, without alignment; padding is written as zeros and read over.
+// Everything is in network byte order, without alignment; padding is written as zeros and skipped.
 #ifndef AGENT_OPENFLOW_WIRE_H
 #define AGENT_OPENFLOW_WIRE_H
 

@@ -10,8 +10,8 @@
 
 namespace host::services {
 
-// One line a call, in order; when there are 65536, the older half goes: the name, what distinguishes the call, the
-// result, and what a successful call answered.
+// One line a call, in order: the name, what distinguishes the call, the result, and what a successful call answered. Of
+// 65536 lines the older half goes when another comes.
 //   qtr_custom_cache_unified_entry_set(2000, vld=1) = 0
 //   qtr_custom_cache_unified_entry_get(4095) = 0
 //   libsdk_l3_route_stats_create() = 0, id 1
