@@ -180,37 +180,35 @@ TEST_F(AgentTest, NamesWhatItRefuses) {
   EXPECT_EQ(agent_.flows().size(), 1U);
 }
 
-// Flows with outputs for which no multicast index is left are the CPU's, until one is free.
-TEST_F(AgentTest, ServesByTheCpuWhatFindsNoMulticastIndex) {
-  const auto meeting = [](FlowMod mod, std::initializer_list<std::pair<Field, Masked>> fields) {
+// A table that takes all multicast indices, and behind it three flows with outputs that find none left.
+class NoIndexTest : public AgentTest {
+ protected:
+  static FlowMod meeting(uint32_t in_port, uint32_t priority, std::vector<Action> actions) {
+    FlowMod mod = numbered(0, priority, std::move(actions));
     mod.flow.match = {};
-    for (const auto &[field, masked] : fields) {
-      mod.flow.match[field] = masked;
-    }
+    mod.flow.match[Field::InPort] = {in_port, in_port == 0 ? 0 : kExactIfindex};
     return mod;
-  };
-  const uint32_t channel = test::port_channel(2);
-  const FlowMod drop = numbered(1, 1);
-  FlowMod changed = meeting(numbered(0, 2), {{Field::InPort, {port(7), kExactIfindex}}});
-  ASSERT_EQ(apply(meeting(drop, {})), std::nullopt);
-  ASSERT_EQ(apply(meeting(numbered(0, 50000, {output_to(port(1))}), {{Field::InPort, {channel, kExactIfindex}}})),
-            std::nullopt);
-  ASSERT_EQ(apply(changed), std::nullopt);
-  std::vector<FlowMod> mods;
-  for (uint32_t i = 1; i <= 4000; ++i) {
-    mods.push_back(numbered(i, 1000, {output_to(port(i % 3))}));
   }
-  ASSERT_THAT(agent_.apply(mods), testing::IsEmpty());
-  ASSERT_EQ(apply(meeting(numbered(0, 60000, {output_to(port(8))}), {{Field::InPort, {port(6), kExactIfindex}}})),
-            std::nullopt);
-  agent_.packets().receive(port(7), arp_frame());
-  changed.command = Command::ModifyStrict;
-  changed.flow.actions = {output_to(port(9))};
-  ASSERT_EQ(apply(changed), std::nullopt);
-  rig_.sw.interfaces().create_pc(channel);
-  agent_.follow_interfaces();
 
-  const auto on_cpu = [&] {
+  void SetUp() override {
+    FlowMod changed = meeting(port(7), 2, {});
+    ASSERT_EQ(apply(meeting(0, 1, {})), std::nullopt);
+    ASSERT_EQ(apply(meeting(channel_, 50000, {output_to(port(1))})), std::nullopt);
+    ASSERT_EQ(apply(changed), std::nullopt);
+    for (uint32_t i = 1; i <= 4000; ++i) {
+      taking_.push_back(numbered(i, 1000, {output_to(port(i % 3))}));
+    }
+    ASSERT_THAT(agent_.apply(taking_), testing::IsEmpty());
+    ASSERT_EQ(apply(meeting(port(6), 60000, {output_to(port(8))})), std::nullopt);
+    agent_.packets().receive(port(7), arp_frame());
+    changed.command = Command::ModifyStrict;
+    changed.flow.actions = {output_to(port(9))};
+    ASSERT_EQ(apply(changed), std::nullopt);
+    rig_.sw.interfaces().create_pc(channel_);
+    agent_.follow_interfaces();
+  }
+
+  std::vector<uint32_t> priorities_on_cpu() {
     std::vector<uint32_t> priorities;
     for (const auto &[seq_no, entry] : agent_.flows().entries()) {
       const Placement placement = placement_of(entry.flow);
@@ -220,9 +218,10 @@ TEST_F(AgentTest, ServesByTheCpuWhatFindsNoMulticastIndex) {
       }
     }
     return priorities;
-  };
-  const auto expect_served = [&](uint64_t times) {
-    for (const auto &[in_port, out] : {std::pair{channel, 2U}, {port(6), 9U}, {port(7), 10U}}) {
+  }
+
+  void expect_served(uint64_t times) {
+    for (const auto &[in_port, out] : {std::pair{channel_, 2U}, {port(6), 9U}, {port(7), 10U}}) {
       sent_.clear();
       agent_.packets().receive(in_port, arp_frame());
       EXPECT_EQ(sent_, std::vector<uint32_t>{out});
@@ -232,17 +231,23 @@ TEST_F(AgentTest, ServesByTheCpuWhatFindsNoMulticastIndex) {
       const uint32_t in_port = static_cast<uint32_t>(entry.flow.match[Field::InPort].value);
       EXPECT_EQ(entry.counts().packets, in_port == 0 ? 0 : times + (in_port == port(7) ? 1 : 0));
     }
-  };
-  EXPECT_THAT(on_cpu(), testing::UnorderedElementsAre(50000, 60000, 2));
+  }
+
+  const uint32_t channel_ = test::port_channel(2);
+  std::vector<FlowMod> taking_;
+};
+
+TEST_F(NoIndexTest, FlowsAreTheCpusUntilAnIndexIsFree) {
+  EXPECT_THAT(priorities_on_cpu(), testing::UnorderedElementsAre(50000, 60000, 2));
   expect_served(1);
-  const std::vector<FlowMod> deletions{deletion_of(mods[0]), deletion_of(mods[1])};
+  const std::vector<FlowMod> deletions{deletion_of(taking_[0]), deletion_of(taking_[1])};
   ASSERT_THAT(agent_.apply(deletions), testing::IsEmpty());
   agent_.advance({});
-  EXPECT_EQ(on_cpu().size(), 1U);
+  EXPECT_EQ(priorities_on_cpu().size(), 1U);
   expect_served(2);
-  ASSERT_EQ(apply(deletion_of(mods[2])), std::nullopt);
+  ASSERT_EQ(apply(deletion_of(taking_[2])), std::nullopt);
   agent_.advance({});
-  EXPECT_THAT(on_cpu(), testing::IsEmpty());
+  EXPECT_THAT(priorities_on_cpu(), testing::IsEmpty());
   expect_served(3);
 }
 
@@ -265,16 +270,17 @@ TEST_F(AgentTest, TellsOfFlowsThatWait) {
   EXPECT_THAT(removed_, testing::IsEmpty());
 }
 
-TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
-  const auto ports = [](std::initializer_list<uint32_t> but) {
-    std::vector<uint32_t> all;
-    for (uint32_t number = 1; number <= 48; ++number) {
-      if (std::ranges::find(but, number) == but.end()) {
-        all.push_back(number);
-      }
+std::vector<uint32_t> ports_but(std::initializer_list<uint32_t> but) {
+  std::vector<uint32_t> ports;
+  for (uint32_t number = 1; number <= 48; ++number) {
+    if (std::ranges::find(but, number) == but.end()) {
+      ports.push_back(number);
     }
-    return all;
-  };
+  }
+  return ports;
+}
+
+TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
   ASSERT_EQ(agent_.modify_port(port(2), agent_.ports().find(port(2))->hw_addr, kNoFlood, kNoFlood), std::nullopt);
   ASSERT_EQ(agent_.modify_port(port(3), agent_.ports().find(port(3))->hw_addr, kNoForward, kNoForward), std::nullopt);
   FlowMod flow = numbered(1, 1, {output_to(port(0)), output_to(port(9))});
@@ -287,11 +293,11 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
       {test::port_channel(1), {5, 6}},
       {kPortIn, {1}},
       {kPortTable, {10}},
-      {kPortNormal, ports({1, 3, 4, 6})},
+      {kPortNormal, ports_but({1, 3, 4, 6})},
       {kPortLocal, {}},
       {kPortController, {}},
-      {kPortAll, ports({1, 4, 6})},
-      {kPortFlood, ports({1, 3, 4, 6})},
+      {kPortAll, ports_but({1, 4, 6})},
+      {kPortFlood, ports_but({1, 3, 4, 6})},
   };
   for (const auto &[output, expected] : due) {
     sent_.clear();
@@ -305,7 +311,9 @@ TEST_F(AgentTest, SendsControllersPacketsWhereTheyAreToGo) {
   EXPECT_EQ(agent_.packets().send(refused)->kind, Kind::Port);
   EXPECT_THAT(sent_, testing::IsEmpty());
   EXPECT_EQ(agent_.ports().find(port(9))->counts.tx_packets, 5U);
-  // Its members obey what a port channel is told.
+}
+
+TEST_F(AgentTest, MembersObeyWhatTheirPortChannelIsTold) {
   const Port &channel = *agent_.ports().find(test::port_channel(1));
   ASSERT_EQ(agent_.modify_port(channel.ifindex, channel.hw_addr, kNoForward, kNoForward), std::nullopt);
   const PacketOut blocked{.actions = {output_to(channel.ifindex), output_to(port(4))}, .packet = arp_frame()};
@@ -380,17 +388,21 @@ TEST_F(AgentTest, ReportsPacketsAndKeepsEachForOneUse) {
   ASSERT_EQ(packet_ins_.size(), 3 + PacketBuffers::kCount);  // the flow stands
   EXPECT_EQ(agent_.packets().release(packet_ins_[2].buffer_id, {})->kind, Kind::BufferUnknown);
   EXPECT_FALSE(agent_.packets().release(packet_ins_[3].buffer_id, {}));
-
-  const auto &address = agent_.ports().find(port(0))->hw_addr;
-  EXPECT_EQ(agent_.modify_port(port(0), address, kNoPacketIn, kNoPacketIn), std::nullopt);
-  agent_.packets().receive(port(0), frame);
-  EXPECT_EQ(agent_.modify_port(port(0), address, kNoReceive, kAllPortConfig), std::nullopt);
-  agent_.packets().receive(port(0), frame);
-  EXPECT_EQ(packet_ins_.size(), 3 + PacketBuffers::kCount);
-  EXPECT_EQ(agent_.ports().find(port(0))->counts.rx_dropped, 2U);
   const TableStatistics statistics = agent_.table_statistics();
-  EXPECT_EQ(statistics.lookups, 4 + PacketBuffers::kCount);
-  EXPECT_EQ(statistics.matched, 3 + PacketBuffers::kCount);
+  EXPECT_EQ(statistics.lookups, 3 + PacketBuffers::kCount);
+  EXPECT_EQ(statistics.matched, 2 + PacketBuffers::kCount);
+}
+
+TEST_F(AgentTest, ReportsNoPacketsOfPortsThatAreToldNotTo) {
+  ASSERT_TRUE(agent_.set_miss(HardwareActions::Kind::Controller));
+  const Port &in = *agent_.ports().find(port(0));
+  EXPECT_EQ(agent_.modify_port(in.ifindex, in.hw_addr, kNoPacketIn, kNoPacketIn), std::nullopt);
+  agent_.packets().receive(in.ifindex, arp_frame());
+  EXPECT_EQ(agent_.modify_port(in.ifindex, in.hw_addr, kNoReceive, kAllPortConfig), std::nullopt);
+  agent_.packets().receive(in.ifindex, arp_frame());
+  EXPECT_THAT(packet_ins_, testing::IsEmpty());
+  EXPECT_EQ(in.counts.rx_dropped, 2U);
+  EXPECT_EQ(agent_.table_statistics().lookups, 1U);
 }
 
 TEST_F(AgentTest, TellsFramesOfTheSpanningTreeFromOthers) {

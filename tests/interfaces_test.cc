@@ -42,17 +42,19 @@ class Interfaces : public PortChannelTest {
   }
 };
 
+struct Step {
+  uint32_t intf_op;
+  int32_t status;  // of the request
+  Numbers ifindexes;
+  std::vector<int32_t> statuses;
+  Numbers table;
+  Numbers lldp_off;
+};
+
 TEST_F(Interfaces, AreAddedAndDeleted) {
   const Numbers three{port(0), port(1), port(47)};
   const Numbers four{port(0), port(1), port(2), port(47)};
-  const struct {
-    uint32_t intf_op;
-    int32_t status;  // of the request
-    Numbers ifindexes;
-    std::vector<int32_t> statuses;
-    Numbers table;
-    Numbers lldp_off;
-  } steps[] = {
+  const Step steps[] = {
       {kAdd, 0, {port(1), port(47), port(0)}, {0, 0, 0}, three, {1, 2, 48}},
       {kAdd, -1, {port(1)}, {-1}, three, {1, 2, 48}},
       {kAdd, -1, {kPc}, {-1}, three, {1, 2, 48}},
@@ -72,7 +74,7 @@ TEST_F(Interfaces, AreAddedAndDeleted) {
   set_up({add({numbered_flow(1, 5)})});
   const State before = state();
   const host::asic::NoTcamWrites no_writes(sw.asic().tcam());
-  for (const auto &step : steps) {
+  for (const Step &step : steps) {
     SCOPED_TRACE(&step - steps);
     const host::Reply reply = request(step.intf_op, step.ifindexes);
     const Response response = decode(reply.responses.at(0));  // laid out like the answer to an entry request

@@ -75,52 +75,58 @@ TEST_F(SwitchTest, AddIsReadAnsweredAndTraced) {
           kEnd);
 }
 
+const std::string kModification =
+    kBegin +
+    "3\noftab_dump_entry_update_req() Enter \n\nEntry Update Req\nentry_op:3 \nnum_entries:1 \n"
+    "Entry :0 \n   mad_da:0x000000/0x000000  mad_sa:0x000000/0x000000\n"
+    "   ip_da:0x0/0x0    ip_sa:0x0/0x0\n   protocol:0x0/0x0 dport:0x0/0x0 sport:0x1/0xffff\n"
+    "   ethertype:0x800/0xffff ifindex:0x0/0x0 vlan:0x0/0x0 tos:0x0/0x0\n"
+    "Result \n  result_type:4  app_id:1 \noftab_dump_entry_update_req() Exit \n"
+    "oftab_cp_current_to_shadow() Enter. entry_update:0 num_entries:1 \noftab_cp_current_to_shadow() Exit. \n"
+    "oftab_modify_entries_top_down() Enter.  num_entries:1 \noftab_modify_entries_top_down() in for_loop. \n"
+    "oftab_modify_entries_top_down() ent_h = 1, of_h = 1 \noftab_modify_entries_top_down() in handle_match. \n"
+    "oftab_modify_action() Enter. \nmcst idx dealloc for 8192"
+    "oftab_add_controller_action() Enter. \noftab_add_controller_action() Exit. Status:0 \n"
+    "oftab_modify_action() Exit. Status:0 \noftab_modify_entries_top_down() Exit. status:0 \n"
+    "oftab_program_shadow_entries() Enter. \n\nSUCCESS installing the MOVED entry at index 2000 \n"
+    "oftab_program_shadow_entries() Exit. st=0 \n" +
+    kCommit + "entry_op:3  num_entries:1 status:0 \n  seq:1  context:0xc0de0001  status:0 \n" + kEnd;
+
+const std::string kDeletion =
+    kBegin +
+    "2\noftab_dump_entry_del_req() Enter \n\nEntry Del Req\nentry_op:2 \nnum_entries:1 \n"
+    "Seq No:    2 \noftab_dump_entry_del_req() Exit \n"
+    "oftab_cp_current_to_shadow() Enter. entry_update:0 num_entries:1 \noftab_cp_current_to_shadow() Exit. \n"
+    "oftab_process_entry_del_req() Enter. \nDeleting Seq No.:2oftab_delete_and_pgm_entries() Enter. \n"
+    "mcst idx dealloc for 8193"
+    "oftab_clear_and_program_entry() Enter. \n\nSUCCESS Programming the entry at index 2001 \n"
+    "oftab_clear_and_program_entry() Exit. \noftab_delete_and_pgm_entries() Exit. status:0 \n"
+    "oftab_process_entry_del_req() Exit. status=0 \n" +
+    kCommit + "entry_op:2  num_entries:1 status:0 \n  seq:2  context:0xde1e7e02  status:0 \n" + kEnd;
+
+constexpr char kCompaction[] =
+    "oftab_defragment_entries() Enter. \noftab_cp_and_pgm_entry() Enter. \n"
+    "\nSUCCESS Programming the entry at index 2000 \noftab_cp_and_pgm_entry() Exit. st:0\n"
+    "Unused entry:2001 (0/1) found\noftab_cp_and_pgm_entry() Enter. \n"
+    "\nSUCCESS Programming the entry at index 2001 \noftab_cp_and_pgm_entry() Exit. st:0\n"
+    "Fragmented TCAM Table \nDumping TCAM Table \nStart Index:2000   End Index:2002\n"
+    "Total:4095  Used:2  Free:4093  Entries Allocated:3\nIntf Count :0  \n"
+    "TcamIndex    Seq   prio   Used  Stat-index \n===========================================\n"
+    "  2000       1      30   1       2\n  2001       0       0   0       0\n  2002       3      10   1       4\n"
+    "Unfragmented TCAM Table \nDumping TCAM Table \nStart Index:2000   End Index:2001\n"
+    "Total:4095  Used:2  Free:4093  Entries Allocated:2\nIntf Count :0  \n"
+    "TcamIndex    Seq   prio   Used  Stat-index \n===========================================\n"
+    "  2000       1      30   1       2\n  2001       3      10   1       4\n"
+    "oftab_clear_and_program_entry() Enter. \n\nSUCCESS Programming the entry at index 2002 \n"
+    "oftab_clear_and_program_entry() Exit. \noftab_defragment_entries() Exit. status:0\n";
+
 TEST_F(SwitchTest, ModifyDeleteAndCompactionAreTraced) {
   set_up(
       {add({numbered_flow(1, 30, output({port(1)})), numbered_flow(2, 20, output({port(2)})), numbered_flow(3, 10)})});
   const std::pair<std::function<void()>, std::string> steps[] = {
-      {[this] { set_up({modify({numbered_flow(1, 30, controller())})}); },
-       kBegin +
-           "3\noftab_dump_entry_update_req() Enter \n\nEntry Update Req\nentry_op:3 \nnum_entries:1 \n"
-           "Entry :0 \n   mad_da:0x000000/0x000000  mad_sa:0x000000/0x000000\n"
-           "   ip_da:0x0/0x0    ip_sa:0x0/0x0\n   protocol:0x0/0x0 dport:0x0/0x0 sport:0x1/0xffff\n"
-           "   ethertype:0x800/0xffff ifindex:0x0/0x0 vlan:0x0/0x0 tos:0x0/0x0\n"
-           "Result \n  result_type:4  app_id:1 \noftab_dump_entry_update_req() Exit \n"
-           "oftab_cp_current_to_shadow() Enter. entry_update:0 num_entries:1 \noftab_cp_current_to_shadow() Exit. \n"
-           "oftab_modify_entries_top_down() Enter.  num_entries:1 \noftab_modify_entries_top_down() in for_loop. \n"
-           "oftab_modify_entries_top_down() ent_h = 1, of_h = 1 \noftab_modify_entries_top_down() in handle_match. \n"
-           "oftab_modify_action() Enter. \nmcst idx dealloc for 8192"
-           "oftab_add_controller_action() Enter. \noftab_add_controller_action() Exit. Status:0 \n"
-           "oftab_modify_action() Exit. Status:0 \noftab_modify_entries_top_down() Exit. status:0 \n"
-           "oftab_program_shadow_entries() Enter. \n\nSUCCESS installing the MOVED entry at index 2000 \n"
-           "oftab_program_shadow_entries() Exit. st=0 \n" +
-           kCommit + "entry_op:3  num_entries:1 status:0 \n  seq:1  context:0xc0de0001  status:0 \n" + kEnd},
-      {[this] { set_up({erase({2})}); },
-       kBegin +
-           "2\noftab_dump_entry_del_req() Enter \n\nEntry Del Req\nentry_op:2 \nnum_entries:1 \n"
-           "Seq No:    2 \noftab_dump_entry_del_req() Exit \n"
-           "oftab_cp_current_to_shadow() Enter. entry_update:0 num_entries:1 \noftab_cp_current_to_shadow() Exit. \n"
-           "oftab_process_entry_del_req() Enter. \nDeleting Seq No.:2oftab_delete_and_pgm_entries() Enter. \n"
-           "mcst idx dealloc for 8193"
-           "oftab_clear_and_program_entry() Enter. \n\nSUCCESS Programming the entry at index 2001 \n"
-           "oftab_clear_and_program_entry() Exit. \noftab_delete_and_pgm_entries() Exit. status:0 \n"
-           "oftab_process_entry_del_req() Exit. status=0 \n" +
-           kCommit + "entry_op:2  num_entries:1 status:0 \n  seq:2  context:0xde1e7e02  status:0 \n" + kEnd},
-      {[] { EXPECT_EQ(oftab_defragment_entries(), 0); },
-       "oftab_defragment_entries() Enter. \noftab_cp_and_pgm_entry() Enter. \n"
-       "\nSUCCESS Programming the entry at index 2000 \noftab_cp_and_pgm_entry() Exit. st:0\n"
-       "Unused entry:2001 (0/1) found\noftab_cp_and_pgm_entry() Enter. \n"
-       "\nSUCCESS Programming the entry at index 2001 \noftab_cp_and_pgm_entry() Exit. st:0\n"
-       "Fragmented TCAM Table \nDumping TCAM Table \nStart Index:2000   End Index:2002\n"
-       "Total:4095  Used:2  Free:4093  Entries Allocated:3\nIntf Count :0  \n"
-       "TcamIndex    Seq   prio   Used  Stat-index \n===========================================\n"
-       "  2000       1      30   1       2\n  2001       0       0   0       0\n  2002       3      10   1       4\n"
-       "Unfragmented TCAM Table \nDumping TCAM Table \nStart Index:2000   End Index:2001\n"
-       "Total:4095  Used:2  Free:4093  Entries Allocated:2\nIntf Count :0  \n"
-       "TcamIndex    Seq   prio   Used  Stat-index \n===========================================\n"
-       "  2000       1      30   1       2\n  2001       3      10   1       4\n"
-       "oftab_clear_and_program_entry() Enter. \n\nSUCCESS Programming the entry at index 2002 \n"
-       "oftab_clear_and_program_entry() Exit. \noftab_defragment_entries() Exit. status:0\n"},
+      {[this] { set_up({modify({numbered_flow(1, 30, controller())})}); }, kModification},
+      {[this] { set_up({erase({2})}); }, kDeletion},
+      {[] { EXPECT_EQ(oftab_defragment_entries(), 0); }, kCompaction},
   };
   for (const auto &[act, trace] : steps) {
     sw.tracing().clear();
@@ -296,15 +302,17 @@ TEST_F(SwitchTest, DumpOfAStatisticsResponseReadsWhatItCarries) {
   }
 }
 
-TEST_F(BareSwitchTest, RequestsThatCannotBeAnsweredAreNot) {
-  // In turn: not initialised, the message service fails with 77, no payload, no memory, the response cannot be sent.
-  const struct {
-    uint32_t code;
-    Bytes request;
-    size_t response_size;
-    std::array<int32_t, 5> results;
-    std::array<std::string, 5> errors;
-  } cases[] = {
+// In turn: not initialised, the message service fails with 77, no payload, no memory, the response cannot be sent.
+struct Unanswered {
+  uint32_t code;
+  Bytes request;
+  size_t response_size;
+  std::array<int32_t, 5> results;
+  std::array<std::string, 5> errors;
+};
+
+std::vector<Unanswered> unanswered() {
+  return {
       {OFTAB_MSG_ENTRY_UPDATE,
        add({{}}),
        sizeof(oftab_entry_update_resp_t) + sizeof(oftab_resp_entry_t),
@@ -327,10 +335,14 @@ TEST_F(BareSwitchTest, RequestsThatCannotBeAnsweredAreNot) {
         "handle openflow stats query - ipq handler init: message service error 77 ",
         "oftab_process_get_stats() Exit. Null parameter \n", "oftab_process_get_stats() Malloc failure \n", ""}},
   };
+}
+
+TEST_F(BareSwitchTest, RequestsThatCannotBeAnsweredAreNot) {
+  const std::vector<Unanswered> cases = unanswered();
   const char *const failing_calls[] = {nullptr, "hdm_ipq_handler_init", "ipq_payload_get", nullptr,
                                        "fu_ipq_send_response"};
   for (size_t step = 0; step < 5; ++step) {
-    for (const auto &row : cases) {
+    for (const Unanswered &row : cases) {
       sw.tracing().clear();
       if (failing_calls[step] != nullptr) {
         sw.faults().fail(failing_calls[step], 1, 77);

@@ -178,6 +178,10 @@ constexpr char kFirstKey[] =
 constexpr char kLastKey[] =
     "0000000080ffff7f0000008403030000 00000000000020222020212121010000 000000000000000000001000";
 constexpr char kCalled[] = "\noftab_debug_test() called. vlan:7 \n";
+constexpr char kFirstRecordTraced[] =
+    "key 0x00000000 0x00000000 0x84000000 0x00000303 0x00000000 0x20202000 0x21212020 0x00000121 0x00000000 0x00000000 "
+    "0x00100000 mask 0x00000003 0xFFFFFF80 0xFFFFFFFF 0xFFFFFFFF 0x0000007F 0xFFFFE000 0xFFFFFFFF 0x00001FFF "
+    "0x00000000 0x00000000 0x00100000 result 0x3E800005 0x00000000 0x00000000 0x00000000 0x00000000 0x00000000 ";
 
 TEST_F(WriterTest, ScenarioReplicatesFrom4096SourcesAndIsTraced) {
   std::ranges::fill(mac_sa2, uint8_t{0xff});
@@ -205,12 +209,6 @@ TEST_F(WriterTest, ScenarioReplicatesFrom4096SourcesAndIsTraced) {
   EXPECT_EQ(fate.verdict, Verdict::Replicate);
   EXPECT_THAT(fate.sdk_ports, testing::ElementsAre(14, 17));
   EXPECT_THAT(traced(102), testing::ElementsAre(kCalled));
-  const std::string key_words =
-      " 0x00000000 0x00000000 0x84000000 0x00000303 0x00000000 0x20202000 0x21212020 0x00000121 0x00000000 0x00000000 "
-      "0x00100000 ";
-  const std::string mask_words =
-      " 0x00000003 0xFFFFFF80 0xFFFFFFFF 0xFFFFFFFF 0x0000007F 0xFFFFE000 0xFFFFFFFF 0x00001FFF 0x00000000 0x00000000 "
-      "0x00100000 ";
   EXPECT_THAT(joined(traced(104)),
               testing::StartsWith("oftab_debug_test called. vlan=7 \nstats_id 2 allocated\n"
                                   "oif[0] = 436260864\n 0/2 ,ifindex:0x1a00d000 asic port:14 \n"
@@ -218,9 +216,8 @@ TEST_F(WriterTest, ScenarioReplicatesFrom4096SourcesAndIsTraced) {
                                   "oftab_debug_test:tree_create_batch success for ltl_index : 1000"
                                   "\ninstalling the entry 0 for ltl_index2 = 0x3e8 phy_ltl_index=0x0"
                                   "entry_type=0x1 l2_ltl_idx__011_000=0x3e8 l2_ltl_idx__013_012=0x0\n"
-                                  "i=0 ltl_index:0x3e8 phy_ltl_index=0x0 \nkey" +
-                                  key_words + "mask" + mask_words +
-                                  "result 0x3E800005 0x00000000 0x00000000 0x00000000 0x00000000 0x00000000 "));
+                                  "i=0 ltl_index:0x3e8 phy_ltl_index=0x0 \n" +
+                                  std::string(kFirstRecordTraced)));
   EXPECT_EQ(traced(104).back(), "\n SUCCESS installing the entry 4095 for ltl_index = 1000");
 }
 
