@@ -7,7 +7,7 @@
 #include "tests/support/rig.h"
 
 extern "C" {
-#include "examples/host/check_table.h"
+#include "examples/port_check/check_table.h"
 }
 
 namespace test {

@@ -45,9 +45,20 @@ expect_calls ldconfig 'systemctl daemon-reload' 'systemctl try-restart oftab-swi
 
 echo "with pkg-config"
 export PKG_CONFIG_LIBDIR="$library/pkgconfig"
-cc -std=c11 -Wall -Wextra -Werror -o "$work/host" "$documents"/examples/host/*.c $(pkg-config --cflags --libs liboftab)
+compile() {
+  cc -std=c11 -Wall -Wextra -Werror "$@" $(pkg-config --cflags --libs liboftab)
+}
+compile -o "$work/host" "$documents/examples/host/host.c"
 LD_LIBRARY_PATH=$library "$work/host" >"$work/first"
 sed -n '/^status 0, flow/,/^```$/p' "$documents/porting.md" | sed '$d' | diff "$work/first" -
+
+echo "with the check of a port"
+call=$(grep 'check_table()' "$documents/porting.md")
+sed "/^#include \"oftab/i #include \"check_table.h\"
+  /^  oftab_process_entry_update/a $call" "$documents/examples/host/host.c" >"$work/checked.c"
+grep -F "$call" "$work/checked.c"
+compile -I "$documents/examples/port_check" -o "$work/checked" "$work/checked.c" "$documents/examples/port_check/check_table.c"
+LD_LIBRARY_PATH=$library "$work/checked" | diff "$work/first" -
 
 echo "with CMake"
 cmake -S "$documents/examples/host" -B "$work/cmake" -D CMAKE_PREFIX_PATH="$root/usr" >"$work/cmake.log" || { cat "$work/cmake.log"; exit 1; }

@@ -7,7 +7,9 @@
 #include "oftab/oftab.h"
 
 /* The key's valid bit: without it a record matches nothing. */
-static int is_valid(const cache_unified_entry *record) { return record->key[42] & 0x10; }
+static int is_valid(const cache_unified_entry *record) {
+  return record->key[42] & 0x10;
+}
 
 /* The flow for which the table says that it stands at the index, or null. */
 static const oftab_sw_entry_t *flow_at(uint32_t index) {
