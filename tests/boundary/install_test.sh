@@ -69,6 +69,13 @@ echo "the program"
 "$root/usr/bin/oftab-switch" -c 'add-flow tcp,tp_dst=80,actions=drop' |
   grep '^flow 1 added at index 2000$'
 
+echo "links of the documents"
+for page in "$root"/usr/share/doc/*/*.md; do
+  for link in $(grep -o ']([^):#]*' "$page" | cut -c3-); do
+    [ -e "$(dirname "$page")/$link" ] || { echo "$page leads to $link, which is not installed"; exit 1; }
+  done
+done
+
 echo "the service"
 unit=$root/usr/lib/systemd/system/oftab-switch.service
 for line in NoNewPrivileges=yes 'CapabilityBoundingSet=CAP_NET_RAW CAP_NET_ADMIN' DynamicUser=yes; do
