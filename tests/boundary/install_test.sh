@@ -53,7 +53,7 @@ LD_LIBRARY_PATH=$library "$work/host" >"$work/first"
 sed -n '/^status 0, flow/,/^```$/p' "$documents/porting.md" | sed '$d' | diff "$work/first" -
 
 echo "with the check of a port"
-call=$(grep 'check_table()' "$documents/porting.md")
+call=$(grep -o 'if (check_table().*' "$documents/porting.md")
 sed "/^#include \"oftab/i #include \"check_table.h\"
   /^  oftab_process_entry_update/a $call" "$documents/examples/host/host.c" >"$work/checked.c"
 grep -F "$call" "$work/checked.c"
@@ -78,12 +78,17 @@ done
 
 echo "the service"
 unit=$root/usr/lib/systemd/system/oftab-switch.service
+grep '^ExecStart="/usr/bin/oftab-switch" serve ' "$unit"
 for line in NoNewPrivileges=yes 'CapabilityBoundingSet=CAP_NET_RAW CAP_NET_ADMIN' DynamicUser=yes; do
   grep -x "$line" "$unit"
 done
+prefix="$work/odd prefix"
+(cd "$work" && cmake --install "$build" --prefix "odd prefix") >"$work/install.log" || { cat "$work/install.log"; exit 1; }
+there=$prefix/lib/systemd/system/oftab-switch.service
+grep "^ExecStart=\"$prefix/bin/oftab-switch\" serve " "$there"
+"$prefix/bin/oftab-switch" --version
 if command -v systemd-analyze >/dev/null; then
-  sed "s|^ExecStart=|&$root/usr/bin/|" "$unit" >"$work/oftab-switch.service"
-  systemd-analyze --man=no verify "$work/oftab-switch.service" 2>"$work/complaints" && [ ! -s "$work/complaints" ] ||
+  systemd-analyze --man=no verify "$there" 2>"$work/complaints" && [ ! -s "$work/complaints" ] ||
     { cat "$work/complaints"; exit 1; }
   systemd-analyze --no-pager security --offline=true --threshold=25 "$unit" >"$work/exposure" ||
     { cat "$work/exposure"; exit 1; }
