@@ -104,6 +104,7 @@ echo "removal"
 packages --remove liboftab1 || true
 grep 'liboftab-dev depends on liboftab1' "$work/output"
 succeed packages --remove oftab-switch liboftab-dev liboftab1
-expect_calls 'systemctl stop oftab-switch.service' "systemctl --root=$root --quiet disable oftab-switch.service" ldconfig
+expect_calls 'systemctl stop oftab-switch.service' 'systemctl reset-failed oftab-switch.service' \
+  "systemctl --root=$root --quiet disable oftab-switch.service" ldconfig
 find "$root" -path "$root/var/lib/dpkg" -prune -o -type f -print >"$work/left"
 diff /dev/null "$work/left"
