@@ -12,7 +12,7 @@
 
 #include "agent/fields.h"
 #include "host/asic/ternary_search.h"
-#include "platform/asic_sdk.h"
+#include "oftab/oftab.h"
 
 namespace agent {
 
@@ -41,7 +41,7 @@ class Classifier {
   std::vector<Place> places_;
   std::vector<uint32_t> free_;
   mutable std::vector<uint32_t> changed_;  // places
-  mutable host::asic::TernarySearch search_{TCAM_INDICES};
+  mutable host::asic::TernarySearch search_{OFTAB_CATCH_ALL_INDEX + 1};
 };
 
 }  // namespace agent
