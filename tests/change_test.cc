@@ -43,7 +43,7 @@ TEST_F(ChangeTest, DeletionReleasesAndErasesInOrder) {
   // All of the hole is 0 but the two bytes of its index, 2002.
   const auto *const hole = reinterpret_cast<const uint8_t *>(&table.tcam_entry[2]);
   EXPECT_EQ(table.tcam_entry[2].tcam_index, 2002);
-  EXPECT_EQ(std::count(hole, hole + sizeof table.tcam_entry[2], 0), 294);
+  EXPECT_EQ(std::ranges::count(hole, hole + sizeof table.tcam_entry[2], 0), 294);
   EXPECT_THAT(traced(103), testing::IsEmpty());
   set_up({add({numbered_flow(6, 5, output({port(1)}))})});
   EXPECT_EQ(find_record(6)->mcst_idx, 8192U);
