@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <set>
 #include <span>
@@ -86,6 +87,8 @@ class PendingChanges {
     RemovedFlow flow;
   };
 
+  using Send = std::function<Statuses(const std::vector<const Flow *> &flows)>;
+
   // pending_recovery.cc: what becomes of it all when the library loses its flows
   template <typename Requests>
   bool survives(Requests requests);
@@ -94,19 +97,20 @@ class PendingChanges {
   void add_again(const std::set<uint32_t> &seq_nos);
   std::set<uint32_t> all_seq_nos() const;
 
-  void begin();
-  void send_all();
-  void replace_record(size_t mod, const TableEntry &old, TableEntry by);
-  int32_t add_one(Flow &flow);
-  Statuses add_all(std::span<Flow *const> flows);
-  template <typename Send>
-  Statuses send_with_room(std::span<Flow *const> flows, Send send);
-  void send_additions();
+  // pending_modifications.cc: flows with new actions
   void send_changes();
   Flow changed_by(const Change &change) const;
   void modify(std::span<Flow> changed);
   void restore_failed();
   void mend(const TableEntry &broken);
+
+  void begin();
+  void send_all();
+  void replace_record(size_t mod, const TableEntry &old, TableEntry by);
+  int32_t add_one(Flow &flow);
+  Statuses add_all(std::span<Flow *const> flows);
+  Statuses send_with_room(std::span<Flow *const> flows, const Send &send);
+  void send_additions();
   void settle(Addition &addition);
   void take_over(TableEntry entry, uint32_t from);
   void discard_records();
