@@ -263,6 +263,13 @@ TEST_F(OpenFlowSession, LeavesTheLogReadable) {
   agent_.advance(std::chrono::milliseconds(2500));
   refuse(5);
   EXPECT_EQ(logged_.size(), 12);
+  agent_.advance(std::chrono::milliseconds(5000));
+  for (const char *error : {"0101000c 00000000 00010006", "0101000c 00000000 000a0002", "0101000c 00000000 00000000"}) {
+    session_.receive(octets(error));
+  }
+  EXPECT_EQ(std::vector(logged_.end() - 3, logged_.end()),
+            (std::vector<std::string>{"reports OFPET_BAD_REQUEST, OFPBRC_BAD_LEN", "reports error type 10, code 2",
+                                      "reports OFPET_HELLO_FAILED, OFPHFC_INCOMPATIBLE"}));
 }
 
 // A peer that does not read: its requests wait, packet-ins are dropped and counted, what waits stays bounded; once it

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "agent/openflow/errors.h"
 #include "agent/openflow/port_codec.h"
 #include "agent/openflow/session.h"
 #include "agent/text.h"
@@ -38,7 +39,7 @@ void Session::hello(const Message &message) {
 void Session::error(const Message &message) {
   ByteView rest = message.body();
   const auto error = take<wire::Error>(rest);
-  log_.write(concat("reports error ", error.type, ", code ", error.code), agent_.now());
+  log_.write(concat("reports ", error_text(error.type, error.code)), agent_.now());
   if (error.type == OFPET_HELLO_FAILED) {
     end("does not speak OpenFlow 1.0");
   }
