@@ -14,25 +14,33 @@ using Kind = Action::Kind;
 
 constexpr Action kPlainController = {.value = kPortController};
 
-template <uint64_t Highest>
-uint64_t read_up_to(const Word &argument) {
-  return number_in(argument, 0, Highest, "what is set");
+uint64_t read_vlan_id(const Word &argument) {
+  return number_in(argument, 0, 4095, "a VLAN id");
+}
+
+uint64_t read_priority(const Word &argument) {
+  return number_in(argument, 0, 7, "a VLAN priority");
+}
+
+uint64_t read_port(const Word &argument) {
+  return number_in(argument, 0, 0xFFFF, "a transport port");
 }
 
 uint64_t read_type_of_service(const Word &argument) {
   const uint64_t tos = number_in(argument, 0, 255, "a type of service");
   if ((tos & ~kExactTos) != 0) {
-    throw TextError(argument.column, "the lower two bits of a type of service are not for flows to set");
+    throw TextError(argument.column, concat("flows set the upper six bits of a type of service, and ", quoted(argument),
+                                            " has others set"));
   }
   return tos;
 }
 
 // The first name of a kind is the one that is printed.
 constexpr PacketChange kChanges[] = {
-    {"mod_vlan_vid", Kind::SetVlanVid, read_up_to<4095>, number_text},
-    {"set_vlan_vid", Kind::SetVlanVid, read_up_to<4095>, number_text},
-    {"mod_vlan_pcp", Kind::SetVlanPcp, read_up_to<7>, number_text},
-    {"set_vlan_pcp", Kind::SetVlanPcp, read_up_to<7>, number_text},
+    {"mod_vlan_vid", Kind::SetVlanVid, read_vlan_id, number_text},
+    {"set_vlan_vid", Kind::SetVlanVid, read_vlan_id, number_text},
+    {"mod_vlan_pcp", Kind::SetVlanPcp, read_priority, number_text},
+    {"set_vlan_pcp", Kind::SetVlanPcp, read_priority, number_text},
     {"strip_vlan", Kind::StripVlan, nullptr, nullptr},
     {"pop_vlan", Kind::StripVlan, nullptr, nullptr},
     {"mod_dl_src", Kind::SetDlSrc, mac_named, masked_mac_text},
@@ -40,8 +48,8 @@ constexpr PacketChange kChanges[] = {
     {"mod_nw_src", Kind::SetNwSrc, ip_named, masked_ip_text},
     {"mod_nw_dst", Kind::SetNwDst, ip_named, masked_ip_text},
     {"mod_nw_tos", Kind::SetNwTos, read_type_of_service, number_text},
-    {"mod_tp_src", Kind::SetTpSrc, read_up_to<0xFFFF>, number_text},
-    {"mod_tp_dst", Kind::SetTpDst, read_up_to<0xFFFF>, number_text},
+    {"mod_tp_src", Kind::SetTpSrc, read_port, number_text},
+    {"mod_tp_dst", Kind::SetTpDst, read_port, number_text},
 };
 
 consteval bool every_change_has_a_row() {

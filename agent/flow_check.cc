@@ -21,7 +21,7 @@ std::optional<AgentError> refused(const Action &action, size_t position, const h
     return AgentError{Kind::Port, concat("there is no interface ", interface_name(port)), position};
   }
   if (sends && (port == kPortTable || port == kPortNone)) {
-    return AgentError{Kind::Port, "flows do not send packets there", position};
+    return AgentError{Kind::Port, concat("flows do not send packets to ", interface_name(port)), position};
   }
   if (is_output_to(action, kPortController) && (action.app_id == 0 || action.app_id >= kCpuApplication)) {
     return AgentError{Kind::Application,

@@ -122,7 +122,7 @@ uint32_t possible_port_named(const Word &name) {
 // "Eth1/1-4"; nothing when it is no range.
 static std::vector<uint32_t> ports_of_range(const Word &names) {
   const SplitWord ends = split_at(names, '-');
-  if (!ends.behind || port_channel_number(names)) {
+  if (!ends.behind || ends.before.text.empty() || port_channel_number(names)) {
     return {};
   }
   const uint32_t first = *Interfaces::port_slot(port_named(ends.before));

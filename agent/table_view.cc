@@ -58,6 +58,11 @@ std::span<const oftab_sw_entry_t> table_records() {
   return {table->tcam_entry, table->entries_allocated};
 }
 
+bool follows(uint32_t seq_no, uint32_t pc_ifindex) {
+  const pc_entry *entry = seq_no < OFTAB_FLOW_HANDLES ? oftab_pc_entry_find(pc_ifindex) : nullptr;
+  return entry != nullptr && (entry->flow_mask[seq_no / 32] >> seq_no % 32 & 1) != 0;
+}
+
 // A copy beside the action carries another CPU code than the controller alone.
 HardwareActions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces) {
   const auto bit = [&](hw::field where) { return hw::get(record.hw.result, where); };

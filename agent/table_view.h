@@ -22,6 +22,9 @@ inline bool is_live(const oftab_sw_entry_t &record) {
   return (record.flags & OFTAB_ENTRY_USED) != 0;
 }
 
+// Whether the library keeps a flow's outputs in step with the members of a port channel among them.
+bool follows(uint32_t seq_no, uint32_t pc_ifindex);
+
 // What the hardware does with packets that match a record.
 HardwareActions actions_of(const oftab_sw_entry_t &record, const host::services::Interfaces &interfaces);
 

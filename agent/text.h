@@ -83,8 +83,9 @@ std::string concat(const Parts &...parts) {
 // "0x1f", with at least so many digits.
 std::string hex(uint64_t number, int digits = 1);
 
+// Escaped: whatever bytes a word has, the text about it is whole.
 inline std::string quoted(const Word &word) {
-  return concat("'", word.text, "'");
+  return concat("'", escaped(word.text), "'");
 }
 
 // "1 flow", "2 flows".

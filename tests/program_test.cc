@@ -102,7 +102,7 @@ const Invocation kInvocations[] = {
      " port-channel create 9; dump-flows -v; add-flow in_port=60,actions=1'",
      0,
      "VLAN 7 has bridge domain none\n"
-     "flow 1 added at index 2000\n"
+     "flow 1 added at index 2000, on the CPU: VLAN 7 has no bridge domain\n"
      "pc9 created\n"
      "flow 2 added at index 2001\n"
      "pc9 deleted\n"
@@ -181,11 +181,15 @@ const Invocation kInvocations[] = {
      "-c:1: error: delete: 1 bad line; nothing was sent\n"},
     {"port_lists_as_views_print_them",
      {},
-     "-c 'port-channel create 1 Eth1/5-6,8; port-channel leave pc1 Eth1/5-6; port-channel join 1 9,Eth1/10-11; "
-     "port-channel join 1 3-4,4'",
+     "-c 'port-channel create 1 Eth1/5-6,8; add-flow seq=5000,actions=pc1; port-channel leave pc1 Eth1/5-6; "
+     "mod-flow seq=5000,actions=FLOOD; port-channel join 1 9,Eth1/10-11; port-channel join 1 3-4,4'",
      1,
-     "pc1 created\npc1 has members Eth1/8\npc1 has members Eth1/8-11\n",
-     "-c:1:126: error: Eth1/4 is named twice\n"},
+     "pc1 created\n"
+     "flow 5000 added at index 2000, and does not follow the members of pc1: flows below number 4096 do\n"
+     "pc1 has members Eth1/8; 1 flow did not follow, the first 5000: 'mod-flow' brings them up to date\n"
+     "1 flow modified, now number 1, on the CPU: the hardware sends to ports and port channels only\n"
+     "pc1 has members Eth1/8-11\n",
+     "-c:1:190: error: Eth1/4 is named twice\n"},
     {"scripts_inside_scripts",
      {{"leaves", "add-flow ip,actions=1\nquit\nadd-flow tcp,actions=1\n"}, {"itself", "load itself\n"}},
      "-c 'source leaves; load leaves; dump-aggregate; load itself'",
@@ -246,7 +250,8 @@ const Invocation kInvocations[] = {
      {},
      "--keep-going -c 'q; exi; tab | head -1; sh pol; explain all in_port=1; add arp,actions=drop; port-channel joi 1 "
      "2; show; "
-     "tr off ring'",
+     "tr off ring; stats lst; fault libsdk_mcst_tree_creat; advance 10h; debug 106; dump-flows --sort=; source \"\"; "
+     "mod-flow -v seq=1,actions=drop; packet'",
      1,
      "Flows                0\n"
      "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64 into Eth1/1\n"
@@ -257,7 +262,15 @@ const Invocation kInvocations[] = {
      "-c:1:55: error: 'add' can be add-flow, add-flows\n"
      "-c:1:94: error: pc1 does not exist\n"
      "-c:1:99: error: 'show' needs one of its commands behind it; try 'help show'\n"
-     "-c:1:105: error: 'tr' can be trace, trees\n"},
+     "-c:1:105: error: 'tr' can be trace, trees\n"
+     "-c:1:124: error: 'stats' has no command 'lst'; did you mean 'list'?\n"
+     "-c:1:135: error: no call 'libsdk_mcst_tree_creat' can fail; did you mean 'libsdk_mcst_tree_create'?\n"
+     "-c:1:167: error: a time is 1 to 1000000 seconds or minutes, written 10, 10s or 2m, not '10h'\n"
+     "-c:1:178: error: debug commands are 101 to 105 and 107 to 109, not '106'\n"
+     "-c:1:201: error: flows are sorted by index, seq, priority, packets or bytes, not ''\n"
+     "-c:1:211: error: the file is missing\n"
+     "-c:1:223: error: unknown option '-v'\n"
+     "-c:1:252: error: a capture, or the description of a packet, is missing\n"},
     {"what_the_hardware_refuses_to_erase",
      {},
      "--keep-going -c 'add-flow seq=1,actions=1; fault qtr_custom_cache_unified_entry_set always; del-flow seq=1; map "
@@ -288,7 +301,8 @@ const Invocation kInvocations[] = {
      "(not back out of the port that it came in by)\n"
      "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64 into Eth1/3\n"
      "index 1999 (flow 2, priority 32768) matches: in_port=Eth1/3\n  multicast index 8193, through its tree\n"
-     "  no port (not back out of the port that it came in by)\nflow 3 added at index 1998\n"
+     "  no port (not back out of the port that it came in by)\n"
+     "flow 3 added at index 1998, on the CPU: the hardware sends no packet back out of the port that it came in by\n"
      "00:00:00:00:00:00 > 00:00:00:00:00:00 type 0x0000 length 64: matched flow 3 (index 1998, priority 32768): on the "
      "CPU: flow 3 (priority 32768): IN_PORT\n",
      ""},

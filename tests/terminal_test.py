@@ -139,7 +139,7 @@ class TerminalTest(unittest.TestCase):
             ("trace on file two", 'trace on file "two words.oftab" '),
             ("diff-flows x tw", 'diff-flows x "two words.oftab" '),
             ("help trace o", "off  on  "),
-            ("watch 1 flows --s", "watch 1 flows --sort "),
+            ("watch 1 flows --so", "watch 1 flows --sort "),
         ):
             terminal.send(typed + TAB)
             terminal.until(answer)

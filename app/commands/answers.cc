@@ -36,7 +36,8 @@ Explanation explanation_of_captured(Session &session, Arguments &arguments) {
 }
 
 Explanation read_explanation(Session &session, Arguments &arguments) {
-  if (!arguments.empty() && !is_description(arguments.first().text)) {
+  require_packet(arguments);
+  if (!is_description(arguments.first().text)) {
     return explanation_of_captured(session, arguments);
   }
   const auto packet = parse_packet(arguments.line(), arguments.start(), session.device.interfaces());

@@ -12,16 +12,20 @@ namespace app {
 using namespace agent;
 
 Word Arguments::next(std::string_view what) {
+  const std::optional<Word> word = next_if_any();
+  if (!word || word->text.empty()) {
+    throw TextError(word ? word->column : line_.size() + 1, std::string(what) + " is missing");
+  }
+  return *word;
+}
+
+std::optional<Word> Arguments::next_if_any() {
   if (words_.empty()) {
-    throw TextError(line_.size() + 1, std::string(what) + " is missing");
+    return std::nullopt;
   }
   const Word word = words_.front();
   words_.erase(words_.begin());
   return word;
-}
-
-std::optional<Word> Arguments::next_if_any() {
-  return words_.empty() ? std::nullopt : std::optional(next(""));
 }
 
 uint64_t Arguments::next_number(uint64_t low, uint64_t high, std::string_view what) {

@@ -71,7 +71,7 @@ class Arguments {
   bool empty() const { return words_.empty(); }
   const agent::Word &first() const { return words_.front(); }
 
-  // The next word; `what` says what is missing if there is none.
+  // The next word; `what` says what is missing if there is none, or an empty one.
   agent::Word next(std::string_view what);
   std::optional<agent::Word> next_if_any();
   uint64_t next_number(uint64_t low, uint64_t high, std::string_view what);
@@ -99,9 +99,10 @@ struct Command {
   std::string_view arguments;  // in help
   std::string_view help;       // first line: what it does in a few words; details may follow
   void (*run)(Session &session, Arguments &arguments);
-  bool long_output = false;  // worth a pager
-  bool live = false;         // drawn anew each second where the output is a terminal
-  bool typed_whole = false;  // its name cannot be shortened
+  bool long_output = false;          // worth a pager
+  bool live = false;                 // drawn anew each second where the output is a terminal
+  bool typed_whole = false;          // its name cannot be shortened
+  std::string (*names)() = nullptr;  // in help, behind the text: what the parser knows
 };
 
 struct CommandGroup {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The library's own debug commands and its direct TCAM writers.
+#include <algorithm>
 #include <span>
 #include <vector>
 
@@ -23,8 +24,20 @@ void boot(Session &session, Arguments &arguments) {
   session.device.boot();
 }
 
+// The library runs nothing for another number.
+constexpr uint32_t kDebugCommands[] = {101, 102, 103, 104, 105, 107, 108, 109};
+
+uint32_t next_debug_command(Arguments &arguments) {
+  const Word word = arguments.next("the number of a debug command");
+  const auto number = read_number(word.text);
+  if (!number || std::ranges::find(kDebugCommands, *number) == std::end(kDebugCommands)) {
+    throw TextError(word.column, concat("debug commands are 101 to 105 and 107 to 109, not ", quoted(word)));
+  }
+  return static_cast<uint32_t>(*number);
+}
+
 void run_debug_command(Session &session, Arguments &arguments) {
-  const auto number = static_cast<uint32_t>(arguments.next_number(0, UINT32_MAX, "a debug command"));
+  const uint32_t number = next_debug_command(arguments);
   arguments.finish();
   const FullConsole console(session);
   oftab_main(number);

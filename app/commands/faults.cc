@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands that break things: failing calls and small capacities.
+#include <algorithm>
+
 #include "app/commands/command.h"
+#include "app/syntax/suggestion.h"
 
 namespace app {
 
@@ -13,6 +16,15 @@ using host::services::Repeat;
 
 constexpr uint64_t kMostRoom = host::asic::Trees::kIndices;
 
+void require_call(const Word &name) {
+  const std::vector<std::string_view> calls = Faults::names();
+  if (std::ranges::find(calls, name.text) == calls.end()) {
+    const std::string hint = suggestion(name.text, std::set<std::string_view>(calls.begin(), calls.end()));
+    throw TextError(name.column,
+                    concat("no call ", quoted(name), " can fail", hint.empty() ? "; 'fault calls' lists them" : hint));
+  }
+}
+
 void arm(Session &session, Arguments &arguments) {
   const uint64_t nth = arguments.take_number("nth", 1, UINT32_MAX, 1);
   const auto code = static_cast<int32_t>(arguments.take_number("code", 1, INT32_MAX, 1));
@@ -22,9 +34,10 @@ void arm(Session &session, Arguments &arguments) {
   Faults &faults = session.device.faults();
   if (name.text == "any") {
     faults.fail_any(nth, code, repeat);
-  } else {
-    faults.fail(name.text, nth, code, repeat);
+    return;
   }
+  require_call(name);
+  faults.fail(name.text, nth, code, repeat);
 }
 
 void disarm(Session &session, Arguments &arguments) {
@@ -63,7 +76,7 @@ void set_capacity(Session &session, Arguments &arguments) {
   } else if (what.text == "tcam") {
     asic.tcam().set_capacity(count);
   } else {
-    throw TextError(what.column, "capacities are those of counters, trees and tcam");
+    throw TextError(what.column, concat("capacities are those of counters, trees and tcam, not ", quoted(what)));
   }
 }
 

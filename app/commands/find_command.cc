@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which command a line means.
 #include <algorithm>
-#include <numeric>
 #include <set>
-#include <utility>
 
 #include "app/commands/command.h"
+#include "app/syntax/suggestion.h"
 
 namespace app {
 
@@ -36,45 +35,23 @@ const Names &first_words() {
   return names;
 }
 
-// How many letters must be changed, put in or left out to make one word of another.
-size_t distance(std::string_view from, std::string_view to) {
-  std::vector<size_t> row(to.size() + 1);
-  std::iota(row.begin(), row.end(), size_t{0});
-  for (size_t i = 0; i < from.size(); ++i) {
-    size_t diagonal = std::exchange(row[0], i + 1);
-    for (size_t j = 0; j < to.size(); ++j) {
-      const size_t changed = diagonal + (from[i] == to[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({changed, diagonal + 1, row[j] + 1});
-    }
-  }
-  return row.back();
-}
-
-// The first word of a command that was probably meant; empty when none is near.
-std::string_view meant_by(std::string_view word) {
-  constexpr size_t far = 3;
-  std::string_view nearest;
-  size_t least = std::min(far, word.size());
-  for (const std::string_view name : first_words()) {
-    const size_t longer = std::max(word.size(), name.size()) - std::min(word.size(), name.size());
-    if (const size_t letters = longer < least ? distance(word, name) : longer; letters < least) {
-      least = letters;
-      nearest = name;
-    }
-  }
-  return nearest;
+// "; did you mean 'flows'?", or where to look.
+std::string hint(const Word &word, const Names &names, std::string_view help) {
+  const std::string meant = suggestion(word.text, names);
+  return meant.empty() ? concat("; try '", help, "'") : meant;
 }
 
 [[noreturn]] void refuse_first(const Word &word) {
-  const std::string_view meant = meant_by(word.text);
-  throw TextError(word.column, concat("unknown command ", quoted(word),
-                                      meant.empty() ? "; try 'help'" : concat("; did you mean '", meant, "'?")));
+  throw TextError(word.column, concat("unknown command ", quoted(word), hint(word, first_words(), "help")));
 }
 
-[[noreturn]] void refuse_second(const std::vector<Word> &words, std::string_view first) {
-  throw TextError(words[words.size() > 1 ? 1 : 0].column,
-                  concat("'", first, "' needs one of its commands behind it; try 'help ", first, "'"));
+[[noreturn]] void refuse_second(const std::vector<Word> &words, std::string_view first, const Names &names) {
+  const std::string help = concat("help ", first);
+  if (words.size() == 1) {
+    throw TextError(words[0].column, concat("'", first, "' needs one of its commands behind it; try '", help, "'"));
+  }
+  throw TextError(words[1].column,
+                  concat("'", first, "' has no command ", quoted(words[1]), hint(words[1], names, help)));
 }
 
 // The one of `names` that `word` is or begins; empty when there is none. A TextError when it begins several.
@@ -148,9 +125,10 @@ FoundCommand find_command(std::string_view line, size_t start) {
   if (alone != nullptr && (behind.text.empty() || named(commands, behind.text) == nullptr)) {
     return {alone, end_of(words[0])};
   }
-  const std::string_view second = completed(behind, second_words(commands));
+  const Names names = second_words(commands);
+  const std::string_view second = completed(behind, names);
   if (second.empty()) {
-    refuse_second(words, first_word(commands.front()->name));
+    refuse_second(words, first_word(commands.front()->name), names);
   }
   return {named(commands, second), end_of(behind)};
 }

@@ -75,7 +75,7 @@ void add_flows(Session &session, Arguments &arguments) {
   } else if (grown < added) {
     *session.out << ", " << added - grown << " in place of others";
   }
-  *session.out << "; " << range_text() << '\n';
+  *session.out << "; " << range_text(session.agent.flows()) << '\n';
 }
 
 // Before anything is lost: the first line in the file that does not fit is named.
@@ -109,7 +109,7 @@ void replace_flows(Session &session, Arguments &arguments) {
   std::ranges::stable_sort(std::span(changes).subspan(deleted), {}, [](const FlowMod &add) { return add.flow.line; });
   apply_changes(session, changes, path);
   *session.out << counted(changes.size() - deleted, "flow") << " added or replaced, " << deleted << " deleted; "
-               << range_text() << '\n';
+               << range_text(session.agent.flows()) << '\n';
 }
 
 void diff_flows(Session &session, Arguments &arguments) {

@@ -8,6 +8,7 @@
 
 #include "agent/actions.h"
 #include "agent/agent.h"
+#include "agent/hardware.h"
 #include "agent/interface_names.h"
 #include "agent/table_view.h"
 #include "app/commands/command.h"
@@ -43,7 +44,8 @@ constexpr SortKey kSortKeys[] = {
 void sort(std::vector<Listed> &flows, const Word &wanted) {
   const auto *const key = std::ranges::find(kSortKeys, wanted.text, &SortKey::name);
   if (key == std::end(kSortKeys)) {
-    throw TextError(wanted.column, "flows are sorted by index, seq, priority, packets or bytes");
+    throw TextError(wanted.column,
+                    concat("flows are sorted by index, seq, priority, packets or bytes, not ", quoted(wanted)));
   }
   std::ranges::stable_sort(flows, [&](const Listed &a, const Listed &b) {
     return key->falling ? key->of(a) > key->of(b) : key->of(a) < key->of(b);
@@ -68,7 +70,7 @@ std::vector<Listed> listed_flows(Session &session, const FlowArguments &argument
 }
 
 void list_flows(Session &session, Arguments &arguments) {
-  const std::vector<Listed> flows = listed_flows(session, FlowArguments(arguments));
+  const std::vector<Listed> flows = listed_flows(session, FlowArguments(arguments, {"--strict", "--sort"}));
   const auto on_cpu = std::ranges::count_if(flows, [](const Listed &each) { return is_on_cpu(each.entry->flow); });
   std::vector<Column> columns{{"Index", Column::Right},
                               {"Seq", Column::Right},
@@ -110,7 +112,7 @@ std::string statistics_text(Session &session, const TableEntry &entry) {
 
 void dump_flows(Session &session, Arguments &words) {
   session.agent.refresh_counts();
-  const FlowArguments arguments(words);
+  const FlowArguments arguments(words, {"--strict", "--no-stats", "--sort", "-v"});
   for (const auto &[each, entry] : listed_flows(session, arguments)) {
     *session.out << "cookie=" << hex(entry->flow.cookie) << ", "
                  << (arguments.no_stats ? "" : statistics_text(session, *entry)) << flow_text(entry->flow) << '\n';
@@ -129,9 +131,10 @@ void dump_tables(Session &session, Arguments &arguments) {
 
 void dump_aggregate(Session &session, Arguments &words) {
   session.agent.refresh_counts();
-  const FlowArguments arguments(words);
+  const FlowArguments arguments(words, {"--strict"});
   const auto entries =
-      selected(session.agent.flows(), parse_selection(arguments.line, arguments.start, session.device.interfaces()));
+      selected(session.agent.flows(), parse_selection(arguments.line, arguments.start, session.device.interfaces()),
+               arguments.strict);
   Counts sum;
   for (const TableEntry *entry : entries) {
     sum += entry->counts();
@@ -157,7 +160,7 @@ void dump_ports(Session &session, Arguments &arguments) {
 }
 
 constexpr Command kCommands[] = {
-    {"flows", "[SELECTION] [--sort KEY]",
+    {"flows", "[SELECTION] [--strict] [--sort KEY]",
      "list flows, all or those named as in 'del-flow'\n"
      "In the order in which the hardware compares them, or by KEY: index, seq, priority, packets or bytes. Counts are "
      "those "
@@ -171,7 +174,7 @@ constexpr Command kCommands[] = {
      "-v, behind each who serves it: the hardware, or the CPU, and why.",
      dump_flows, true},
     {"dump-tables", "", "print how many packets were looked up, and how many met a flow", dump_tables},
-    {"dump-aggregate", "[SELECTION]", "add up what flows have counted", dump_aggregate},
+    {"dump-aggregate", "[SELECTION] [--strict]", "add up what flows have counted", dump_aggregate},
     {"dump-ports", "[PORT]", "print what the ports have counted", dump_ports, true},
 };
 
@@ -200,7 +203,7 @@ std::set<std::string> sort_keys() {
   return names;
 }
 
-std::string range_text() {
+std::string range_text(const FlowTable &table) {
   const auto records = table_records();
   const auto live = static_cast<size_t>(std::ranges::count_if(records, is_live));
   std::string text = concat("the table holds ", counted(live, "flow"));
@@ -208,7 +211,9 @@ std::string range_text() {
     text += concat(" at indices ", oftab_hw_rsrc_g.current_table->tcam_st_idx, " to ",
                    oftab_hw_rsrc_g.current_table->tcam_end_idx);
   }
-  return text;
+  const auto on_cpu =
+      std::ranges::count_if(table.entries(), [](const auto &numbered) { return is_on_cpu(numbered.second.flow); });
+  return concat(text, on_cpu == 0 ? "" : concat(", ", on_cpu, " on the CPU"));
 }
 
 std::span<const Command> flow_listing_commands() {

@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "agent/flow.h"
+#include "agent/flow_table.h"
 
 namespace app {
 
@@ -16,8 +16,8 @@ std::string flow_text(const agent::Flow &flow);
 // What '--sort' takes.
 std::set<std::string> sort_keys();
 
-// "the table holds 3 flows at indices 2000 to 2002".
-std::string range_text();
+// "the table holds 3 flows at indices 2000 to 2002, 1 on the CPU".
+std::string range_text(const agent::FlowTable &table);
 
 }  // namespace app
 

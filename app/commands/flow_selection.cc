@@ -8,9 +8,13 @@ namespace app {
 
 using namespace agent;
 
-FlowArguments::FlowArguments(const Arguments &arguments) : line(arguments.line()), start(arguments.start()) {
+FlowArguments::FlowArguments(const Arguments &arguments, std::initializer_list<std::string_view> options)
+    : line(arguments.line()), start(arguments.start()) {
   const std::vector<Word> words = split_words(arguments.line(), start);
   for (auto word = words.begin(); word != words.end(); ++word) {
+    if (std::ranges::find(options, word->text.substr(0, word->text.find('='))) == options.end()) {
+      continue;
+    }
     if (word->text == "--strict") {
       strict = true;
       blank(*word);

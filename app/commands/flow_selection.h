@@ -3,8 +3,10 @@
 #ifndef APP_COMMANDS_FLOW_SELECTION_H
 #define APP_COMMANDS_FLOW_SELECTION_H
 
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "agent/flow_table.h"
@@ -15,7 +17,8 @@ namespace app {
 
 // The line of a command without its options, which leave blanks behind; everything else stands where it stood.
 struct FlowArguments {
-  explicit FlowArguments(const Arguments &arguments);
+  // Takes these of the options; another one stays in the line, for its parser to refuse.
+  FlowArguments(const Arguments &arguments, std::initializer_list<std::string_view> options);
 
   std::string line;
   size_t start;

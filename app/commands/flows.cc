@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands that add, change, remove and list flows.
 #include <algorithm>
+#include <set>
 
 #include "agent/hardware.h"
+#include "agent/interface_names.h"
 #include "agent/status.h"
 #include "agent/table_view.h"
 #include "app/commands/catch_all.h"
@@ -11,6 +13,7 @@
 #include "app/commands/flow_changes.h"
 #include "app/commands/flow_listing.h"
 #include "app/commands/flow_selection.h"
+#include "app/syntax/action_syntax.h"
 #include "app/syntax/flow_syntax.h"
 #include "oftab/oftab.h"
 
@@ -30,10 +33,37 @@ std::optional<uint16_t> index_of(uint32_t seq_no) {
   return found == records.end() ? std::nullopt : std::optional(found->tcam_index);
 }
 
-// What the operator may have meant otherwise.
+// An output of the flow to a port channel whose members it does not follow; null when there is none.
+const Action *unfollowed_output(const Flow &flow) {
+  const auto unfollowed = std::ranges::find_if(flow.actions, [&](const Action &action) {
+    const auto port = static_cast<uint32_t>(action.value);
+    return action.kind == Action::Kind::Output && host::services::Interfaces::pc_number(port) &&
+           !follows(*flow.seq_no, port);
+  });
+  return unfollowed == flow.actions.end() ? nullptr : &*unfollowed;
+}
+
+// What the operator may have meant otherwise: the CPU serves a flow, or its outputs stay as they are.
 std::string doubt_text(const Flow &flow) {
-  const auto reason = impossible(flow);
-  return reason ? concat(", on the CPU: ", *reason) : "";
+  if (const Placement placement = placement_of(flow); placement.on_cpu()) {
+    return concat(", on the CPU: ", *placement.cpu);
+  }
+  const Action *output = unfollowed_output(flow);
+  if (output == nullptr) {
+    return "";
+  }
+  return concat(", and does not follow the members of ", interface_name(static_cast<uint32_t>(output->value)), ": ",
+                *flow.seq_no < OFTAB_FLOW_HANDLES ? concat("a flow follows ", +OFTAB_PC_PER_ENTRY, " port channels")
+                                                  : concat("flows below number ", +OFTAB_FLOW_HANDLES, " do"));
+}
+
+// How many of several flows that is true for.
+std::string doubts_text(std::span<const TableEntry *const> entries) {
+  const auto on_cpu = std::ranges::count_if(entries, [](const auto *entry) { return is_on_cpu(entry->flow); });
+  const auto unfollowed = std::ranges::count_if(
+      entries, [](const auto *entry) { return !is_on_cpu(entry->flow) && unfollowed_output(entry->flow) != nullptr; });
+  return concat(on_cpu == 0 ? "" : concat(", ", on_cpu, " on the CPU"),
+                unfollowed == 0 ? "" : concat(", ", unfollowed, " not following the members of port channels"));
 }
 
 void add_flow(Session &session, Arguments &arguments) {
@@ -67,9 +97,24 @@ std::vector<FlowMod> changes_of(Change command, std::span<const TableEntry *cons
   return changes;
 }
 
+// What became of flows that were modified. One that no longer has outputs can get another number.
+std::string modified_text(const FlowTable &table, std::span<const Flow> before) {
+  std::vector<const TableEntry *> entries;
+  for (const Flow &flow : before) {
+    if (const TableEntry *entry = table.find(flow.match, priority_of(flow))) {
+      entries.push_back(entry);
+    }
+  }
+  if (entries.size() != 1) {
+    return doubts_text(entries);
+  }
+  const Flow &flow = entries.front()->flow;
+  return concat(flow.seq_no == before.front().seq_no ? "" : concat(", now number ", *flow.seq_no), doubt_text(flow));
+}
+
 // A modification that meets no flow adds one, unless it names a number.
 void modify_flows(Session &session, Arguments &words) {
-  const FlowArguments arguments(words);
+  const FlowArguments arguments(words, {"--strict"});
   Selection selection;
   selection.flow = parse_flow(arguments.line, arguments.start, FlowRole::Complete, session.device.interfaces());
   require_number_alone(arguments, selection.flow);
@@ -77,11 +122,14 @@ void modify_flows(Session &session, Arguments &words) {
   if (entries.empty()) {
     const FlowMod change{.command = Change::ModifyStrict, .flow = selection.flow};
     apply_changes(session, {&change, 1});
-    *session.out << "no flow matched: 1 flow added\n";
+    const TableEntry *added = session.agent.flows().find(selection.flow.match, priority_of(selection.flow));
+    *session.out << "no flow matched: 1 flow added" << (added == nullptr ? "" : doubt_text(added->flow)) << '\n';
     return;
   }
+  std::vector<Flow> before;
+  std::ranges::transform(entries, std::back_inserter(before), [](const auto *entry) { return entry->flow; });
   apply_changes(session, changes_of(Change::Modify, entries, selection.flow));
-  *session.out << counted(entries.size(), "flow") << " modified\n";
+  *session.out << counted(before.size(), "flow") << " modified" << modified_text(session.agent.flows(), before) << '\n';
 }
 
 void delete_selected(Session &session, const FlowArguments &arguments, const Selection &selection) {
@@ -92,7 +140,7 @@ void delete_selected(Session &session, const FlowArguments &arguments, const Sel
 }
 
 void delete_flow(Session &session, Arguments &words) {
-  const FlowArguments arguments(words);
+  const FlowArguments arguments(words, {"--strict"});
   const Selection selection = parse_selection(arguments.line, arguments.start, session.device.interfaces());
   if (selection.is_everything()) {
     throw TextError(arguments.line.size() + 1, "say which flows: a match or seq=N");
@@ -103,7 +151,7 @@ void delete_flow(Session &session, Arguments &words) {
 
 // Without a selection, all of them.
 void delete_flows(Session &session, Arguments &words) {
-  const FlowArguments arguments(words);
+  const FlowArguments arguments(words, {"--strict"});
   delete_selected(session, arguments, parse_selection(arguments.line, arguments.start, session.device.interfaces()));
 }
 
@@ -126,24 +174,41 @@ void compact(Session &session, Arguments &arguments) {
   if (const int32_t status = oftab_defragment_entries(); status != OFTAB_OK) {
     throw CommandError(concat("compaction: ", status_text(Operation::Compaction, status)));
   }
-  *session.out << range_text() << '\n';
+  *session.out << range_text(session.agent.flows()) << '\n';
+}
+
+// "Fields: arp arp_op= ...", in lines of 110 columns.
+std::string wrapped(std::string_view title, const std::set<std::string> &words) {
+  constexpr size_t width = 110;
+  std::string text;
+  std::string line = concat(title, ":");
+  for (const std::string &word : words) {
+    if (line.size() + 1 + word.size() > width) {
+      text += line + '\n';
+      line = " ";
+    }
+    line += concat(" ", word);
+  }
+  return text + line + '\n';
+}
+
+std::string flow_names() {
+  return wrapped("Fields", flow_words()) + wrapped("Actions", action_words());
 }
 
 constexpr Command kCommands[] = {
-    {"add-flow", "FLOW",
-     "add one flow\n"
-     "FLOW is written in the standard OpenFlow command-line syntax:\n"
-     "  priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,idle_timeout=60,actions=output:2\n"
-     "Fields: in_port dl_vlan dl_src dl_dst dl_type nw_src nw_dst nw_tos nw_proto tp_src tp_dst icmp_type icmp_code,\n"
-     "and ip, tcp, udp, sctp, icmp, arp, rarp, ipv6, mpls, mplsm. Ports are 1 to 48 (Eth1/1 to Eth1/48) and port "
-     "channels\n"
-     "(pc1); those of in_port need not exist. Actions: drop, normal, output:PORT (several), controller[:BYTES] or "
-     "controller(app=N), also beside "
-     "another.\n"
-     "The priority is 32768 and seq=N, the sequence number, the lowest free one unless given. A flow of the same "
-     "match\n"
-     "and priority is replaced.",
-     add_flow},
+    {.name = "add-flow",
+     .arguments = "FLOW",
+     .help =
+         "add one flow\n"
+         "FLOW is written in the standard OpenFlow command-line syntax:\n"
+         "  priority=100,tcp,nw_dst=10.0.0.0/8,tp_dst=80,idle_timeout=60,actions=output:2\n"
+         "Ports are 1 to 48 (Eth1/1 to Eth1/48) and port channels (pc1); those of in_port need not exist.\n"
+         "The priority is 32768 and seq=N, the sequence number, the lowest free one unless given. A flow of the same\n"
+         "match and priority is replaced. Actions are done in their order, outputs can be several; a flow that the\n"
+         "hardware cannot match or do is served by the CPU. controller(app=N), N from 1 to 7, names the application.",
+     .run = add_flow,
+     .names = flow_names},
     {"mod-flow", "[--strict] FLOW",
      "give flows new actions\n"
      "FLOW names the flows by seq=N, or by a match that covers theirs (and a priority, if given), and has the "

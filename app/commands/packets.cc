@@ -95,6 +95,7 @@ void send(Session &session, Arguments &arguments) {
   if (!arguments.empty() && is_description(arguments.first().text)) {
     send_described(session, arguments);
   } else {
+    require_packet(arguments);
     send_capture(session, arguments);
   }
 }
@@ -113,6 +114,12 @@ constexpr Command kCommands[] = {
 bool is_description(std::string_view word) {
   const std::string_view first = word.substr(0, word.find(','));
   return first.find('=') != std::string_view::npos || shorthand_named(first) != nullptr;
+}
+
+void require_packet(const Arguments &arguments) {
+  if (arguments.empty()) {
+    throw TextError(arguments.line().size() + 1, "a capture, or the description of a packet, is missing");
+  }
 }
 
 std::vector<CapturedPacket> captured_packets(const std::string &path, size_t most) {

@@ -2,9 +2,13 @@
 // Commands about port channels.
 #include <algorithm>
 #include <bit>
+#include <set>
 
 #include "agent/failures.h"
+#include "agent/flow_mod.h"
+#include "agent/hardware.h"
 #include "agent/interface_names.h"
+#include "agent/table_view.h"
 #include "app/commands/command.h"
 #include "app/commands/command_error.h"
 #include "oftab/oftab.h"
@@ -44,10 +48,51 @@ void report_failures(Session &session, uint32_t pc, uint64_t failures_before) {
   }
 }
 
+// The ports that the flow's outputs stand for.
+std::set<uint32_t> output_ports(const Flow &flow, const Interfaces &interfaces) {
+  std::set<uint32_t> ports;
+  for (const Action &action : flow.actions) {
+    const auto port = static_cast<uint32_t>(action.value);
+    if (action.kind == Action::Kind::Output && Interfaces::pc_number(port)) {
+      const auto members = interfaces.members(port);
+      ports.insert(members.begin(), members.end());
+    } else if (action.kind == Action::Kind::Output && Interfaces::port_slot(port)) {
+      ports.insert(port);
+    }
+  }
+  return ports;
+}
+
+// The flows of the hardware that send to other ports than the members that the port channel has.
+std::vector<uint32_t> stale_flows(const Session &session, uint32_t pc) {
+  std::vector<uint32_t> seq_nos;
+  for (const oftab_sw_entry_t &record : table_records()) {
+    const TableEntry *entry = is_live(record) ? session.agent.flows().find(record.seq_no) : nullptr;
+    if (entry == nullptr || !sends_to(entry->flow, pc) || is_on_cpu(entry->flow)) {
+      continue;
+    }
+    std::set<uint32_t> ports;
+    for (const uint8_t sdk_port : host::asic::ports_of(record.out_ports)) {
+      ports.insert(sdk_port_ifindex(sdk_port));
+    }
+    if (ports != output_ports(entry->flow, session.device.interfaces())) {
+      seq_nos.push_back(record.seq_no);
+    }
+  }
+  return seq_nos;
+}
+
+std::string stale_text(const Session &session, uint32_t pc) {
+  const std::vector<uint32_t> stale = stale_flows(session, pc);
+  return stale.empty() ? ""
+                       : concat("; ", counted(stale.size(), "flow"), " did not follow, the first ", stale.front(),
+                                ": 'mod-flow' brings them up to date");
+}
+
 void print_members(Session &session, uint32_t pc) {
   const std::string members = interface_names(session.device.interfaces().members(pc));
   *session.out << interface_name(pc) << " has " << (members.empty() ? "no members" : concat("members ", members))
-               << '\n';
+               << stale_text(session, pc) << '\n';
 }
 
 void change_members(Session &session, uint32_t pc, std::span<const uint32_t> ports,
@@ -77,7 +122,7 @@ void create_port_channel(Session &session, Arguments &arguments) {
   session.device.interfaces().create_pc(pc);
   change_members(session, pc, ports, &host::Switch::join);
   session.agent.follow_interfaces();
-  *session.out << interface_name(pc) << " created\n";
+  *session.out << interface_name(pc) << " created" << stale_text(session, pc) << '\n';
 }
 
 void delete_port_channel(Session &session, Arguments &arguments) {

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands about what the front-panel ports lead to.
+#include <algorithm>
+#include <cctype>
+
 #include "agent/field_values.h"
 #include "agent/interface_names.h"
 #include "app/commands/command.h"
@@ -10,9 +13,29 @@ using namespace agent;
 
 namespace {
 
+constexpr size_t kLongestName = 15;
+
+// What the kernel can name so, and an operator can read.
+bool names_interface(std::string_view name) {
+  return !name.empty() && name.size() <= kLongestName &&
+         std::ranges::all_of(name, [](unsigned char c) { return std::isgraph(c) != 0 && c != '/' && c != ':'; });
+}
+
+std::string next_end(Arguments &arguments) {
+  constexpr std::string_view tap = "tap:";
+  const Word end = arguments.next("a network interface or tap:NAME");
+  const size_t prefix = end.text.starts_with(tap) ? tap.size() : 0;
+  const Word name{end.text.substr(prefix), end.column + prefix};
+  if (!names_interface(name.text)) {
+    throw TextError(name.column, concat("a network interface's name has 1 to ", kLongestName,
+                                        " visible characters, not ", quoted(name)));
+  }
+  return std::string(end.text);
+}
+
 void attach(Session &session, Arguments &arguments) {
   const uint32_t ifindex = interface_named(arguments.next("a port"), session.device.interfaces());
-  const std::string end(arguments.next("a network interface or tap:NAME").text);
+  const std::string end = next_end(arguments);
   arguments.finish();
   session.device.ports().attach(ifindex, host::ports::make_end(end));
   *session.out << interface_name(ifindex) << " leads to " << escaped(end) << '\n';

@@ -39,6 +39,7 @@ size_t describe(Session &session, const std::string &beginning, bool whole) {
     for (const Command &command : group.commands) {
       if (command.name == beginning || command.name.starts_with(whole ? beginning + " " : beginning)) {
         *session.out << session.style.heading(usage(command)) << '\n' << command.help << '\n';
+        *session.out << (command.names == nullptr ? "" : command.names());
         ++found;
       }
     }
@@ -51,7 +52,7 @@ void help(Session &session, Arguments &arguments) {
     list_commands(session);
     return;
   }
-  const Word first = arguments.next("");
+  const Word first = arguments.next("the command");
   std::string name(first.text);
   while (const auto word = arguments.next_if_any()) {
     name += concat(" ", word->text);

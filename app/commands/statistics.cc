@@ -104,13 +104,16 @@ void show_counters(Session &session, Arguments &arguments) {
 }
 
 // N, Ns or Nm.
-uint32_t seconds_in(Word word) {
-  const bool minutes = word.text.ends_with('m');
-  if (minutes || word.text.ends_with('s')) {
-    word.text.remove_suffix(1);
-  }
+uint32_t seconds_in(const Word &word) {
   constexpr uint64_t longest = 1000000;
-  return static_cast<uint32_t>(number_in(word, 1, longest, "a time in seconds") * (minutes ? 60 : 1));
+  const bool minutes = word.text.ends_with('m');
+  const bool unit = minutes || word.text.ends_with('s');
+  const uint64_t number = read_number(word.text.substr(0, word.text.size() - (unit ? 1 : 0))).value_or(0);
+  if (number == 0 || number > longest) {
+    throw TextError(word.column, concat("a time is 1 to ", longest, " seconds or minutes, written 10, 10s or 2m, not ",
+                                        quoted(word)));
+  }
+  return static_cast<uint32_t>(number * (minutes ? 60 : 1));
 }
 
 constexpr uint32_t kStep = 600;  // seconds between looks at the operator's wishes

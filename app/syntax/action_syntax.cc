@@ -8,6 +8,7 @@
 #include "agent/hardware.h"
 #include "agent/interface_names.h"
 #include "app/syntax/items.h"
+#include "app/syntax/suggestion.h"
 
 namespace app {
 
@@ -130,7 +131,8 @@ void ActionReader::take_other(const Item &action) {
     refuse_argument(action);
     take_ports(action.name);
   } else {
-    throw TextError(action.name.column, concat("OpenFlow 1.0 has no action ", quoted(action.name)));
+    throw TextError(action.name.column, concat("OpenFlow 1.0 has no action ", quoted(action.name),
+                                               suggestion(action.name.text, action_words())));
   }
 }
 

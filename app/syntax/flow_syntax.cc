@@ -112,6 +112,14 @@ Word flow_text(std::string_view line, size_t start) {
   return in_quotes ? Word{text.text.substr(1, text.text.size() - 2), text.column + 1} : text;
 }
 
+// Packets have those two bits; no flow compares them.
+void refuse_congestion_bits(const Item &item) {
+  if (item.name.text == "nw_tos" && (read_number(item.argument->text).value_or(0) & ~kExactTos) != 0) {
+    throw TextError(item.argument->column, concat("flows compare the upper six bits of nw_tos, and ",
+                                                  quoted(*item.argument), " has others set"));
+  }
+}
+
 // Reads a flow, item by item.
 class FlowReader {
  public:
@@ -154,9 +162,13 @@ Selection FlowReader::read(const Word &text) {
 
 void FlowReader::take(const Item &item) {
   const bool filters = role_ == FlowRole::Selection && take_filter(item);
-  if (!filters && !take_setting(item) && !take_flag(item) && !take_other(item)) {
-    match_.take(item);
+  if (filters || take_setting(item) || take_flag(item) || take_other(item)) {
+    return;
   }
+  if (!match_.take(item)) {
+    refuse_field(item.name, role_ == FlowRole::Complete ? flow_words() : selection_words());
+  }
+  refuse_congestion_bits(item);
 }
 
 // A setting that is given again must say the same.
@@ -225,7 +237,9 @@ bool FlowReader::take_filter(const Item &item) {
   } else if (is_actions(item)) {
     const KindName *kind = find_named(kKinds, argument_of(item).text);
     if (kind == nullptr) {
-      throw TextError(item.argument->column, "an action that selects flows is drop, normal, output or controller");
+      throw TextError(
+          item.argument->column,
+          concat("an action that selects flows is drop, normal, output or controller, not ", quoted(*item.argument)));
     }
     selection_.kind = kind->kind;
   } else {

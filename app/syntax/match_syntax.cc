@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "app/syntax/suggestion.h"
+
 namespace app {
 
 using namespace agent;
@@ -25,13 +27,6 @@ bool is_register(std::string_view name) {
   return name.starts_with("reg") && read_number(name.substr(3));
 }
 
-[[noreturn]] void refuse(const Word &name) {
-  if (is_register(name.text) || std::ranges::find(kLater, name.text) != std::end(kLater)) {
-    throw TextError(name.column, concat("OpenFlow 1.0 cannot match ", quoted(name)));
-  }
-  throw TextError(name.column, "unknown field " + quoted(name));
-}
-
 }  // namespace
 
 std::set<std::string> match_words() {
@@ -47,10 +42,16 @@ std::set<std::string> match_words() {
   return words;
 }
 
-void MatchReader::take(const Item &item) {
-  if (!take_shorthand(item) && !take_field(item)) {
-    refuse(item.name);
+void refuse_field(const Word &name, const std::set<std::string> &words) {
+  if (is_register(name.text) || std::ranges::find(kLater, name.text) != std::end(kLater)) {
+    throw TextError(name.column, concat("OpenFlow 1.0 cannot match ", quoted(name)));
   }
+  const char *what = name.text.starts_with('-') ? "unknown option " : "unknown field ";
+  throw TextError(name.column, concat(what, quoted(name), suggestion(name.text, words)));
+}
+
+bool MatchReader::take(const Item &item) {
+  return take_shorthand(item) || take_field(item);
 }
 
 bool MatchReader::take_shorthand(const Item &item) {

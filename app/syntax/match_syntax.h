@@ -17,11 +17,13 @@ namespace app {
 // What the items of a match can begin with: "tcp", "nw_dst=".
 std::set<std::string> match_words();
 
+// Always throws a TextError: nothing takes an item of this name, `words` are what can stand there.
+[[noreturn]] void refuse_field(const agent::Word &name, const std::set<std::string> &words);
+
 class MatchReader {
  public:
-  // Takes an item that is not one of the caller's own; a TextError for one that is no field of OpenFlow 1.0, and for
-  // one that contradicts another.
-  void take(const Item &item);
+  // False for what is no field of OpenFlow 1.0; a TextError for an item that contradicts another.
+  bool take(const Item &item);
 
   // The whole match; a TextError when a field needs another one that is not there. Values keep bits outside their
   // masks.

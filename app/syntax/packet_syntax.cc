@@ -99,7 +99,9 @@ Packet parse_packet(std::string_view line, size_t start, const Interfaces &inter
     }
     refuse_mask(item);
     refuse_impossible(item, interfaces);
-    reader.take(item);
+    if (!reader.take(item)) {
+      refuse_field(item.name, match_words());
+    }
   }
   Packet packet = packet_from(reader.finish());
   packet.header.length = length == 0 ? packet.header.length : length;
