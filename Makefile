@@ -48,7 +48,7 @@ LICENSED = $(SOURCES) Makefile .ci/run $(shell find . -path ./build -prune -o \(
 # Packages are installed by one run of apt-get at a time; CMake builds in parallel.
 .NOTPARALLEL:
 .PHONY: help run test sanitize clang fuzz bench bench-openflow bench-frames coverage mutate soak lint format-check tidy \
-  demo debs clean root packages clang-packages format-packages tidy-packages valgrind-packages demo-packages
+  demo debs clean root sample packages clang-packages format-packages tidy-packages valgrind-packages demo-packages
 
 run: configure-release
 	cmake --build --preset release --target oftab-switch
@@ -83,7 +83,7 @@ coverage: configure-coverage
 	ctest --preset coverage
 	python3 -B tools/coverage/report.py build/coverage
 
-mutate: build-coverage build-release
+mutate: sample build-coverage build-release
 	python3 -B tools/mutation/mutate.py build/coverage build/release $(SAMPLE:%=--sample %) $(RESUME:%=--resume)
 
 soak: configure-$(PRESET) $(if $(UNDER),$(UNDER)-packages)
@@ -106,6 +106,9 @@ demo: root demo-packages configure-release
 
 root:
 	@[ "$$(id -u)" = 0 ] || { echo "make $(MAKECMDGOALS) needs root: it makes network namespaces" >&2; exit 1; }
+
+sample:
+	@case '$(SAMPLE)' in 0* | *[!0-9]*) echo "SAMPLE is a number from 1, or empty for all, not '$(SAMPLE)'" >&2; exit 1;; esac
 
 # The same commit makes the same packages: their files carry its date.
 debs: build-release

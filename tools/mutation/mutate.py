@@ -5,8 +5,9 @@ The build with coverage tells which tests reach a line; a change of the line run
 library of its own, until one fails. Outcomes are logged as they come, in `mutant/outcomes.txt` of the coverage build;
 those of an earlier run are kept beside it, under the time of its end.
 
-Ends with status 1 when a change survives that explained.txt does not name. A line of explained.txt: the file, the line
-of source, the change, and why no test can tell. One that names no change of today's source is told before all else."""
+Ends with status 1 when a change survives that explained.txt does not name; with 130, the outcomes so far counted, when
+it is interrupted. A line of explained.txt: the file, the line of source, the change, and why no test can tell. One that
+names no change of today's source is told before all else."""
 import argparse
 import collections
 import concurrent.futures
@@ -24,6 +25,9 @@ import time
 import changes
 import reach
 
+sys.path.insert(0, str(pathlib.Path(__file__).parent.parent))
+from soak import positive
+
 EXPLAINED = pathlib.Path(__file__).parent / "explained.txt"
 OUTCOMES = ("killed", "same code", "does not compile", "explained", "SURVIVES")
 
@@ -38,6 +42,7 @@ class Laboratory:
         self.place.mkdir(exist_ok=True)
         self.reached = reach.reached_lines(coverage, self.place / "reached.json")
         self.kills = collections.Counter()
+        self.closing = False
         self.prepare()
 
     def prepare(self):
@@ -98,7 +103,7 @@ class Laboratory:
         return sorted(lines.get(mutant.line) or self.costs, key=rank)
 
     def outcome(self, mutant, directory):
-        """What becomes of a change, and the test that noticed it."""
+        """What becomes of a change, and the test that noticed it. Nobody reads it any more once the laboratory closes."""
         shutil.rmtree(directory, ignore_errors=True)
         (directory / mutant.path).parent.mkdir(parents=True)
         (directory / mutant.path).write_text(mutant.text)
@@ -111,6 +116,8 @@ class Laboratory:
             return "same code", ""
         self.link(self.objects | changed, directory)
         for test in self.tests_for(mutant):
+            if self.closing:
+                break
             if self.fails(test, directory):
                 self.kills[str(mutant.path), test] += 1
                 self.kills[str(mutant.path), mutant.line, test] += 1
@@ -119,7 +126,7 @@ class Laboratory:
 
 
 def examine(laboratory, chosen, log):
-    """Yields each change with its outcome, as many at a time as there are cores."""
+    """Yields each change with its outcome, as many at a time as there are cores. What waits goes when it is closed."""
     places = queue.SimpleQueue()
     for number in range(os.cpu_count()):
         places.put(laboratory.place / str(number))
@@ -131,11 +138,15 @@ def examine(laboratory, chosen, log):
         finally:
             places.put(directory)
 
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+    pool = concurrent.futures.ThreadPoolExecutor(os.cpu_count())
+    try:
         for done in concurrent.futures.as_completed([pool.submit(examine_one, mutant) for mutant in chosen]):
             mutant, outcome, killer = done.result()
             print(outcome, mutant.name, killer, sep="\t", file=log, flush=True)
             yield mutant, outcome
+    finally:
+        laboratory.closing = True
+        pool.shutdown(cancel_futures=True)
 
 
 def read_explanations():
@@ -183,25 +194,33 @@ def judged(mutant, outcome, explanations):
 
 
 def survey(found, known, total, explanations):
-    """Counts outcomes and shows survivors as they come."""
-    counts, started = collections.Counter(known), time.monotonic()
-    for done, (mutant, outcome) in enumerate(found, 1):
-        outcome = judged(mutant, outcome, explanations)
-        counts[outcome] += 1
-        if outcome == "SURVIVES":
-            print(f"SURVIVES {mutant.name}", flush=True)
-        if done % 20 == 0 or done == total:
-            left = (total - done) * (time.monotonic() - started) / done
-            figures = ", ".join(f"{counts[each]} {each}" for each in OUTCOMES)
-            print(f"{done} of {total}: {figures}; {left / 60:.0f} min left", flush=True)
-    return counts["SURVIVES"]
+    """Counts outcomes and shows survivors as they come. Gives the status to end with."""
+    counts, started, done = collections.Counter(known), time.monotonic(), 0
+
+    def progress():
+        return f"{done} of {total}: {', '.join(f'{counts[each]} {each}' for each in OUTCOMES)}"
+
+    try:
+        for done, (mutant, outcome) in enumerate(found, 1):
+            outcome = judged(mutant, outcome, explanations)
+            counts[outcome] += 1
+            if outcome == "SURVIVES":
+                print(f"SURVIVES {mutant.name}", flush=True)
+            if done % 20 == 0 or done == total:
+                left = (total - done) * (time.monotonic() - started) / done
+                print(f"{progress()}; {left / 60:.0f} min left", flush=True)
+    except KeyboardInterrupt:
+        print(f"\n{progress()}; interrupted", flush=True)
+        found.close()
+        return 130
+    return 1 if counts["SURVIVES"] else 0
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("coverage", type=pathlib.Path, help="the build directory with coverage")
     parser.add_argument("tests", type=pathlib.Path, help="the build directory whose tests are run")
-    parser.add_argument("--sample", type=int, help="try so many of the changes")
+    parser.add_argument("--sample", type=positive, help="try so many of the changes, or all there are")
     parser.add_argument("--seed", default=1, help="of the sample")
     parser.add_argument("--resume", action="store_true", help="leave out what the log says was settled")
     options = parser.parse_args()
@@ -211,15 +230,19 @@ def main():
     laboratory = Laboratory(options.coverage.resolve(), options.tests.resolve())
     if options.sample:
         random.seed(options.seed)
-        chosen = random.sample(chosen, options.sample)
+        chosen = random.sample(chosen, min(options.sample, len(chosen)))
     log = laboratory.place / "outcomes.txt"
     settled = settled_by(log, chosen, explanations) if options.resume and log.exists() else {}
     left = [mutant for mutant in chosen if mutant not in settled]
     if not options.resume:
         keep_earlier(log)
     with log.open("a") as file:
-        return 1 if survey(examine(laboratory, left, file), settled.values(), len(left), explanations) else 0
+        return survey(examine(laboratory, left, file), settled.values(), len(left), explanations)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    try:
+        sys.exit(main())
+    except KeyboardInterrupt:  # while it prepared
+        print("\ninterrupted before the first change", file=sys.stderr)
+        sys.exit(130)
