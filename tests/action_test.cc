@@ -112,7 +112,10 @@ TEST_F(SwitchTest, RefusedIndicesComeLastAndNamedOnesNever) {
   ASSERT_EQ(oftab_mcst_idx_alloc(&index), 1);
   set_up({request});
   EXPECT_EQ(find_record(3)->mcst_idx, 12191U);
+  sw.faults().fail("libsdk_mcst_tree_destroy", 1, 77);
   set_up({erase({3})});
+  EXPECT_EQ(submit(request).status, -10);  // its tree is there already
+  EXPECT_EQ(libsdk_mcst_tree_destroy(0, 0, 12191), 0);
   const Flow outward = numbered_flow(1, 30, output({port(1)}));
   const Response response = submit(modify({outward, numbered_flow(1, 30), numbered_flow(2, 20, outward.action)}));
   EXPECT_THAT(response.entry_statuses(), testing::ElementsAre(0, 0, -10));
@@ -132,11 +135,14 @@ TEST_F(SwitchTest, FlowsIndexIsNotReleasedByNumber) {
   }
   EXPECT_THAT(host::services::set_bits(g_oftab_mcast_idx_bmp), testing::ElementsAre(0));
 
-  // What a direct call converts is the caller's.
+  // What a direct call converts is the caller's, whatever fails.
   const Bytes request = add({{.action = output({port(1)})}});
   oftab_sw_entry_t entry{};
   EXPECT_EQ(oftab_convert_vmr_to_hw_vmr(&entry, reinterpret_cast<const oftab_flow_t *>(&request[8])), 0);
-  libsdk_mcst_tree_destroy(0, 0, 8193);
+  sw.faults().fail("qtr_custom_cache_unified_entry_set", 1, 77);
+  EXPECT_EQ(submit(add({numbered_flow(3, 7)})).status, -8);
+  set_up({erase({})});
+  EXPECT_EQ(libsdk_mcst_tree_destroy(0, 0, 8193), 0);
   libsdk_l3_route_stats_destroy(0, entry.stats_id);
   EXPECT_EQ(oftab_mcst_idx_dealloc(8193), 1);
 }

@@ -184,25 +184,53 @@ const RestoreCase kRestorations[] = {
 
 INSTANTIATE_TEST_SUITE_P(Table, Restoration, testing::ValuesIn(kRestorations), case_name);
 
+Flow from_port(uint32_t seq_no, uint16_t priority, const Action &action) {
+  Flow flow = numbered_flow(seq_no, priority, action);
+  flow.value.ifindex = port(seq_no);
+  flow.mask.ifindex = 0xffffffff;
+  return flow;
+}
+
 // Behind the compaction, flow 4's last copy stands in flow 3's place, and flow 3's is a stray one.
 TEST_F(Recovery, FlowFollowsOneThatLeavesItsPlaceForANewInterfaceId) {
-  Flow fourth = numbered_flow(4, 45, deny());
-  fourth.value.ifindex = port(4);
-  fourth.mask.ifindex = 0xffffffff;
-  set_up({add({numbered_flow(1, 60, deny()), numbered_flow(2, 55, deny()), numbered_flow(3, 50, deny()), fourth,
-               numbered_flow(5, 40, deny()), numbered_flow(6, 35, deny())}),
+  set_up({add({numbered_flow(1, 60, deny()), numbered_flow(2, 55, deny()), from_port(3, 50, deny()),
+               from_port(4, 45, deny()), numbered_flow(5, 40, deny()), numbered_flow(6, 35, deny())}),
           erase({2})});
   sw.faults().fail(kWrite, 5, kCode);
   sw.faults().fail(kWrite, 6, kCode);
   EXPECT_EQ(oftab_defragment_entries(), -1);
   sw.faults().disarm();
   sw.call_log().set_on(true);
-  sw.change_interface_id(port(4), 0x900);
+  sw.change_interface_id(port(3), 0x901);
+  EXPECT_THAT(writes(), IsEmpty());  // flow 4 would be gone
+  with_refused_writes(2, [&] { sw.change_interface_id(port(4), 0x900); });
+  EXPECT_THAT(writes(), ElementsAre(2003, 2002));
+  excused = {{host::State::Stranded, 2001}, {host::State::RefusedWrite, 3}};
+  expect_sound();
+  sw.call_log().clear();
+  sw.change_interface_id(port(4), 0x902);
   EXPECT_THAT(writes(), ElementsAre(2003, 2002));
   excused = {{host::State::Stranded, 2001}};
   expect_sound();
   excused.clear();
   set_up({erase({})});
+}
+
+// A flow that names an index without a tree, and whose record the operator has overwritten, while an erasure is due.
+TEST_F(Recovery, OverwrittenFlowIsWrittenForANewInterfaceIdAndKeepsTheIndexItNames) {
+  set_up({add({from_port(1, 50, output({port(9)})), numbered_flow(2, 40)}), modify({{.seq_no = 1, .action = deny()}})});
+  with_refused_writes(1, [&] { set_up({erase({2})}); });
+  oftab_install_global_entry(2000, 2000);
+  sw.call_log().set_on(true);
+  sw.change_interface_id(port(1), 0x900);
+  EXPECT_THAT(writes(), ElementsAre(2000));
+
+  oftab_install_global_entry(2000, 2000);
+  exceptions.written[2000] = sw.asic().tcam().at(2000);
+  sw.faults().fail(kWrite, 1, kCode);
+  set_up({add({numbered_flow(3, 5, output({port(9)}))})});
+  EXPECT_EQ(find_record(3)->mcst_idx, 8193U);
+  excused = {{host::State::Written, 1}};
 }
 
 TEST_F(Recovery, TreeThatCouldNotBePutBackIsCompletedByTheNextRequest) {
