@@ -12,11 +12,17 @@ void measure_change(benchmark::State &state, uint32_t flows, uint32_t table, con
   measure(state, Request{OFTAB_MSG_ENTRY_UPDATE, flows, request, demands, [=] { fill_table(table); }});
 }
 
-constexpr char kThirdWalk[] = "beside two copies, a walk over the table for the records to write";
+void explain_addition(benchmark::State &state) {
+  explain(state, "beside two copies, a walk over the table for the records to write", 1.6);
+}
+
+void explain_deletion(benchmark::State &state) {
+  explain(state, "beside two copies, a walk over the table to find the flows by number", 1.6);
+}
 
 // Adds flows that are stronger than all others, so that none has to move.
 void add_strongest(benchmark::State &state) {
-  state.SetLabel(kThirdWalk);
+  explain_addition(state);
   const Bytes request = add_request(consecutive(kFirstSeqNo - arg(state, 0), arg(state, 0)));
   measure_change(state, arg(state, 0), arg(state, 1), request, Demands::CallsAndShadow);
 }
@@ -30,7 +36,7 @@ BENCHMARK(add_strongest)
 
 // Adds a flow that is weaker than all others to a table that reaches the last index: all others move up.
 void add_weakest(benchmark::State &state) {
-  state.SetLabel(kThirdWalk);
+  explain_addition(state);
   const Bytes request = add_request({kFirstSeqNo + arg(state, 0)});
   measure_change(state, 1, arg(state, 0), request, Demands::CallsAndShadow);
 }
@@ -41,7 +47,7 @@ BENCHMARK(add_weakest)
     ->Unit(benchmark::kMicrosecond);
 
 void delete_some(benchmark::State &state) {
-  state.SetLabel("beside two copies, a walk over the table to find the flows by number");
+  explain_deletion(state);
   const Bytes request = delete_request(spread(arg(state, 0), arg(state, 1)));
   measure_change(state, arg(state, 0), arg(state, 1), request, Demands::CallsAndShadow);
 }
@@ -52,6 +58,7 @@ BENCHMARK(delete_some)
     ->Unit(benchmark::kMicrosecond);
 
 void delete_all(benchmark::State &state) {
+  explain_deletion(state);
   const uint32_t table = arg(state, 0);
   measure_change(state, table, table, delete_request(spread(table, table)), Demands::CallsAndShadow);
 }
@@ -76,7 +83,7 @@ BENCHMARK(modify)
     ->Unit(benchmark::kMicrosecond);
 
 void purge(benchmark::State &state) {
-  state.SetLabel("what stands at each index is compared before it is erased");
+  explain(state, "what stands at each index is compared before it is erased", 1.6);
   measure_change(state, arg(state, 0), arg(state, 0), purge_request(), Demands::Calls);
 }
 BENCHMARK(purge)

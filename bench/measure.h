@@ -22,6 +22,12 @@ void one_of(benchmark::internal::Benchmark *benchmark) {
   benchmark->ArgNames({"flows", "table"})->Args({1, Flows});
 }
 
+// The row may be above the mark: what stands in the way, and up to how many times the floor that explains.
+inline void explain(benchmark::State &state, const char *reason, double bound) {
+  state.SetLabel(reason);
+  state.counters["bound"] = bound;
+}
+
 // Whether the operation demands a full array and two copies of the used range, beside its calls.
 enum class Demands { Calls, CallsAndShadow };
 

@@ -3,6 +3,7 @@
 
 #include <sys/utsname.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -42,15 +43,22 @@ void print_name(const Run &run) {
   std::printf("%-30s%13s", run.run_name.function_name.c_str(), size_of(run.run_name.args).c_str());
 }
 
+bool is_above(const Run &run) {
+  return counter(run, "ratio") > std::max(kMark, counter(run, "bound"));
+}
+
+std::string mark_of(const Run &run) {
+  if (counter(run, "ratio") <= kMark) {
+    return "ok";
+  }
+  return is_above(run) ? "ABOVE THE MARK" : run.report_label;
+}
+
 void print_measured(const Run &run) {
-  const double ratio = counter(run, "ratio");
   const double us = counter(run, "us");
-  const char *const mark = ratio <= kMark             ? "ok"
-                           : run.report_label.empty() ? "ABOVE THE MARK"
-                                                      : run.report_label.c_str();
   print_name(run);
   std::printf("%11.1f%11.0f%9s%10.0f%11.1f%7.2f  %s\n", us, us * 1000 / counter(run, "flows"), "-",
-              counter(run, "calls"), counter(run, "floor_us"), ratio, mark);
+              counter(run, "calls"), counter(run, "floor_us"), counter(run, "ratio"), mark_of(run).c_str());
 }
 
 void print_packets(const Run &run) {
@@ -79,6 +87,7 @@ void Table::ReportRuns(const std::vector<Run> &runs) {
     } else if (run.run_type == Run::RT_Iteration) {
       const auto print = run.counters.contains("ratio") ? print_measured : print_packets;
       print(run);
+      has_rows_above_ = has_rows_above_ || is_above(run);
     }
   }
 }
