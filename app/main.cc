@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // oftab-switch: a switch on which liboftab runs, driven by commands.
 #include <fcntl.h>
+#include <sysexits.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <array>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -126,47 +128,72 @@ int start(const Options &options) {
   return exit_status(good ? session.status : 1);
 }
 
-void add_commands(CLI::App &parser, Options &options) {
-  parser.add_option("-c,--commands", options.commands, "run these commands, separated by semicolons");
+CLI::Option *add_commands(CLI::App &parser, Options &options) {
+  return parser.add_option("-c,--commands", options.commands, "run these commands, separated by semicolons");
 }
 
 // How a switch of one's own runs commands.
-void add_flags(CLI::App &parser, Options &options) {
-  parser.add_flag("--no-boot", options.no_boot, "leave the library uninitialised until the command 'boot'");
-  parser.add_flag("--keep-going", options.keep_going, "go on behind commands that fail");
-  parser.add_flag("--then-prompt", options.then_prompt, "go on at a prompt when the commands are through");
+std::array<CLI::Option *, 3> add_flags(CLI::App &parser, Options &options) {
+  return {parser.add_flag("--no-boot", options.no_boot, "leave the library uninitialised until the command 'boot'"),
+          parser.add_flag("--keep-going", options.keep_going, "go on behind commands that fail"),
+          parser.add_flag("--then-prompt", options.then_prompt, "go on at a prompt when the commands are through")};
 }
 
-// What the command line says ends up in `options`.
+// What the command line says ends up in `options`. A subcommand excludes what stands before it and says nothing to it.
 void add_words(CLI::App &parser, Options &options) {
-  add_commands(parser, options);
-  add_flags(parser, options);
+  CLI::Option *commands = add_commands(parser, options);
+  const auto flags = add_flags(parser, options);
   parser.set_version_flag("--version", "oftab-switch " OFTAB_VERSION);
+  parser.require_subcommand(0, 1);
   CLI::App *script = parser.add_subcommand("run", "run the commands of a script; stop at the first that fails");
   add_flags(*script, options);
-  script->add_option("SCRIPT", options.script, "the script, '-' for standard input")->required();
+  script->add_option("SCRIPT", options.script, "the script, '-' for standard input")
+      ->required()
+      ->check(app::file_name_trouble);
   options.serve.identity.software = "oftab-switch " OFTAB_VERSION;
-  app::add_serve(parser, options.serve)->callback([&options] { options.serves = true; });
+  CLI::App *serve = app::add_serve(parser, options.serve);
+  serve->callback([&options] { options.serves = true; });
   CLI::App *attach = parser.add_subcommand("attach", "take commands for a switch that serves");
-  add_commands(*attach, options);
-  attach->callback([&options] { options.attaches = true; });
-  attach->add_option("PATH", options.console, "its --socket")->default_str(app::default_console_path());
+  attach->callback([&options, commands, behind = add_commands(*attach, options)] {
+    if (commands->count() + behind->count() > 1) {
+      throw CLI::ArgumentMismatch::AtMost(commands->get_name(), 1, 2);
+    }
+    options.attaches = true;
+  });
+  attach->add_option("PATH", options.console, "its --socket")
+      ->default_str(app::default_console_path())
+      ->check(app::file_name_trouble);
+  script->excludes(commands);
+  serve->excludes(commands);
+  for (CLI::Option *flag : flags) {
+    serve->excludes(flag);
+    attach->excludes(flag);
+  }
 }
 
-}  // namespace
-
-int main(int count, char **words) try {
+// Reads the words and does what they say; the status to end with.
+int run_words(int count, char **words) {
   CLI::App parser(
       "A switch with 48 ports on which liboftab programs OpenFlow flows into a simulated ASIC.\n"
       "Without arguments it takes commands from the terminal, or from standard input; 'help' lists them.",
       "oftab-switch");
   Options options;
+  add_words(parser, options);
+  try {
+    parser.parse(count, words);
+    return options.attaches ? exit_status(app::attach(options.console, options.commands)) : start(options);
+  } catch (const CLI::ParseError &error) {
+    return parser.exit(error) == 0 ? 0 : EX_USAGE;
+  }
+}
+
+}  // namespace
+
+int main(int count, char **words) try {
   occupy_standard_descriptors();
   use_utf8();
   app::catch_signals();
-  add_words(parser, options);
-  CLI11_PARSE(parser, count, words);
-  return options.attaches ? exit_status(app::attach(options.console, options.commands)) : start(options);
+  return run_words(count, words);
 } catch (const std::exception &error) {
   std::fprintf(stderr, "oftab-switch: %s\n", error.what());
   return exit_status(1);

@@ -60,6 +60,10 @@ std::string repeated(const std::string &text, size_t count) {
   return count == 0 ? "" : text + repeated(text, count - 1);
 }
 
+Invocation misuse(const std::string &name, const std::string &arguments, const std::string &complaint) {
+  return {name, {}, arguments, 64, "", complaint + "\nRun with --help for more information.\n"};
+}
+
 const Invocation kInvocations[] = {
     {"stdin", {{"script", "echo hello\nquit\nnonsense\n"}}, "<script", 0, "hello\n"},
     {"failing_script_line",
@@ -323,12 +327,17 @@ const Invocation kInvocations[] = {
      1,
      "on\n",
      "-c:1: error: the library is not initialised\n"},
-    {"unknown_option",
-     {},
-     "--loud",
-     109,
-     "",
-     "The following argument was not expected: --loud\nRun with --help for more information.\n"},
+    misuse("unknown_option", "--loud", "The following argument was not expected: --loud"),
+    misuse("script_beside_commands", "-c 'echo c' run script", "run excludes --commands"),
+    misuse("commands_before_serve", "-c 'echo c' serve", "serve excludes --commands"),
+    misuse("flag_before_serve", "--no-boot serve", "serve excludes --no-boot"),
+    misuse("flag_before_attach", "--then-prompt attach", "attach excludes --then-prompt"),
+    misuse("commands_twice", "-c a attach -c b", "--commands: At Most 1 required but received 2"),
+    misuse("two_subcommands", "run script serve", "The following argument was not expected: serve"),
+    misuse("no_script", "run ''", "SCRIPT: the name of a file is missing"),
+    misuse("no_endpoint", "serve --listen tcp:[::1]", "--listen: 'tcp:[::1]' is a controller, not where to listen"),
+    misuse("no_interface", "serve --port 1=", "--port: '1=' is not PORT=INTERFACE or PORT=tap:NAME"),
+    misuse("no_port", "serve --port 49=lo", "--port: a port is a number from 1 to 48, not '49'"),
 };
 
 INSTANTIATE_TEST_SUITE_P(All, ProgramTest, testing::ValuesIn(kInvocations),

@@ -32,18 +32,38 @@ uint64_t datapath_id(const std::string &text) {
   return number;
 }
 
-void add(Service &service, const std::string &text, bool listens) {
-  const openflow::Endpoint endpoint = openflow::endpoint_named({text, 1});
-  if (endpoint.listens != listens) {
-    throw std::invalid_argument(text + (listens ? " is a controller, not where to listen" : " is no controller"));
-  }
-  service.add(endpoint);
+// What is wrong with an option's endpoint; nothing when it is one.
+std::string endpoint_trouble(const std::string &text, bool listens) try {
+  const bool good = openflow::endpoint_named({text, 1}).listens == listens;
+  return good ? "" : concat("'", text, listens ? "' is a controller, not where to listen" : "' is no controller");
+} catch (const TextError &error) {
+  return error.what();
+}
+
+void add_endpoints(CLI::App &command, const std::string &name, std::vector<std::string> &endpoints, bool listens,
+                   const std::string &forms) {
+  command.add_option(name, endpoints, forms)->take_all()->expected(1)->check([listens](const std::string &text) {
+    return endpoint_trouble(text, listens);
+  });
+}
+
+void add(Service &service, const std::string &endpoint) {
+  service.add(openflow::endpoint_named({endpoint, 1}));
+}
+
+uint32_t port_named(const std::string &name, host::Switch &device) try {
+  return interface_named({name, 1}, device.interfaces());
+} catch (const TextError &error) {
+  throw CLI::ValidationError("--port", error.what());
 }
 
 void add_tls(CLI::App &command, openflow::TlsFiles &tls) {
-  CLI::Option *key = command.add_option("--private-key", tls.private_key, "this switch's key for ssl: and pssl:");
-  CLI::Option *certificate = command.add_option("--certificate", tls.certificate, "its certificate");
-  CLI::Option *ca = command.add_option("--ca-cert", tls.ca_cert, "certificates of who must have signed the peers'");
+  const auto add_file = [&command](const char *name, std::string &file, const char *what) {
+    return command.add_option(name, file, what)->check(file_name_trouble);
+  };
+  CLI::Option *key = add_file("--private-key", tls.private_key, "this switch's key for ssl: and pssl:");
+  CLI::Option *certificate = add_file("--certificate", tls.certificate, "its certificate");
+  CLI::Option *ca = add_file("--ca-cert", tls.ca_cert, "certificates of who must have signed the peers'");
   key->needs(certificate, ca);
   certificate->needs(key, ca);
   ca->needs(key, certificate);
@@ -51,16 +71,16 @@ void add_tls(CLI::App &command, openflow::TlsFiles &tls) {
 
 }  // namespace
 
+std::string file_name_trouble(const std::string &name) {
+  return name.empty() ? "the name of a file is missing" : "";
+}
+
 CLI::App *add_serve(CLI::App &parser, ServeOptions &options) {
   CLI::App *command =
       parser.add_subcommand("serve", "serve OpenFlow 1.0 controllers and clients until SIGTERM or SIGINT");
-  command->add_option("SCRIPT", options.script, "commands to run first");
-  command->add_option("--listen", options.listen, "ptcp:PORT[:ADDRESS] or pssl:PORT[:ADDRESS]")
-      ->take_all()
-      ->expected(1);
-  command->add_option("--controller", options.controllers, "tcp:ADDRESS[:PORT] or ssl:ADDRESS[:PORT]")
-      ->take_all()
-      ->expected(1);
+  command->add_option("SCRIPT", options.script, "commands to run first")->check(file_name_trouble);
+  add_endpoints(*command, "--listen", options.listen, true, "ptcp:PORT[:ADDRESS] or pssl:PORT[:ADDRESS]");
+  add_endpoints(*command, "--controller", options.controllers, false, "tcp:ADDRESS[:PORT] or ssl:ADDRESS[:PORT]");
   command->add_option("--port", options.ports, "PORT=INTERFACE, or PORT=tap:NAME for a TAP: what a port leads to")
       ->take_all()
       ->expected(1);
@@ -75,7 +95,8 @@ CLI::App *add_serve(CLI::App &parser, ServeOptions &options) {
   command->add_option("--packet-in-rate", options.cpu.packet_ins, "packets a second for the controllers")
       ->capture_default_str();
   command->add_option("--socket", options.socket, "where 'attach' finds this switch")
-      ->default_str(default_console_path());
+      ->default_str(default_console_path())
+      ->check(file_name_trouble);
   add_tls(*command, options.tls);
   return command;
 }
@@ -84,10 +105,9 @@ void attach_ports(host::Switch &device, const std::vector<std::string> &ports) {
   for (const std::string &text : ports) {
     const size_t equals = text.find('=');
     if (equals == std::string::npos || equals + 1 == text.size() || text.ends_with("=tap:")) {
-      throw std::invalid_argument("--port " + text + ": PORT=INTERFACE or PORT=tap:NAME is wanted");
+      throw CLI::ValidationError("--port", concat("'", text, "' is not PORT=INTERFACE or PORT=tap:NAME"));
     }
-    const std::string port = text.substr(0, equals);
-    const uint32_t ifindex = interface_named({port, 1}, device.interfaces());
+    const uint32_t ifindex = port_named(text.substr(0, equals), device);
     device.ports().attach(ifindex, host::ports::make_end(text.substr(equals + 1)));
   }
 }
@@ -104,13 +124,13 @@ void serve(Service &service, const ServeOptions &options) {
   }
   service.open_console(options.socket.empty() ? default_console_path() : options.socket);
   for (const std::string &endpoint : options.listen) {
-    add(service, endpoint, true);
+    add(service, endpoint);
   }
   for (const std::string &endpoint : options.controllers) {
-    add(service, endpoint, false);
+    add(service, endpoint);
   }
   if (options.listen.empty() && options.controllers.empty()) {
-    add(service, kDefaultListen, true);
+    add(service, kDefaultListen);
   }
   service.run();
 }

@@ -29,10 +29,14 @@ struct ServeOptions {
   agent::openflow::TlsFiles tls;
 };
 
+// What is wrong with a word that is to name a file; nothing when nothing is.
+std::string file_name_trouble(const std::string &name);
+
 // The subcommand, whose words end up in `options`.
 CLI::App *add_serve(CLI::App &parser, ServeOptions &options);
 
-// Lets ports lead to the interfaces that "N=INTERFACE" names. A std::exception says what is wrong with one.
+// Lets ports lead to the interfaces that "N=INTERFACE" names. A std::exception says what is wrong with one: a
+// CLI::ParseError if it is how that is written.
 void attach_ports(host::Switch &device, const std::vector<std::string> &ports);
 
 // What becomes of packets that no flow matches. A std::runtime_error when the hardware does not take it.

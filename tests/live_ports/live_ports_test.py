@@ -156,9 +156,6 @@ def members_leave_and_join(one, other, third):
 
 # What a port cannot lead to.
 COMPLAINTS = (
-    ("1", "PORT=INTERFACE"),
-    ("1=", "PORT=INTERFACE"),
-    ("99=p1", "99"),
     ("1=nowhere0", "nowhere0: No such device"),
     ("1=lo", "lo is a loopback interface"),
     ("1=tun0", "tun0 carries no Ethernet frames"),
