@@ -12,6 +12,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 std::string contents(const fs::path &path) {
   std::ifstream file(path);
@@ -66,6 +67,13 @@ Invocation misuse(const std::string &name, const std::string &arguments, const s
 
 const Invocation kInvocations[] = {
     {"stdin", {{"script", "echo hello\nquit\nnonsense\n"}}, "<script", 0, "hello\n"},
+    {"nul",
+     {{"script", "add-flows a.flows\nsave x\0y\n"s}, {"a.flows", "ip,\0actions=drop\n"s}},
+     "--keep-going run script",
+     1,
+     "",
+     "a.flows:1:4: error: no NUL byte can stand in a line\nscript:1: error: a.flows: 1 bad line; nothing was sent\n"
+     "script:2:7: error: no NUL byte can stand in a line\n"},
     {"failing_script_line",
      {{"script", "# a comment\necho before\n\nadd-flow tcp,actions=resubmit:3\necho behind\n"}},
      "run script",

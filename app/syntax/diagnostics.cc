@@ -19,6 +19,12 @@ std::string blank(const std::string &text) {
 
 }  // namespace
 
+void refuse_nul(std::string_view line) {
+  if (const size_t nul = line.find('\0'); nul != std::string_view::npos) {
+    throw TextError(nul + 1, "no NUL byte can stand in a line");
+  }
+}
+
 std::string place_text(const SourceLine &source) {
   return source.file.empty() ? "" : concat(source.file, ":", source.number, ":");
 }

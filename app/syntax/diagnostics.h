@@ -5,6 +5,7 @@
 
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "agent/text.h"
@@ -29,6 +30,9 @@ struct Diagnostic {
 inline Diagnostic diagnostic(const SourceLine &source, const agent::TextError &error) {
   return {source, error.column(), error.what()};
 }
+
+// A TextError for a line with a NUL, which would end names of files and messages too soon.
+void refuse_nul(std::string_view line);
 
 // "campus.flows:12:", nothing on a terminal.
 std::string place_text(const SourceLine &source);

@@ -49,6 +49,7 @@ void FlowFile::read(ScriptReader &file) {
 }
 
 void FlowFile::take(const SourceLine &line) try {
+  refuse_nul(line.text);
   if (!is_blank(line.text)) {
     changes_.push_back(parse_flow_mod(line.text, interfaces_));
     changes_.back().flow.line = line.number;

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "agent/text.h"
+#include "app/syntax/diagnostics.h"
 
 namespace app {
 
@@ -55,6 +56,7 @@ bool shell_begins(std::string_view line, size_t at) {
 }  // namespace
 
 std::vector<CommandText> split_commands(std::string_view line) {
+  refuse_nul(line);
   std::vector<CommandText> commands;
   for (size_t start = 0; start < line.size();) {
     const size_t own = end_of_command(line, start);

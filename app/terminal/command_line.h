@@ -18,7 +18,8 @@ struct CommandText {
 
 // The commands of a line, blank ones left out: semicolons stand between them, '#' at the beginning of a word begins a
 // comment, and what follows a '|' or '>' at the beginning of a word belongs to the system's shell, up to a semicolon
-// outside the shell's quotes. None of them counts in double quotes. A quote that is not closed is a TextError.
+// outside the shell's quotes. None of them counts in double quotes. A quote that is not closed is a TextError, and so
+// is a NUL.
 std::vector<CommandText> split_commands(std::string_view line);
 
 // The last word of a line that is still being typed, which may have an open quote, and the words of its command before
