@@ -331,10 +331,12 @@ const Invocation kInvocations[] = {
      "script:6: error: the trace file cannot be written, and is closed: No space left on device\n"},
     {"not_booted",
      {},
-     "--no-boot -c 'echo on; add-flow actions=drop'",
+     "--no-boot --keep-going -c 'echo on; add-flow actions=drop; fault qtr_custom_cache_unified_entry_set; boot; boot; "
+     "add-flow actions=drop'",
      1,
-     "on\n",
-     "-c:1: error: the library is not initialised\n"},
+     "on\nflow 1 added at index 2000\n",
+     "-c:1: error: the library is not initialised\n"
+     "-c:1: error: the library could not be initialised: Installing unified catch all entry at 4095 failed\n"},
     misuse("unknown_option", "--loud", "The following argument was not expected: --loud"),
     misuse("script_beside_commands", "-c 'echo c' run script", "run excludes --commands"),
     misuse("commands_before_serve", "-c 'echo c' serve", "serve excludes --commands"),

@@ -16,11 +16,19 @@ using namespace agent;
 
 namespace {
 
+// What the library's entry point begins with, and stops the whole program over when it fails.
+void initialise() {
+  if (oftab_init() != OFTAB_OK) {
+    throw CommandError("the library could not be initialised");
+  }
+}
+
 void boot(Session &session, Arguments &arguments) {
   arguments.finish();
   if (oftab_hw_rsrc_g.initialized != 0) {
     throw CommandError("the library is initialised already");
   }
+  initialise();
   session.device.boot();
 }
 
@@ -39,6 +47,7 @@ uint32_t next_debug_command(Arguments &arguments) {
 void run_debug_command(Session &session, Arguments &arguments) {
   const uint32_t number = next_debug_command(arguments);
   arguments.finish();
+  initialise();
   const FullConsole console(session);
   oftab_main(number);
 }
