@@ -86,7 +86,9 @@ prefix="$work/odd prefix"
 (cd "$work" && cmake --install "$build" --prefix "odd prefix") >"$work/install.log" || { cat "$work/install.log"; exit 1; }
 there=$prefix/lib/systemd/system/oftab-switch.service
 grep "^ExecStart=\"$prefix/bin/oftab-switch\" serve " "$there"
-"$prefix/bin/oftab-switch" --version
+status=0
+"$prefix/bin/oftab-switch" serve --listen nowhere || status=$?
+grep -x "RestartPreventExitStatus=$status" "$there"
 if [ "$(id -u)" = 0 ] && unshare --mount true; then
   echo "under ProtectHome, which closes /run/user"
   chmod 711 "$work"
