@@ -6,7 +6,6 @@
 #ifndef AGENT_CLASSIFIER_H
 #define AGENT_CLASSIFIER_H
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -7,7 +7,6 @@
 #ifndef AGENT_HARDWARE_H
 #define AGENT_HARDWARE_H
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>

@@ -4,7 +4,6 @@
 #define BENCH_TABLE_H
 
 #include <cstdint>
-#include <vector>
 
 #include "bench/requests.h"
 #include "host/switch.h"

@@ -10,7 +10,6 @@
 
 #include "agent/agent.h"
 #include "agent/batch.h"
-#include "agent/rewriting.h"
 #include "agent/table_view.h"
 #include "tests/support/child.h"
 #include "tests/support/disturber.h"

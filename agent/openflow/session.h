@@ -8,7 +8,6 @@
 #define AGENT_OPENFLOW_SESSION_H
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "agent/agent.h"

@@ -5,7 +5,6 @@
 #include <sys/ioctl.h>
 
 #include <asio/ssl.hpp>
-#include <stdexcept>
 #include <utility>
 
 #include "agent/text.h"

@@ -4,7 +4,6 @@
 #ifndef APP_SERVE_CONSOLE_PROTOCOL_H
 #define APP_SERVE_CONSOLE_PROTOCOL_H
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>

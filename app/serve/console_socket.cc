@@ -9,9 +9,7 @@
 #include <asio/buffer.hpp>
 #include <asio/write.hpp>
 #include <filesystem>
-#include <iostream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 

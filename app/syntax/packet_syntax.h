@@ -3,7 +3,6 @@
 #ifndef APP_SYNTAX_PACKET_SYNTAX_H
 #define APP_SYNTAX_PACKET_SYNTAX_H
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 

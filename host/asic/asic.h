@@ -11,7 +11,6 @@
 
 #include "host/asic/counters.h"
 #include "host/asic/packet.h"
-#include "host/asic/sdk_error.h"
 #include "host/asic/static_matches.h"
 #include "host/asic/tcam.h"
 #include "host/asic/trees.h"

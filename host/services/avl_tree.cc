@@ -2,7 +2,6 @@
 #include "host/services/avl_tree.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <deque>
 #include <string>
 #include <utility>

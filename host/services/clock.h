@@ -5,7 +5,6 @@
 #ifndef HOST_SERVICES_CLOCK_H
 #define HOST_SERVICES_CLOCK_H
 
-#include <array>
 #include <cstdint>
 #include <deque>
 #include <functional>

@@ -4,7 +4,6 @@
 #define TESTS_SUPPORT_RANDOM_FLOWS_H
 
 #include <random>
-#include <vector>
 
 #include "tests/support/model.h"
 

@@ -4,7 +4,6 @@
 #define TESTS_SUPPORT_SCREEN_H
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
