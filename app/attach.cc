@@ -50,6 +50,9 @@ class RemoteSwitch {
 
   // Runs one command with its output into `out`; what became of it.
   ConsoleFrame run(const std::string &line, std::ostream &out) {
+    if (line.size() > kLongestConsoleFrame) {
+      throw TextError(kLongestConsoleFrame + 1, concat("a line has at most ", kLongestConsoleFrame, " bytes"));
+    }
     send(Kind::Line, line);
     interrupt_sent_ = false;
     for (;;) {

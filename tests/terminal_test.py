@@ -7,6 +7,7 @@ import os
 import re
 import resource
 import signal
+import socket
 import struct
 import subprocess
 import sys
@@ -212,6 +213,13 @@ class TerminalTest(unittest.TestCase):
             until(lambda: terminal.kill(end) or not terminal.isalive(), "the prompt ends")
             self.assertEqual(terminal.end(), 128 + end)
             switch.process.send_signal(signal.SIGCONT)
+        with socket.socket(socket.AF_UNIX) as stranger:
+            stranger.connect(switch.console)
+            stranger.sendall(b"l\xff\xff\xff\xff")
+            self.assertEqual(stranger.makefile("rb").read(), b"e\0\0\0\x17a line that is too longf\0\0\0\0")
+        done = subprocess.run([PROGRAM, "attach", switch.console], input=b"echo " + b"x" * 2**20,
+                              stderr=subprocess.PIPE)
+        self.assertEqual(done.stderr, b"column 1048577: error: a line has at most 1048576 bytes\n")
         for commands, status, complaint in (
             ("flows; quit; flows", 0, ""),
             ('echo "x', 1, "column 6: error: the closing quote is missing\n"),

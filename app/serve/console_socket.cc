@@ -56,13 +56,14 @@ class Console : public std::enable_shared_from_this<Console> {
     }
     read();
   } catch (const std::exception &error) {
+    says_nonsense_ = true;
     write(encode(ConsoleFrame::Kind::Error, error.what()) + encode(ConsoleFrame::Kind::Finished));
   }
 
   void write(const std::string &answer) {
     sending_ = answer;
     asio::async_write(socket_, asio::buffer(sending_), [self = shared_from_this()](std::error_code problem, size_t) {
-      if (!problem) {
+      if (!problem && !self->says_nonsense_) {
         self->work();
       }
     });
@@ -73,6 +74,7 @@ class Console : public std::enable_shared_from_this<Console> {
   std::array<char, 4096> space_;
   std::string received_;
   std::string sending_;
+  bool says_nonsense_ = false;  // whoever it is, and is heard no more
 };
 
 // A socket that nobody listens at any more is removed.
