@@ -185,7 +185,7 @@ std::string wrapped(std::string_view title, const std::set<std::string> &words) 
   for (const std::string &word : words) {
     if (line.size() + 1 + word.size() > width) {
       text += line + '\n';
-      line = " ";
+      line = ' ';
     }
     line += concat(" ", word);
   }
