@@ -37,10 +37,10 @@ class AcceptLoop : public std::enable_shared_from_this<AcceptLoop<Protocol>> {
     });
   }
 
+  // A pause that is under way ends without another attempt.
   void stop() {
     std::error_code ignored;
     acceptor_.close(ignored);
-    timer_.cancel();
   }
 
   const Acceptor &acceptor() const { return acceptor_; }
