@@ -89,11 +89,14 @@ grep "^ExecStart=\"$prefix/bin/oftab-switch\" serve " "$there"
 status=0
 "$prefix/bin/oftab-switch" serve --listen nowhere || status=$?
 grep -x "RestartPreventExitStatus=$status" "$there"
-if [ "$(id -u)" = 0 ] && unshare --mount true; then
-  echo "under ProtectHome, which closes /run/user"
-  chmod 711 "$work"
+as_a_service() {
   unshare --mount sh -c 'mount -t tmpfs -o mode=700 tmpfs /run && "$@"' sh \
-    setpriv --reuid 65534 --regid 65534 --clear-groups env -u XDG_RUNTIME_DIR "$prefix/bin/oftab-switch" -c quit
+    setpriv --reuid 65534 --regid 65534 --clear-groups env -u XDG_RUNTIME_DIR "$@"
+}
+chmod 711 "$work"
+if as_a_service test -x "$prefix/bin/oftab-switch" 2>/dev/null; then
+  echo "under ProtectHome, which closes /run/user"
+  as_a_service "$prefix/bin/oftab-switch" -c quit
 fi
 if command -v systemd-analyze >/dev/null; then
   systemd-analyze --man=no verify "$there" 2>"$work/complaints" && [ ! -s "$work/complaints" ] ||
