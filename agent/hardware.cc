@@ -35,25 +35,13 @@ class Lowering {
 };
 
 std::optional<CpuReason> Lowering::take(const Action &action) {
-  switch (action.kind) {
-    case Action::Kind::Output:
-      return take_output(action);
-    case Action::Kind::Enqueue:
-      return "the hardware has no queues";
-    case Action::Kind::SetVlanVid:
-    case Action::Kind::SetVlanPcp:
-    case Action::Kind::StripVlan:
-    case Action::Kind::SetDlSrc:
-    case Action::Kind::SetDlDst:
-    case Action::Kind::SetNwSrc:
-    case Action::Kind::SetNwDst:
-    case Action::Kind::SetNwTos:
-    case Action::Kind::SetTpSrc:
-    case Action::Kind::SetTpDst:
-    case Action::Kind::kCount:
-      break;
+  if (changes_packets(action.kind)) {
+    return "the hardware cannot change packets";
   }
-  return "the hardware cannot change packets";
+  if (action.kind == Action::Kind::Output) {
+    return take_output(action);
+  }
+  return "the hardware has no queues";
 }
 
 std::optional<CpuReason> Lowering::take_output(const Action &action) {
